@@ -1,0 +1,41 @@
+#pragma once
+
+#include "model/ParameterValues.h"
+
+#include <cstdint>
+#include <string>
+
+namespace velora {
+
+/// The graphic-equaliser bands of one profile.
+class GeqPreset : public ParameterValues {
+public:
+    static constexpr ParameterSet kValidParams = ParameterSet::of(RecordKind::GEQ_PRESET);
+    static_assert(kValidParams.size() == 2);
+    static constexpr ParameterSet kStoredParams = kValidParams;
+
+    /// A new record: no row, dirty.
+    explicit GeqPreset(int profileId) : ParameterValues(true), mId(-1), mProfileId(profileId) {}
+    /// A record of row `id`: not dirty.
+    GeqPreset(int64_t id, int profileId) : ParameterValues(false), mId(id), mProfileId(profileId) {}
+
+    int64_t getId() const override { return mId; }
+    void setId(int64_t id) { mId = id; }
+    const ParameterSet& getValidParams() const override { return kValidParams; }
+
+    int getProfileId() const { return mProfileId; }
+
+    /// Same profile number and values.
+    bool equals(const GeqPreset& other) const {
+        return mProfileId == other.mProfileId && ParameterValues::equals(other);
+    }
+    std::string toString() const {
+        return line("id", mId) + line("profileId", mProfileId) + valuesToString();
+    }
+
+private:
+    int64_t mId;
+    int mProfileId;
+};
+
+}  // namespace velora

@@ -1,0 +1,168 @@
+#pragma once
+
+#include "model/ConstMap.h"
+
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace velora {
+
+/// The tunable quantities of the effect, 0 to 103 in the order of their database columns. The value
+/// of each is a list of 32-bit integers; a single setting is a list of one.
+enum Parameter : int32_t {
+#define PARAMETER(enumerator, ...) enumerator,
+#include "model/Parameters.def"
+#undef PARAMETER
+};
+
+/// How the element of the tuning file that carries a parameter is read.
+enum class NodeKind {
+    NONE,             ///< no element carries it
+    VALUE,            ///< one integer or boolean
+    ROW,              ///< a list of integers in one attribute
+    DRC_ROW,          ///< a row that is never empty
+    MIX_MATRIX,       ///< rows of a matrix, one after the other
+    FREQUENCY_PAIR,   ///< a low and a high frequency
+    ATTRIBUTES,       ///< one integer per attribute
+    IEQ_BANDS,        ///< bands of an intelligent-equaliser preset
+    GEQ_BANDS,        ///< bands of a graphic-equaliser preset
+    OPTIMIZER_BANDS,  ///< bands of the audio optimiser
+    REGULATOR_BANDS,  ///< bands of the audio regulator
+};
+
+/// The kinds of record that carry parameters; every parameter belongs to one at most.
+enum class RecordKind { NONE, TUNING, PROFILE, PROFILE_ENDPOINT, GEQ_PRESET, IEQ_PRESET };
+
+/// What the system knows of one parameter.
+struct ParameterInfo {
+    Parameter parameter;
+    std::string_view column;   ///< database column and text name; its data() ends with a NUL
+    std::string_view element;  ///< tuning-file element; empty if none carries it
+    NodeKind kind;
+    int position;  ///< place among the parameters that the element carries, from 0
+    RecordKind record;
+};
+
+namespace detail {
+
+template <size_t N>
+struct Text {
+    char chars[N]{};
+};
+
+template <size_t N>
+consteval Text<N> lowerCase(const char (&text)[N]) {
+    Text<N> lower;
+    for (size_t i = 0; i < N; ++i) {
+        const bool upper = text[i] >= 'A' && text[i] <= 'Z';
+        lower.chars[i] = upper ? static_cast<char>(text[i] - 'A' + 'a') : text[i];
+    }
+    return lower;
+}
+
+#define PARAMETER(enumerator, ...) \
+    inline constexpr auto kColumn_##enumerator = lowerCase(#enumerator);
+#include "model/Parameters.def"
+#undef PARAMETER
+
+}  // namespace detail
+
+/// The catalogue: one row per parameter, at the index of its number.
+inline constexpr auto kParameters = std::to_array<ParameterInfo>({
+#define PARAMETER(enumerator, element, kind, position, record)                                 \
+    {enumerator,        detail::kColumn_##enumerator.chars, element, NodeKind::kind, position, \
+     RecordKind::record},
+#include "model/Parameters.def"
+#undef PARAMETER
+});
+inline constexpr size_t kNumParameters = kParameters.size();
+
+/// The row of a parameter, which must be one of the 104.
+constexpr const ParameterInfo& infoOf(Parameter parameter) {
+    return kParameters[static_cast<size_t>(parameter)];
+}
+
+/// Column name -> parameter.
+inline constexpr ConstMap<std::string_view, Parameter, kNumParameters> kParameterOfColumn([] {
+    std::array<std::pair<std::string_view, Parameter>, kNumParameters> pairs{};
+    for (size_t i = 0; i < pairs.size(); ++i) {
+        pairs[i] = {kParameters[i].column, kParameters[i].parameter};
+    }
+    return pairs;
+}());
+
+/// A constant-time set of parameters, walked in ascending order.
+class ParameterSet {
+public:
+    constexpr ParameterSet() = default;
+
+    /// Every parameter that belongs to a kind of record.
+    static constexpr ParameterSet of(RecordKind record) {
+        ParameterSet set;
+        for (const ParameterInfo& info : kParameters) {
+            if (info.record == record) set = set | info.parameter;
+        }
+        return set;
+    }
+
+    /// False for a number that is no parameter.
+    constexpr bool contains(Parameter parameter) const {
+        const auto index = static_cast<uint32_t>(parameter);
+        return index < kNumParameters && (mBits[index / 64] >> (index % 64) & 1) != 0;
+    }
+    constexpr size_t size() const {
+        return static_cast<size_t>(std::popcount(mBits[0]) + std::popcount(mBits[1]));
+    }
+
+    friend constexpr ParameterSet operator|(ParameterSet set, Parameter parameter) {
+        const auto index = static_cast<uint32_t>(parameter);
+        set.mBits[index / 64] |= uint64_t{1} << (index % 64);
+        return set;
+    }
+    friend constexpr ParameterSet operator|(ParameterSet a, const ParameterSet& b) {
+        a.mBits[0] |= b.mBits[0];
+        a.mBits[1] |= b.mBits[1];
+        return a;
+    }
+
+    class Iterator {
+    public:
+        constexpr Iterator(const ParameterSet* set, int32_t at) : mSet(set), mAt(at) { settle(); }
+        constexpr Parameter operator*() const { return static_cast<Parameter>(mAt); }
+        constexpr Iterator& operator++() {
+            ++mAt;
+            settle();
+            return *this;
+        }
+        constexpr bool operator!=(const Iterator& other) const { return mAt != other.mAt; }
+
+    private:
+        static constexpr auto kEnd = static_cast<int32_t>(kNumParameters);
+
+        constexpr void settle() {
+            while (mAt < kEnd && !mSet->contains(static_cast<Parameter>(mAt))) ++mAt;
+        }
+
+        const ParameterSet* mSet;
+        int32_t mAt;
+    };
+    constexpr Iterator begin() const { return {this, 0}; }
+    constexpr Iterator end() const { return {this, static_cast<int32_t>(kNumParameters)}; }
+
+private:
+    std::array<uint64_t, 2> mBits{};
+};
+
+static_assert(kNumParameters == 104);
+static_assert(kParameterOfColumn.isUnique());
+static_assert([] {
+    for (size_t i = 0; i < kNumParameters; ++i) {
+        if (kParameters[i].parameter != static_cast<Parameter>(i)) return false;
+    }
+    return true;
+}());
+
+}  // namespace velora

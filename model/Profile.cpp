@@ -1,0 +1,40 @@
+#include "model/Profile.h"
+
+#include <utility>
+
+namespace velora {
+
+Profile::Profile(int profileId, std::string name, bool mobility)
+    : Profile(-1, profileId, std::move(name), mobility) {
+    setDirty(true);
+}
+
+Profile::Profile(int64_t id, int profileId, std::string name, bool mobility)
+    : ParameterValues(false),
+      mId(id),
+      mProfileId(profileId),
+      mName(std::move(name)),
+      mMobility(mobility),
+      mSelectedGeqPreset(profileId) {}
+
+void Profile::setName(std::string name) {
+    mName = std::move(name);
+    setDirty(true);
+}
+
+void Profile::setSelectedGeqPreset(int preset) {
+    mSelectedGeqPreset = preset;
+    setDirty(true);
+}
+
+bool Profile::equals(const Profile& other) const {
+    return mProfileId == other.mProfileId && ParameterValues::equals(other);
+}
+
+std::string Profile::toString() const {
+    return line("id", mId) + line("profileId", mProfileId) + line("name", mName) +
+           line("mobility", textOf(mMobility)) + line("selectedGeqPreset", mSelectedGeqPreset) +
+           valuesToString();
+}
+
+}  // namespace velora

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "model/ParameterValues.h"
+
+#include <cstdint>
+#include <string>
+
+namespace velora {
+
+/// The settings of one profile (a numbered, named set of settings) that don't depend on the output.
+class Profile : public ParameterValues {
+public:
+    static constexpr ParameterSet kValidParams = ParameterSet::of(RecordKind::PROFILE);
+    static_assert(kValidParams.size() == 12);
+    static constexpr ParameterSet kStoredParams = kValidParams;
+
+    /// A new record: no row, dirty. In both forms the selected GEQ preset is the profile's own.
+    Profile(int profileId, std::string name, bool mobility);
+    /// A record of row `id`: not dirty.
+    Profile(int64_t id, int profileId, std::string name, bool mobility);
+
+    int64_t getId() const override { return mId; }
+    void setId(int64_t id) { mId = id; }
+    const ParameterSet& getValidParams() const override { return kValidParams; }
+
+    int getProfileId() const { return mProfileId; }
+    const std::string& getName() const { return mName; }
+    bool isMobility() const { return mMobility; }
+    int getSelectedGeqPreset() const { return mSelectedGeqPreset; }
+
+    void setName(std::string name);
+    void setMobility(bool mobility) { mMobility = mobility; }  ///< not a change to save
+    void setSelectedGeqPreset(int preset);
+
+    /// Same profile number and values.
+    bool equals(const Profile& other) const;
+    std::string toString() const;
+
+private:
+    int64_t mId;
+    int mProfileId;
+    std::string mName;
+    bool mMobility;
+    int mSelectedGeqPreset;
+};
+
+}  // namespace velora

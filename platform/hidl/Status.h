@@ -1,0 +1,49 @@
+#pragma once
+
+#include <string>
+#include <utility>
+
+namespace android::hardware {
+
+/// How the transport of a call fared: well, or failed with a reason.
+class Status {
+public:
+    static Status ok() { return Status(true, {}); }
+    static Status transportError(std::string reason) { return Status(false, std::move(reason)); }
+
+    bool isOk() const { return mOk; }
+    const std::string& description() const { return mDescription; }
+
+private:
+    Status(bool ok, std::string description) : mOk(ok), mDescription(std::move(description)) {}
+
+    bool mOk;
+    std::string mDescription;
+};
+
+/// The answer of a call to a remote object: its value, if the transport carried it.
+template <typename T>
+class Return : public Status {
+public:
+    Return(T value) : Status(Status::ok()), mValue(value) {}  // NOLINT(google-explicit-constructor)
+    Return(Status status)
+        : Status(std::move(status)), mValue() {}  // NOLINT(google-explicit-constructor)
+
+    /// The value; a default one when the call failed.
+    T value() const { return mValue; }
+
+private:
+    T mValue;
+};
+
+template <>
+class Return<void> : public Status {
+public:
+    Return() : Status(Status::ok()) {}
+    Return(Status status) : Status(std::move(status)) {}  // NOLINT(google-explicit-constructor)
+};
+
+/// The answer of a call that returned nothing, and did return.
+inline Return<void> Void() { return {}; }
+
+}  // namespace android::hardware

@@ -1,0 +1,57 @@
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+
+#include <unistd.h>
+
+#include <log/log.h>
+
+namespace {
+
+std::atomic<__android_logger_function> gLogger{__android_log_stderr_logger};
+std::atomic<int32_t> gMinimumPriority{ANDROID_LOG_INFO};
+
+char letterOf(int32_t priority) {
+    constexpr char kLetters[] = "VDIWE";
+    const bool known = priority >= ANDROID_LOG_VERBOSE && priority <= ANDROID_LOG_ERROR;
+    return known ? kLetters[priority - ANDROID_LOG_VERBOSE] : '?';
+}
+
+std::string format(const char* text, va_list args) {
+    va_list again;
+    va_copy(again, args);
+    const int length = vsnprintf(nullptr, 0, text, args);
+    std::string message(length > 0 ? static_cast<size_t>(length) : 0, '\0');
+    vsnprintf(message.data(), message.size() + 1, text, again);
+    va_end(again);
+    return message;
+}
+
+}  // namespace
+
+int __android_log_print(int priority, const char* tag, const char* text, ...) {
+    if (priority < gMinimumPriority.load(std::memory_order_relaxed)) return 0;
+    va_list args;
+    va_start(args, text);
+    const std::string message = format(text, args);
+    va_end(args);
+    const __android_log_message entry{priority, tag, message.c_str()};
+    gLogger.load()(&entry);
+    return 1;
+}
+
+void __android_log_set_logger(__android_logger_function logger) {
+    gLogger = logger != nullptr ? logger : __android_log_stderr_logger;
+}
+
+int32_t __android_log_set_minimum_priority(int32_t priority) {
+    return gMinimumPriority.exchange(priority);
+}
+
+void __android_log_stderr_logger(const __android_log_message* entry) {
+    std::string line{letterOf(entry->priority), ' '};
+    line.append(entry->tag).append(": ").append(entry->message).push_back('\n');
+    // One write, so that lines of several threads don't mix. A log that can't be written is lost.
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
+}

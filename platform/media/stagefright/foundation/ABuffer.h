@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include <utils/RefBase.h>
+
+namespace android {
+
+/// A block of bytes of fixed capacity with a range in use. Shared by reference; whoever writes to
+/// it must be its only user at that time.
+class ABuffer : public RefBase {
+public:
+    /// Zero-filled, all of it in use.
+    explicit ABuffer(size_t capacity)
+        : mBytes(std::make_unique<uint8_t[]>(capacity)), mCapacity(capacity), mSize(capacity) {}
+
+    uint8_t* data() const { return mBytes.get() + mOffset; }
+    size_t size() const { return mSize; }
+    size_t capacity() const { return mCapacity; }
+
+    /// The range in use. It must lie within the capacity.
+    void setRange(size_t offset, size_t size) {
+        mOffset = offset;
+        mSize = size;
+    }
+
+private:
+    const std::unique_ptr<uint8_t[]> mBytes;
+    const size_t mCapacity;
+    size_t mOffset = 0;
+    size_t mSize;
+};
+
+}  // namespace android

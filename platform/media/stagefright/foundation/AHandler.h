@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+
+#include <utils/Mutex.h>
+#include <utils/RefBase.h>
+
+namespace android {
+
+class ALooper;
+class AMessage;
+
+/// Receives the messages that are posted to it, one at a time, on the thread of the looper that it
+/// is registered with.
+class AHandler : public RefBase {
+public:
+    using handler_id = int32_t;
+
+    /// The handler's number at its looper; 0 while it is registered with none.
+    handler_id id() const;
+    /// Its looper, or null.
+    sp<ALooper> looper() const;
+
+protected:
+    friend class ALooper;
+
+    virtual void onMessageReceived(const sp<AMessage>& message) = 0;
+
+private:
+    void setLooper(handler_id id, const wp<ALooper>& looper);
+
+    mutable Mutex mLock;
+    handler_id mId GUARDED_BY(mLock) = 0;
+    wp<ALooper> mLooper GUARDED_BY(mLock);
+};
+
+}  // namespace android

@@ -1,0 +1,93 @@
+#include <atomic>
+
+#include <pthread.h>
+
+#include <media/stagefright/foundation/ALooper.h>
+#include <media/stagefright/foundation/AMessage.h>
+
+namespace android {
+
+namespace {
+
+std::atomic<ALooper::handler_id> gNextHandlerId{1};
+
+}  // namespace
+
+ALooper::handler_id ALooper::registerHandler(const sp<AHandler>& handler) {
+    if (handler->id() != 0) return INVALID_OPERATION;
+    const handler_id id = gNextHandlerId++;
+    handler->setLooper(id, this);
+    std::lock_guard lock(mLock);
+    mHandlers[id] = handler;
+    return id;
+}
+
+void ALooper::unregisterHandler(handler_id id) {
+    wp<AHandler> found;
+    {
+        std::lock_guard lock(mLock);
+        const auto entry = mHandlers.find(id);
+        if (entry == mHandlers.end()) return;
+        found = entry->second;
+        mHandlers.erase(entry);
+    }
+    if (const sp<AHandler> handler = found.promote()) handler->setLooper(0, nullptr);
+}
+
+status_t ALooper::start(bool runOnCallingThread, bool /*canCallJava*/, int32_t /*priority*/) {
+    std::lock_guard lock(mLock);
+    if (runOnCallingThread || mState != State::kNew) return INVALID_OPERATION;
+    mState = State::kRunning;
+    mThread = std::thread([self = sp<ALooper>(this)] { self->loop(); });
+    return OK;
+}
+
+status_t ALooper::stop() {
+    std::deque<sp<AMessage>> dropped;  // released after the lock is
+    std::thread ended;
+    {
+        std::lock_guard lock(mLock);
+        if (mState != State::kRunning) return INVALID_OPERATION;
+        mState = State::kStopped;
+        dropped.swap(mQueue);
+        ended.swap(mThread);
+    }
+    mChanged.notify_all();
+    if (ended.get_id() == std::this_thread::get_id()) {
+        ended.detach();
+    } else {
+        ended.join();
+    }
+    return OK;
+}
+
+status_t ALooper::post(const sp<AMessage>& message) {
+    {
+        std::lock_guard lock(mLock);
+        if (mState == State::kStopped) return NAME_NOT_FOUND;
+        mQueue.push_back(message);
+    }
+    mChanged.notify_one();
+    return OK;
+}
+
+void ALooper::loop() {
+    pthread_setname_np(pthread_self(), mName.substr(0, 15).c_str());
+    while (const sp<AMessage> message = waitForMessage()) deliver(message);
+}
+
+sp<AMessage> ALooper::waitForMessage() {
+    std::unique_lock lock(mLock);
+    mChanged.wait(lock, [this] { return mState == State::kStopped || !mQueue.empty(); });
+    if (mState == State::kStopped) return nullptr;
+    sp<AMessage> message = mQueue.front();
+    mQueue.pop_front();
+    return message;
+}
+
+void ALooper::deliver(const sp<AMessage>& message) {
+    const sp<AHandler> handler = message->mHandler.promote();
+    if (handler && handler->looper() == this) handler->onMessageReceived(message);
+}
+
+}  // namespace android

@@ -1,0 +1,7 @@
+#pragma once
+
+namespace android {
+
+enum { PRIORITY_DEFAULT = 0 };
+
+}  // namespace android

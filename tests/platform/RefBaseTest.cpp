@@ -1,0 +1,101 @@
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <android/hidl/base/1.0/IBase.h>
+#include <utils/KeyedVector.h>
+#include <utils/RefBase.h>
+
+namespace android {
+namespace {
+
+struct Counted : RefBase {
+    explicit Counted(std::atomic<int>& alive) : mAlive(alive) { ++mAlive; }
+    ~Counted() override { --mAlive; }
+    void onFirstRef() override { ++firstRefs; }
+    std::atomic<int>& mAlive;
+    int firstRefs = 0;
+};
+
+TEST(RefBaseTest, LivesFromTheFirstStrongReferenceToTheLast) {
+    std::atomic<int> alive{0};
+    sp<Counted> a = sp<Counted>::make(alive);
+    EXPECT_EQ(a->firstRefs, 1);
+    sp<Counted> b = a;
+    wp<Counted> weak = b;
+    EXPECT_EQ(weak.promote(), a);
+    a.clear();
+    EXPECT_EQ(alive, 1);
+    EXPECT_EQ(b->firstRefs, 1);
+    b = nullptr;
+    EXPECT_EQ(alive, 0);
+    EXPECT_EQ(weak.promote(), nullptr);
+}
+
+TEST(RefBaseTest, AWeakReferenceMadeInTheConstructorCanBePromotedLater) {
+    struct Watched : RefBase {
+        Watched() : self(this) {}
+        wp<Watched> self;
+    };
+    const auto object = sp<Watched>::make();
+    EXPECT_EQ(object->self.promote(), object);
+}
+
+TEST(RefBaseTest, PromotionRacesWithTheLastRelease) {
+    for (int round = 0; round < 200; ++round) {
+        std::atomic<int> alive{0};
+        sp<Counted> strong = sp<Counted>::make(alive);
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 3; ++i) {
+            threads.emplace_back([weak = wp<Counted>(strong)] {
+                while (const auto object = weak.promote()) EXPECT_EQ(object->firstRefs, 1);
+            });
+        }
+        strong.clear();
+        for (auto& thread : threads) thread.join();
+        EXPECT_EQ(alive, 0);
+    }
+}
+
+TEST(KeyedVectorTest, KeepsItsPairsSortedAndReplacesByKey) {
+    DefaultKeyedVector<uint32_t, int> map(-1);
+    EXPECT_EQ(map.indexOfKey(5), NAME_NOT_FOUND);
+    EXPECT_EQ(map.add(5, 50), 0);
+    EXPECT_EQ(map.add(0xffffffff, 70), 1);
+    EXPECT_EQ(map.add(2, 20), 0);
+    EXPECT_EQ(map.add(5, 51), 1);
+    EXPECT_EQ(map.size(), 3U);
+    EXPECT_EQ(map.valueFor(5), 51);
+    EXPECT_EQ(map.valueFor(3), -1);
+    map.removeItemsAt(0);
+    EXPECT_EQ(map.keyAt(0), 5U);
+}
+
+struct Mourner : hardware::hidl_death_recipient {
+    void serviceDied(uint64_t cookie, const wp<hidl::base::V1_0::IBase>&) override {
+        cookies.push_back(cookie);
+    }
+    std::vector<uint64_t> cookies;
+};
+
+TEST(DeathLinkTest, TellsEachLinkedRecipientOnceAndNoneAfterwards) {
+    const auto object = sp<hidl::base::V1_0::IBase>::make();
+    const auto told = sp<Mourner>::make();
+    const auto unlinked = sp<Mourner>::make();
+    EXPECT_TRUE(object->linkToDeath(told, 7).value());
+    EXPECT_TRUE(object->linkToDeath(unlinked, 8).value());
+    EXPECT_TRUE(object->unlinkToDeath(unlinked).value());
+    EXPECT_FALSE(object->unlinkToDeath(unlinked).value());
+    EXPECT_TRUE(object->linkToDeath(sp<Mourner>::make(), 9).value());  // nobody keeps it
+
+    object->onDied();
+    object->onDied();
+    EXPECT_EQ(told->cookies, std::vector<uint64_t>{7});
+    EXPECT_TRUE(unlinked->cookies.empty());
+    EXPECT_FALSE(object->linkToDeath(told, 1).value());
+}
+
+}  // namespace
+}  // namespace android

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include <vendor/velora_sp/hardware/kmssp/2.0/IKmsCallbacks.h>
+
+namespace velora::test {
+
+using Bytes = std::vector<uint8_t>;
+
+/// A client in this process: keeps what it is told, may fail, and dies when `onDied` is called.
+class RecordingClient : public vendor::velora_sp::hardware::kmssp::V2_0::IKmsCallbacks {
+public:
+    std::atomic<bool> unreachable{false};
+    /// Called with each update, on the service's thread. Set before the client registers.
+    std::function<void(const Bytes&)> onUpdate;
+
+    android::hardware::Return<void> onSfxParamUpdate(
+        const android::hardware::hidl_vec<uint8_t>& data) override {
+        Bytes bytes(data.begin(), data.end());
+        if (onUpdate) onUpdate(bytes);
+        {
+            std::lock_guard lock(mLock);
+            mUpdates.push_back(std::move(bytes));
+        }
+        mChanged.notify_all();
+        if (unreachable) return android::hardware::Status::transportError("unreachable");
+        return android::hardware::Void();
+    }
+
+    /// Waits until `count` updates have come, takes and returns all; fewer if they don't come.
+    std::vector<Bytes> take(size_t count) {
+        std::unique_lock lock(mLock);
+        mChanged.wait_for(lock, std::chrono::seconds(20), [&] { return mUpdates.size() >= count; });
+        return std::exchange(mUpdates, {});
+    }
+
+private:
+    std::mutex mLock;
+    std::condition_variable mChanged;
+    std::vector<Bytes> mUpdates;
+};
+
+}  // namespace velora::test
