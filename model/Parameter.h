@@ -114,7 +114,9 @@ public:
         return index < kNumParameters && (mBits[index / 64] >> (index % 64) & 1) != 0;
     }
     constexpr size_t size() const {
-        return static_cast<size_t>(std::popcount(mBits[0]) + std::popcount(mBits[1]));
+        int count = 0;
+        for (const uint64_t bits : mBits) count += std::popcount(bits);
+        return static_cast<size_t>(count);
     }
 
     friend constexpr ParameterSet operator|(ParameterSet set, Parameter parameter) {

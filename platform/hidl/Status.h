@@ -25,9 +25,8 @@ private:
 template <typename T>
 class Return : public Status {
 public:
-    Return(T value) : Status(Status::ok()), mValue(value) {}  // NOLINT(google-explicit-constructor)
-    Return(Status status)
-        : Status(std::move(status)), mValue() {}  // NOLINT(google-explicit-constructor)
+    Return(T value) : Status(Status::ok()), mValue(value) {}
+    Return(Status status) : Status(std::move(status)), mValue() {}
 
     /// The value; a default one when the call failed.
     T value() const { return mValue; }
@@ -40,7 +39,7 @@ template <>
 class Return<void> : public Status {
 public:
     Return() : Status(Status::ok()) {}
-    Return(Status status) : Status(std::move(status)) {}  // NOLINT(google-explicit-constructor)
+    Return(Status status) : Status(std::move(status)) {}
 };
 
 /// The answer of a call that returned nothing, and did return.

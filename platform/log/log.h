@@ -25,7 +25,7 @@ struct __android_log_message {
 using __android_logger_function = void (*)(const __android_log_message* message);
 
 /// Formats and hands over one message. Messages below the minimum priority cost one comparison.
-int __android_log_print(int priority, const char* tag, const char* format, ...)
+int __android_log_print(int priority, const char* tag, const char* text, ...)
     __attribute__((format(printf, 3, 4)));
 
 /// Replaces the sink; null brings back the default, which writes to standard error.
@@ -35,7 +35,7 @@ void __android_log_set_logger(__android_logger_function logger);
 int32_t __android_log_set_minimum_priority(int32_t priority);
 
 /// The default sink: "<priority letter> <tag>: <message>" in one write to standard error.
-void __android_log_stderr_logger(const __android_log_message* message);
+void __android_log_stderr_logger(const __android_log_message* entry);
 
 }  // extern "C"
 

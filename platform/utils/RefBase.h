@@ -65,14 +65,14 @@ template <typename T>
 class sp {
 public:
     sp() = default;
-    sp(std::nullptr_t) {}                           // NOLINT(google-explicit-constructor)
-    sp(T* object) : mObject(object) { acquire(); }  // NOLINT(google-explicit-constructor)
+    sp(std::nullptr_t) {}
+    sp(T* object) : mObject(object) { acquire(); }
     sp(const sp& other) : mObject(other.mObject) { acquire(); }
     sp(sp&& other) noexcept : mObject(std::exchange(other.mObject, nullptr)) {}
     template <typename U>
     sp(const sp<U>& other) : mObject(other.get()) {
         acquire();
-    }  // NOLINT(google-explicit-constructor)
+    }
     ~sp() {
         if (mObject != nullptr) mObject->decStrong();
     }
@@ -113,12 +113,8 @@ template <typename T>
 class wp {
 public:
     wp() = default;
-    wp(T* object)
-        : mObject(object),
-          mCounts(object ? object->counts() : nullptr) {  // NOLINT(google-explicit-constructor)
-        acquire();
-    }
-    wp(const sp<T>& object) : wp(object.get()) {}  // NOLINT(google-explicit-constructor)
+    wp(T* object) : mObject(object), mCounts(object ? object->counts() : nullptr) { acquire(); }
+    wp(const sp<T>& object) : wp(object.get()) {}
     wp(const wp& other) : mObject(other.mObject), mCounts(other.mCounts) { acquire(); }
     wp(wp&& other) noexcept
         : mObject(std::exchange(other.mObject, nullptr)),

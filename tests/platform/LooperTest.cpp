@@ -75,7 +75,7 @@ TEST(LooperTest, StopsFromItsOwnThreadAfterTheMessageAtHand) {
 
 TEST(MessageTest, FindsItsEntriesByName) {
     const auto m = message(1, nullptr);
-    const auto buffer = sp<ABuffer>::make(4);
+    const auto buffer = sp<ABuffer>::make(size_t{4});
     m->setInt32("port", 3);
     m->setBuffer("buffer", buffer);
     int32_t port = -1;

@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -33,6 +34,14 @@ protected:
     ServiceFixture() {
         fake.reset();
         service = sp<android::VeloraManagerService>::make();
+    }
+
+    ~ServiceFixture() override { endService(); }
+
+    /// Drops the service and waits for its end, which may come a moment later on the looper thread.
+    void endService() {
+        service.clear();
+        while (fake.alive > 0) std::this_thread::yield();
     }
 
     /// Registers a client of its own and waits for the notice of it.

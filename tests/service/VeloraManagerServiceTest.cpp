@@ -73,6 +73,7 @@ TEST_F(VeloraManagerServiceTest, EachClientTypeMovesItsCountersAndFlags) {
     };
     for (const TypeCase& c : cases) {
         SCOPED_TRACE(c.type);
+        endService();
         service = sp<android::VeloraManagerService>::make();
         service->registerClient(nullptr, c.type, 1000);
         const auto state = [&] {
@@ -179,6 +180,7 @@ TEST_F(VeloraManagerServiceTest, ALateDeathNoticeDoesNotTouchTheSuccessor) {
     EXPECT_FALSE(service->hasDecCP());
     service.clear();
     first->kept->serviceDied(0, nullptr);  // nobody left to tell
+    first->kept.clear();
 }
 
 TEST_F(VeloraManagerServiceTest, UpdatesGoToEveryClientInKeyOrderWhateverAnotherOneDoes) {
@@ -189,9 +191,7 @@ TEST_F(VeloraManagerServiceTest, UpdatesGoToEveryClientInKeyOrderWhateverAnother
         clients.back()->onUpdate = [&order, uid](const Bytes&) { order.push_back(uid); };
     }
     service->registerClient(nullptr, 0, 150);
-    for (const auto& client : clients) client->take(1);
-    service->setSelectedTuningDevice(0, nullptr, 0);  // the queue behind the notices is empty after
-    for (const auto& client : clients) client->take(1);
+    for (size_t i = 0; i < clients.size(); ++i) clients[i]->take(3 - i);  // all notices are out
     order.clear();
     clients[1]->unreachable = true;
     Bytes data{1, 2, 3};

@@ -65,8 +65,11 @@ std::vector<int> parameterOf(int id) {
 
 }  // namespace
 
-SndManager::SndManager() = default;
-SndManager::~SndManager() { fake().note("~"); }
+SndManager::SndManager() { ++fake().alive; }
+SndManager::~SndManager() {
+    fake().note("~");
+    --fake().alive;
+}
 
 int SndManager::init() {
     fake().note("init");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <mutex>
 #include <string>
@@ -19,6 +20,8 @@ struct FakeSndManager {
     size_t countOf(const std::string& call);
 
     std::mutex lock;
+    std::atomic<int> alive{0};  ///< facades that stand
+
     // Guarded by lock.
     std::vector<std::string> calls;
     int initResult = 0;

@@ -10,7 +10,7 @@ namespace velora::test {
 namespace {
 
 std::mutex gLock;
-std::vector<std::string> gLines;
+auto& gLines = *new std::vector<std::string>();  // a thread may log until the process is gone
 
 void take(const __android_log_message* entry) {
     std::string line(1, "VDIWE"[entry->priority - ANDROID_LOG_VERBOSE]);

@@ -1,4 +1,5 @@
 #include <atomic>
+#include <utility>
 
 #include <pthread.h>
 
@@ -43,7 +44,7 @@ status_t ALooper::start(bool runOnCallingThread, bool /*canCallJava*/, int32_t /
 }
 
 status_t ALooper::stop() {
-    std::deque<sp<AMessage>> dropped;  // released after the lock is
+    std::deque<Event> dropped;  // released after the lock is
     std::thread ended;
     {
         std::lock_guard lock(mLock);
@@ -61,11 +62,11 @@ status_t ALooper::stop() {
     return OK;
 }
 
-status_t ALooper::post(const sp<AMessage>& message) {
+status_t ALooper::post(handler_id id, const sp<AMessage>& message) {
     {
         std::lock_guard lock(mLock);
         if (mState == State::kStopped) return NAME_NOT_FOUND;
-        mQueue.push_back(message);
+        mQueue.push_back({id, message});
     }
     mChanged.notify_one();
     return OK;
@@ -73,21 +74,22 @@ status_t ALooper::post(const sp<AMessage>& message) {
 
 void ALooper::loop() {
     pthread_setname_np(pthread_self(), mName.substr(0, 15).c_str());
-    while (const sp<AMessage> message = waitForMessage()) deliver(message);
+    for (Event event; waitForEvent(&event);) deliver(std::exchange(event, {}));
 }
 
-sp<AMessage> ALooper::waitForMessage() {
+bool ALooper::waitForEvent(Event* event) {
     std::unique_lock lock(mLock);
     mChanged.wait(lock, [this] { return mState == State::kStopped || !mQueue.empty(); });
-    if (mState == State::kStopped) return nullptr;
-    sp<AMessage> message = mQueue.front();
+    if (mState == State::kStopped) return false;
+    *event = std::move(mQueue.front());
     mQueue.pop_front();
-    return message;
+    return true;
 }
 
-void ALooper::deliver(const sp<AMessage>& message) {
-    const sp<AHandler> handler = message->mHandler.promote();
-    if (handler && handler->looper() == this) handler->onMessageReceived(message);
+// A handler that was unregistered since has another number, or none.
+void ALooper::deliver(const Event& event) {
+    const sp<AHandler> handler = event.message->mHandler.promote();
+    if (handler && handler->id() == event.id) handler->onMessageReceived(event.message);
 }
 
 }  // namespace android

@@ -46,10 +46,16 @@ public:
 private:
     friend class AMessage;
 
-    status_t post(const sp<AMessage>& message);
+    /// A message, and the number that its handler had when it was posted.
+    struct Event {
+        handler_id id;
+        sp<AMessage> message;
+    };
+
+    status_t post(handler_id id, const sp<AMessage>& message);
     void loop();
-    sp<AMessage> waitForMessage();
-    void deliver(const sp<AMessage>& message);
+    bool waitForEvent(Event* event);
+    void deliver(const Event& event);
 
     enum class State { kNew, kRunning, kStopped };
 
@@ -58,7 +64,7 @@ private:
     // Guarded by mLock; a condition variable needs the standard lock, which carries no annotations.
     std::condition_variable mChanged;
     State mState = State::kNew;
-    std::deque<sp<AMessage>> mQueue;
+    std::deque<Event> mQueue;
     std::map<handler_id, wp<AHandler>> mHandlers;
     std::thread mThread;
 };

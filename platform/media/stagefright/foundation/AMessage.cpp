@@ -20,7 +20,7 @@ bool AMessage::findBuffer(const std::string& name, sp<ABuffer>* buffer) const {
 status_t AMessage::post() {
     const sp<AHandler> handler = mHandler.promote();
     const sp<ALooper> looper = handler ? handler->looper() : nullptr;
-    return looper ? looper->post(this) : status_t{NAME_NOT_FOUND};
+    return looper ? looper->post(handler->id(), this) : status_t{NAME_NOT_FOUND};
 }
 
 }  // namespace android
