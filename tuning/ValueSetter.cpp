@@ -1,0 +1,190 @@
+#define LOG_TAG "ValueSetter"
+
+#include "tuning/ValueSetter.h"
+
+#include "model/Integers.h"
+#include "tuning/NodeParseUtils.h"
+
+#include <string>
+
+#include <log/log.h>
+
+namespace velora {
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+/// The named attributes of the node that `it` stands on; empty unless it is an element.
+Texts readBand(const TagIterator& it, TagIterator::Names names) {
+    Texts texts;
+    it.parseNodeWithName(names, texts);
+    return texts;
+}
+
+/// Reads a list of bands of two columns, three levels below the current element. `isBand` is asked
+/// for every element, and the list ends where it says no.
+template <typename IsBand>
+std::array<std::vector<int>, 2> readPresetBands(TagIterator& it, TagIterator::Names names,
+                                                IsBand isBand) {
+    std::array<std::string, 2> columns;
+    for (const Descent below(it, 3); below && it.isCurValid(); it.next()) {
+        if (!it.isElementNode()) continue;
+        if (!isBand()) break;
+        const Texts band = readBand(it, names);
+        for (size_t i = 0; i < columns.size(); ++i) columns[i].append(band[i]).push_back(',');
+    }
+    // As one text, so that a list ends at the first band that has no number for it.
+    std::array<std::vector<int>, 2> values;
+    for (size_t i = 0; i < columns.size(); ++i) string2IntVector(columns[i], values[i]);
+    return values;
+}
+
+/// Reads a list of bands one level below the current element. `take` appends one attribute's text
+/// to the values of its column.
+template <size_t N, typename Take>
+std::array<std::vector<int>, N> readBands(TagIterator& it,
+                                          const std::array<std::string_view, N>& names, Take take) {
+    std::array<std::vector<int>, N> values;
+    for (const Descent below(it); below && it.isCurValid(); it.next()) {
+        const Texts band = readBand(it, names);
+        for (size_t i = 0; i < band.size(); ++i) take(i, band[i], values[i]);
+    }
+    return values;
+}
+
+}  // namespace
+
+void SimpleValueSetter::set(ParameterValues& values, TagIterator& it) const {
+    values.set(param(), {NodeParseUtils::parseValue(it)});
+}
+
+void RowDataValueSetter::set(ParameterValues& values, TagIterator& it) const {
+    values.set(param(), NodeParseUtils::parseDataRow(it));
+}
+
+void DrcRowDataValueSetter::set(ParameterValues& values, TagIterator& it) const {
+    RowDataValueSetter::set(values, it);
+    if (values.get(param()).empty()) values.set(param(), {0});
+}
+
+void MixMatrixValueSetter::set(ParameterValues& values, TagIterator& it) const {
+    values.set(param(), NodeParseUtils::parseMixMatrix(it));
+}
+
+void VirtualBassValueSetter::set(ParameterValues& values, TagIterator& it) const {
+    for (size_t i = 0; i < kAttrNames.size(); ++i) {
+        values.set(param(i), {string2Int(it.getAttr(kAttrNames[i]))});
+    }
+}
+
+void VirtualBassSubgainValueSetter::set(ParameterValues& values, TagIterator& it) const {
+    std::vector<int> gains;
+    it.parseNodeIntVector(gains);
+    values.set(param(), std::move(gains));
+}
+
+void IeqValueSetter::set(ParameterValues& values, TagIterator& it) const {
+    auto columns = readPresetBands(it, kAttrNames, [&] {
+        const bool isBand = it.getNodeName() == "band_ieq";
+        if (!isBand) ALOGI("No attribute band_ieq was found!");
+        return isBand;
+    });
+    for (size_t i = 0; i < columns.size(); ++i) values.set(param(i), std::move(columns[i]));
+}
+
+void GeqValueSetter::set(ParameterValues& values, TagIterator& it) const {
+    auto columns = readPresetBands(it, kAttrNames, [] { return true; });
+    for (size_t i = 0; i < columns.size(); ++i) values.set(param(i), std::move(columns[i]));
+}
+
+void AudioOptimizerValueSetter::set(ParameterValues& values, TagIterator& it) const {
+    constexpr size_t kFirstSurround = 3;
+    auto columns = readBands(it, kAttrNames, [](size_t i, const std::string& text, auto& gains) {
+        if (i < kFirstSurround || !text.empty()) gains.push_back(string2Int(text));
+    });
+    for (size_t i = 0; i < columns.size(); ++i) values.set(param(i), std::move(columns[i]));
+}
+
+void RegulatorTuningValueSetter::set(ParameterValues& values, TagIterator& it) const {
+    constexpr size_t kIsolatedBand = 3;
+    auto columns = readBands(it, kAttrNames, [](size_t i, const std::string& text, auto& column) {
+        column.push_back(i == kIsolatedBand ? text == "true" : string2Int(text));
+    });
+    for (size_t i = 0; i < columns.size(); ++i) values.set(param(i), std::move(columns[i]));
+}
+
+namespace {
+
+using MakeSetter = std::unique_ptr<const ValueSetter> (*)(std::string_view element,
+                                                          ValueSetter::Params params);
+
+template <typename Setter>
+std::unique_ptr<const ValueSetter> make(std::string_view element, ValueSetter::Params params) {
+    return std::make_unique<const Setter>(element, std::move(params));
+}
+
+MakeSetter makerFor(NodeKind kind) {
+    switch (kind) {
+        case NodeKind::NONE:
+            break;
+        case NodeKind::VALUE:
+            return make<SimpleValueSetter>;
+        case NodeKind::ROW:
+            return make<RowDataValueSetter>;
+        case NodeKind::DRC_ROW:
+            return make<DrcRowDataValueSetter>;
+        case NodeKind::MIX_MATRIX:
+            return make<MixMatrixValueSetter>;
+        case NodeKind::FREQUENCY_PAIR:
+            return make<VirtualBassValueSetter>;
+        case NodeKind::ATTRIBUTES:
+            return make<VirtualBassSubgainValueSetter>;
+        case NodeKind::IEQ_BANDS:
+            return make<IeqValueSetter>;
+        case NodeKind::GEQ_BANDS:
+            return make<GeqValueSetter>;
+        case NodeKind::OPTIMIZER_BANDS:
+            return make<AudioOptimizerValueSetter>;
+        case NodeKind::REGULATOR_BANDS:
+            return make<RegulatorTuningValueSetter>;
+    }
+    return nullptr;
+}
+
+/// The parameters that an element carries, by position.
+ValueSetter::Params paramsOf(std::string_view element) {
+    ValueSetter::Params params;
+    for (const ParameterInfo& info : kParameters) {
+        if (info.element != element) continue;
+        const auto position = static_cast<size_t>(info.position);
+        if (params.size() <= position) params.resize(position + 1);
+        params[position] = info.parameter;
+    }
+    return params;
+}
+
+}  // namespace
+
+const SetterCollection::Setters& SetterCollection::allValueSetters() {
+    static const Setters* const kAllValueSetters = [] {
+        auto* const setters = new Setters();
+        for (const ParameterInfo& info : kParameters) {
+            if (info.kind == NodeKind::NONE || info.position != 0) continue;
+            setters->push_back(makerFor(info.kind)(info.element, paramsOf(info.element)));
+        }
+        return setters;
+    }();
+    return *kAllValueSetters;
+}
+
+SetterCollection::SetterCollection() {
+    for (const auto& setter : allValueSetters()) mSetters[setter->getNodeName()] = setter.get();
+}
+
+const ValueSetter* SetterCollection::getValueSetter(std::string_view name) const {
+    const auto place = mSetters.find(name);
+    return place != mSetters.end() ? place->second : nullptr;
+}
+
+}  // namespace velora
