@@ -4,8 +4,9 @@
 
 #include "model/Integers.h"
 
-#include <cstring>
+#include <cerrno>
 #include <memory>
+#include <system_error>
 #include <utility>
 
 #include <fcntl.h>
@@ -89,13 +90,13 @@ private:
     void* const mContext;
 };
 
-void logXmlError(const std::string& path) {
+/// What libxml2 said last, and where: ", line 3: ...".
+std::string lastXmlError() {
     const xmlError* const error = xmlGetLastError();
-    if (error == nullptr || error->message == nullptr) return;
+    if (error == nullptr || error->message == nullptr) return {};
     std::string_view message = error->message;
     while (message.ends_with('\n')) message.remove_suffix(1);
-    ALOGE("%s, line %d: %.*s", path.c_str(), error->line, static_cast<int>(message.size()),
-          message.data());
+    return ", line " + std::to_string(error->line) + ": " + std::string(message);
 }
 
 }  // namespace
@@ -123,23 +124,21 @@ int TagIterator::init(const std::string& path) {
 }
 
 xmlDoc* TagIterator::readDocument(const std::string& path) {
-    const auto fail = [&](const char* reason) {
+    const auto fail = [&](const std::string& reason) {
         ALOGE("fail to call xmlReadFile,  %d", kReadCheck);
-        if (reason != nullptr) ALOGE("%s: %s", path.c_str(), reason);
+        ALOGE("%s%s", path.c_str(), reason.c_str());
         return nullptr;
     };
     const File file(path);
     struct stat info {};
-    if (file.fd() < 0 || fstat(file.fd(), &info) != 0) return fail(strerror(errno));
-    if (!S_ISREG(info.st_mode)) return fail("not a file");
-    if (info.st_size > kMaxFileSize) return fail("too large");
+    if (file.fd() < 0 || fstat(file.fd(), &info) != 0) {
+        return fail(": " + std::generic_category().message(errno));
+    }
+    if (!S_ISREG(info.st_mode)) return fail(": not a file");
+    if (info.st_size > kMaxFileSize) return fail(": too large");
     const QuietErrors quiet;
     xmlDoc* const document = xmlReadFd(file.fd(), path.c_str(), nullptr, 0);
-    if (document == nullptr) {
-        fail(nullptr);
-        logXmlError(path);
-    }
-    return document;
+    return document != nullptr ? document : fail(lastXmlError());
 }
 
 void TagIterator::clearAll() {

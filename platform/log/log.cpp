@@ -1,6 +1,8 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
 #include <string>
 
 #include <unistd.h>
@@ -18,25 +20,18 @@ char letterOf(int32_t priority) {
     return known ? kLetters[priority - ANDROID_LOG_VERBOSE] : '?';
 }
 
-std::string format(const char* text, va_list args) {
-    va_list again;
-    va_copy(again, args);
-    const int length = vsnprintf(nullptr, 0, text, args);
-    std::string message(length > 0 ? static_cast<size_t>(length) : 0, '\0');
-    vsnprintf(message.data(), message.size() + 1, text, again);
-    va_end(again);
-    return message;
-}
-
 }  // namespace
 
 int __android_log_print(int priority, const char* tag, const char* text, ...) {
     if (priority < gMinimumPriority.load(std::memory_order_relaxed)) return 0;
+    char* formatted = nullptr;
     va_list args;
     va_start(args, text);
-    const std::string message = format(text, args);
+    const int length = vasprintf(&formatted, text, args);
     va_end(args);
-    const __android_log_message entry{priority, tag, message.c_str()};
+    if (length < 0) return length;
+    const std::unique_ptr<char, decltype(&free)> message(formatted, &free);
+    const __android_log_message entry{priority, tag, message.get()};
     gLogger.load()(&entry);
     return 1;
 }

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <string_view>
+
+namespace velora::test {
+
+/// A fresh directory that goes with its contents at the end of the scope.
+class TempDir {
+public:
+    TempDir() {
+        std::string name = std::filesystem::temp_directory_path() / "velora-test-XXXXXX";
+        mPath = mkdtemp(name.data());
+    }
+    ~TempDir() { std::filesystem::remove_all(mPath); }
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+
+    const std::filesystem::path& path() const { return mPath; }
+
+    /// Writes a file of this name, and the directories above it. Returns its path.
+    std::string write(std::string_view name, std::string_view contents) const {
+        const auto file = mPath / name;
+        std::filesystem::create_directories(file.parent_path());
+        std::ofstream(file, std::ios::binary) << contents;
+        return file;
+    }
+
+private:
+    std::filesystem::path mPath;
+};
+
+/// A file of the source tree.
+inline std::string sourceFile(std::string_view name) {
+    return std::filesystem::path(VELORA_SOURCE_DIR) / name;
+}
+
+}  // namespace velora::test
