@@ -21,6 +21,7 @@ public:
 
     /// Row in the database; -1 when it was never stored.
     virtual int64_t getId() const { return mId; }
+    void setId(int64_t id) { mId = id; }
     virtual bool isDirty() const { return mDirty; }
     virtual void setDirty(bool dirty) { mDirty = dirty; }
     virtual ~DeviceTuning() = default;

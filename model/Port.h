@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include <system/audio.h>
@@ -24,6 +25,14 @@ inline constexpr std::array<std::string_view, 3> kEndpointNames{"speaker", "head
 
 constexpr std::string_view nameOf(Endpoint endpoint) {
     return kEndpointNames[static_cast<size_t>(endpoint)];
+}
+
+/// The endpoint of a short name; none for any other text.
+constexpr std::optional<Endpoint> endpointOf(std::string_view shortName) {
+    for (const Endpoint endpoint : kEndpoints) {
+        if (nameOf(endpoint) == shortName) return endpoint;
+    }
+    return std::nullopt;
 }
 
 /// The physical outputs that a device tuning is selected for.

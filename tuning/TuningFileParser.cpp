@@ -43,13 +43,6 @@ std::string nameOf(std::string text) {
     return text;
 }
 
-// Tunings know all three short names, profiles only the first two.
-Endpoint endpointOf(std::string_view shortName, Endpoint otherwise) {
-    const auto* const name = std::find(kEndpointNames.begin(), kEndpointNames.end(), shortName);
-    if (name == kEndpointNames.end()) return otherwise;
-    return kEndpoints[static_cast<size_t>(name - kEndpointNames.begin())];
-}
-
 int orientationOf(std::string_view text) {
     if (text == "portrait") return 1;
     if (text == "landscape") return 0;
@@ -252,7 +245,7 @@ int TuningFileParser::parseIncludedIeqPreset() const {
 
 void TuningFileParser::parseProfileEndpoint(int profileId, const EndpointDefaults& defaults) {
     const std::string type = mIterator.getAttr("id");
-    const Endpoint endpoint = endpointOf(type, Endpoint::OTHER);
+    const Endpoint endpoint = endpointOf(type).value_or(Endpoint::OTHER);
     if (!claim(endpointOfProfile(profileId, endpoint))) return;
 
     auto record = std::make_unique<ProfileEndpoint>(profileId, endpoint, defaults.ieqPreset);
@@ -305,8 +298,8 @@ void TuningFileParser::parseTuning() {
     const std::string what = "tuning " + name;
     if (!claim(what)) return;
 
-    auto record = std::make_unique<Tuning>(name, endpointOf(attributes[1], Endpoint::SPEAKER),
-                                           attributes[2] == "true");
+    auto record = std::make_unique<Tuning>(
+        name, endpointOf(attributes[1]).value_or(Endpoint::SPEAKER), attributes[2] == "true");
     record->set(ORIENTATION, {orientationOf(attributes[3])});
     record->set(OUTPUT_CHANNELS, {string2Int(attributes[4])});
 

@@ -1,0 +1,694 @@
+#define LOG_TAG "DatabaseHelper"
+
+#include "store/DatabaseHelper.h"
+
+#include "model/Integers.h"
+#include "store/Schema.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include <sqlite3.h>
+
+#include <log/log.h>
+#include <velora/RootPrefix.h>
+
+namespace velora {
+
+namespace {
+
+constexpr std::string_view kDirectory = "/data/vendor/velora/";
+constexpr std::string_view kDefaultCopy = "default";
+constexpr std::string_view kOemCopy = "oem";
+constexpr std::string_view kTrue = "true";
+constexpr std::string_view kFalse = "false";
+constexpr int kBusyTimeoutMs = 5000;
+
+constexpr int kOk = 0;
+constexpr int kFailed = 1;
+
+/// The columns of a table behind `_id` and `custom_name`, and the lines that fill them.
+struct Column {
+    std::string_view name;
+    std::string_view line;
+};
+
+/// What every row of a table is inserted with.
+struct TableInfo {
+    explicit TableInfo(const TableSchema& table) {
+        for (const AttributeColumn& a : table.attributes) columns.push_back({a.column, a.line});
+        for (const Parameter p : table.params) {
+            columns.push_back({infoOf(p).column, infoOf(p).column});
+        }
+        const size_t values = columns.size() + (table.hasCopies ? 1 : 0);
+        insertSql.append(table.name).append(" VALUES(?");
+        for (size_t i = 0; i < values; ++i) insertSql.append(",?");
+        insertSql.append(")");
+    }
+
+    std::vector<Column> columns;
+    std::string insertSql = "INSERT INTO ";
+};
+
+const TableInfo& infoOf(TableType table) {
+    static const auto* const kInfos = [] {
+        auto* const infos = new std::vector<TableInfo>();
+        for (const TableSchema& schema : kTables) infos->emplace_back(schema);
+        return infos;
+    }();
+    return (*kInfos)[static_cast<size_t>(table)];
+}
+
+std::string buildColumnString(const TableSchema& table) {
+    std::string columns = "_id INTEGER";
+    if (table.hasCopies) columns.append(", custom_name TEXT");
+    for (const Column& column : infoOf(table.type).columns) {
+        columns.append(", ").append(column.name).append(" TEXT");
+    }
+    return columns;
+}
+
+/// The value of a line of a record's text form, as it is stored.
+std::string_view getStringValue(std::string_view line, size_t equals) {
+    std::string_view value = line.substr(equals + 1);
+    if (value.ends_with(',')) value.remove_suffix(1);
+    if (value == kTrue) return "1";
+    if (value == kFalse) return "0";
+    return value;
+}
+
+/// The values of a record's text form in the order of the columns; empty where it has no line.
+std::vector<std::string_view> getStringValues(const std::vector<Column>& columns,
+                                              std::string_view text) {
+    std::vector<std::string_view> values(columns.size());
+    size_t next = 0;  // lines come in the order of the columns
+    text.remove_prefix(std::min(text.size(), text.find('\n') + 1));  // the line of the id
+    while (!text.empty()) {
+        const std::string_view line = text.substr(0, text.find('\n'));
+        text.remove_prefix(std::min(text.size(), line.size() + 1));
+        const size_t equals = line.find('=');
+        if (equals == std::string_view::npos) {
+            ALOGE("invalid string value");
+            continue;
+        }
+        const std::string_view name = line.substr(0, equals);
+        const auto matches = [&](const Column& column) { return column.line == name; };
+        auto column =
+            std::find_if(columns.begin() + static_cast<ptrdiff_t>(next), columns.end(), matches);
+        if (column == columns.end()) column = std::find_if(columns.begin(), columns.end(), matches);
+        if (column == columns.end()) continue;
+        const auto index = static_cast<size_t>(column - columns.begin());
+        values[index] = getStringValue(line, equals);
+        next = index + 1;
+    }
+    return values;
+}
+
+/// What keeps the database from doing anything more, as opposed to a statement that is wrong.
+bool isStorageFailure(int result) {
+    switch (result & 0xff) {
+        case SQLITE_FULL:
+        case SQLITE_IOERR:
+        case SQLITE_CORRUPT:
+        case SQLITE_NOTADB:
+        case SQLITE_NOMEM:
+        case SQLITE_READONLY:
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED:
+        case SQLITE_CANTOPEN:
+            return true;
+        default:  // SQLite's numbers, not ours
+            return false;
+    }
+}
+
+bool isDamage(int result) {
+    return (result & 0xff) == SQLITE_CORRUPT || (result & 0xff) == SQLITE_NOTADB;
+}
+
+}  // namespace
+
+std::vector<int> RowData::values() const {
+    if (storageClass == SQLITE_INTEGER) return {static_cast<int>(integer)};
+    std::vector<int> values;
+    string2IntVector(text, values);
+    return values;
+}
+
+int RowData::number() const {
+    const std::vector<int> all = values();
+    return all.empty() ? 0 : all.front();
+}
+
+/// An open connection.
+class DatabaseHelper::Connection {
+public:
+    /// Null when the file can't be opened, which is logged.
+    static std::unique_ptr<Connection> open(const std::string& path) {
+        constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
+        sqlite3* handle = nullptr;
+        const int result = sqlite3_open_v2(path.c_str(), &handle, kFlags, nullptr);
+        if (result != SQLITE_OK) {
+            ALOGE("can't open the database %s: %s", path.c_str(), sqlite3_errmsg(handle));
+            sqlite3_close(handle);
+            return nullptr;
+        }
+        sqlite3_busy_timeout(handle, kBusyTimeoutMs);
+        if (sqlite3_db_readonly(handle, "main") == 1) {
+            ALOGE("the database %s can't be written", path.c_str());
+        }
+        return std::unique_ptr<Connection>(new Connection(handle));
+    }
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+    ~Connection() { sqlite3_close(mHandle); }
+
+    sqlite3* handle() const { return mHandle; }
+    const char* lastError() const { return sqlite3_errmsg(mHandle); }
+    bool isInTransaction() const { return sqlite3_get_autocommit(mHandle) == 0; }
+
+private:
+    explicit Connection(sqlite3* handle) : mHandle(handle) {}
+
+    sqlite3* const mHandle;
+};
+
+/// A prepared statement.
+class DatabaseHelper::Statement {
+public:
+    Statement(const Connection& connection, const std::string& sql)
+        : mResult(sqlite3_prepare_v2(connection.handle(), sql.c_str(), static_cast<int>(sql.size()),
+                                     &mHandle, nullptr)) {}
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+    ~Statement() { sqlite3_finalize(mHandle); }
+
+    /// How the preparation went: SQLITE_OK, or why it failed.
+    int result() const { return mResult; }
+
+    /// The text must stand until the statement is reset.
+    void bind(int index, std::string_view text) {
+        sqlite3_bind_text(mHandle, index, text.data() != nullptr ? text.data() : "",
+                          static_cast<int>(text.size()), SQLITE_STATIC);
+    }
+    void bind(int index, int64_t value) { sqlite3_bind_int64(mHandle, index, value); }
+    void bind(Arguments arguments) {
+        int index = 0;
+        for (const std::string_view argument : arguments) bind(++index, argument);
+    }
+
+    int step() { return sqlite3_step(mHandle); }
+    /// Ready to run again, and holding no lock.
+    void reset() {
+        sqlite3_reset(mHandle);
+        sqlite3_clear_bindings(mHandle);
+    }
+
+    void readRow(std::vector<RowData>& row) {
+        const int columns = sqlite3_column_count(mHandle);
+        row.clear();
+        for (int i = 0; i < columns; ++i) {
+            const int storageClass = sqlite3_column_type(mHandle, i);
+            const int64_t integer =
+                storageClass == SQLITE_INTEGER ? sqlite3_column_int64(mHandle, i) : 0;
+            std::string_view text;
+            if (storageClass == SQLITE_TEXT) {
+                text = {reinterpret_cast<const char*>(sqlite3_column_text(mHandle, i)),
+                        static_cast<size_t>(sqlite3_column_bytes(mHandle, i))};
+            }
+            row.push_back({sqlite3_column_name(mHandle, i), storageClass, integer, text});
+        }
+    }
+
+private:
+    sqlite3_stmt* mHandle = nullptr;
+    const int mResult;
+};
+
+DatabaseHelper::DatabaseHelper(std::string_view fileName)
+    : mPath(rooted(std::string(kDirectory).append(fileName))) {
+    open();
+}
+
+DatabaseHelper::~DatabaseHelper() = default;
+
+void DatabaseHelper::open() {
+    mConnection = Connection::open(mPath);
+    // Reading shows whether it is a database at all.
+    if (mConnection != nullptr) getAllRows("SELECT COUNT(*) FROM sqlite_master", {}, [](auto) {});
+}
+
+void DatabaseHelper::replaceDamaged() {
+    const std::string aside = mPath + ".damaged";
+    ALOGE("the database %s is damaged, it is kept as %s", mPath.c_str(), aside.c_str());
+    forgetState();
+    mConnection.reset();
+    mDamaged = false;
+    // A journal belongs to the file that goes.
+    rename(mPath.c_str(), aside.c_str());
+    rename((mPath + "-journal").c_str(), (aside + "-journal").c_str());
+    open();
+}
+
+void DatabaseHelper::forgetState() {
+    mStatements.clear();
+    mRowCounts = {};
+    mTransaction = Transaction::NONE;
+    mDepth = 0;
+}
+
+void DatabaseHelper::init() {
+    for (const TableSchema& table : kTables) {
+        execSQL(std::string("CREATE TABLE ")
+                    .append(table.name)
+                    .append(" (")
+                    .append(buildColumnString(table))
+                    .append(")"));
+    }
+}
+
+void DatabaseHelper::clear() {
+    for (const TableSchema& table : kTables) {
+        execSQL(std::string("DROP TABLE IF EXISTS ").append(table.name));
+    }
+    mRowCounts = {};
+}
+
+void DatabaseHelper::beginTransaction() {
+    if (mDepth++ > 0) return;
+    mTransaction = Transaction::OPEN;
+    if (execSQL("BEGIN EXCLUSIVE") != kOk) mTransaction = Transaction::FAILED;
+}
+
+bool DatabaseHelper::commitTransaction() {
+    if (mDepth == 0 || --mDepth > 0) return mTransaction != Transaction::FAILED;
+    bool stored = mTransaction == Transaction::OPEN && execSQL("COMMIT") == kOk;
+    stored = stored && mConnection != nullptr && !mConnection->isInTransaction();
+    mTransaction = Transaction::NONE;
+    if (!stored) {
+        ALOGE("the transaction failed, nothing of it is stored");
+        if (mConnection != nullptr && mConnection->isInTransaction()) execSQL("ROLLBACK");
+        mRowCounts = {};
+    }
+    return stored;
+}
+
+// Whatever stops one write stops its whole bracket: SQLite may have rolled back on its own, and
+// what followed would be stored by itself.
+void DatabaseHelper::noteResult(int result) {
+    if (!isStorageFailure(result)) return;
+    ALOGE("database %s: %s", mPath.c_str(), sqlite3_errstr(result));
+    mDamaged = mDamaged || isDamage(result);
+    failTransaction();
+}
+
+void DatabaseHelper::failTransaction() {
+    if (mTransaction == Transaction::OPEN) mTransaction = Transaction::FAILED;
+}
+
+int DatabaseHelper::execSQL(const std::string& sql) {
+    if (mConnection == nullptr) {
+        ALOGE("the db is not open...");
+        return kFailed;
+    }
+    Statement statement(*mConnection, sql);
+    if (statement.result() != SQLITE_OK) {
+        ALOGD("failed to prepare SQL : %s", sql.c_str());
+        noteResult(statement.result());
+        return kFailed;
+    }
+    return runWrite(statement, sql);
+}
+
+int DatabaseHelper::execSQL(const std::string& sql, Arguments arguments) {
+    if (mConnection == nullptr) {
+        ALOGE("the db is not open...");
+        return kFailed;
+    }
+    if (!isStorable(arguments)) return kFailed;
+    Statement* const statement = prepare(sql);
+    if (statement == nullptr) {
+        ALOGD("failed to prepare SQL : %s", sql.c_str());
+        failTransaction();
+        return kFailed;
+    }
+    statement->bind(arguments);
+    const int result = runWrite(*statement, sql);
+    if (result != kOk) failTransaction();
+    return result;
+}
+
+int DatabaseHelper::runWrite(Statement& statement, const std::string& sql) {
+    const bool refused = mTransaction == Transaction::FAILED && sql != "ROLLBACK";
+    const int result = refused ? SQLITE_ABORT : statement.step();
+    statement.reset();
+    if (result == SQLITE_DONE) return kOk;
+    ALOGE("failed to exec SQL: %s", sql.c_str());
+    noteResult(result);
+    return kFailed;
+}
+
+DatabaseHelper::Statement* DatabaseHelper::prepare(const std::string& sql) {
+    auto& statement = mStatements[sql];
+    if (statement == nullptr) {
+        statement = std::make_unique<Statement>(*mConnection, sql);
+        mPrepareResult = statement->result();
+        if (mPrepareResult != SQLITE_OK) {
+            mStatements.erase(sql);
+            noteResult(mPrepareResult);
+            return nullptr;
+        }
+    }
+    return statement.get();
+}
+
+void DatabaseHelper::getAllRows(const std::string& sql, Arguments arguments,
+                                const RowVisitor& visit) {
+    if (mConnection == nullptr) {
+        ALOGE("the database is not connected");
+        return;
+    }
+    Statement* const statement = prepare(sql);
+    if (statement == nullptr) {
+        ALOGE("failed to prepare sql command: %s, ret = %d, line %d", sql.c_str(), mPrepareResult,
+              __LINE__);
+        return;
+    }
+    statement->bind(arguments);
+    std::vector<RowData> row;
+    int result = statement->step();
+    for (; result == SQLITE_ROW; result = statement->step()) {
+        statement->readRow(row);
+        visit(row);
+    }
+    statement->reset();
+    if (result != SQLITE_DONE) {
+        ALOGE("Unknow error... %d", result);
+        noteResult(result);
+    }
+}
+
+int64_t DatabaseHelper::getRowCount(TableType table) {
+    if (mConnection == nullptr) {
+        ALOGE("the db is not open...");
+        return -1;
+    }
+    auto& known = mRowCounts[static_cast<size_t>(table)];
+    if (known) return *known;
+    const std::string sql = std::string("SELECT COUNT(*) FROM ").append(schemaOf(table).name);
+    Statement statement(*mConnection, sql);
+    if (statement.result() != SQLITE_OK) {
+        ALOGE("failed to prepare SQL: %s", sql.c_str());
+        noteResult(statement.result());
+        return -1;
+    }
+    std::vector<RowData> row;
+    while (statement.step() == SQLITE_ROW) statement.readRow(row);
+    if (row.empty()) return -1;
+    known = row.front().integer;
+    return *known;
+}
+
+bool DatabaseHelper::isStorable(std::span<const std::string_view> values) const {
+    const auto quoted = std::find_if(values.begin(), values.end(), [](std::string_view value) {
+        return value.find('\'') != std::string_view::npos;
+    });
+    if (quoted == values.end()) return true;
+    ALOGE("failed to store a value with a single quote: %.*s", static_cast<int>(quoted->size()),
+          quoted->data());
+    return false;
+}
+
+int64_t DatabaseHelper::insertRow(TableType table, std::span<const std::string_view> values,
+                                  int64_t id) {
+    if (id <= 0) id = getRowCount(table) + 1;
+    if (mConnection == nullptr || !isStorable(values)) return id;
+    const std::string& sql = infoOf(table).insertSql;
+    Statement* const statement = prepare(sql);
+    if (statement == nullptr) {
+        ALOGD("failed to prepare SQL : %s", sql.c_str());
+        failTransaction();
+        return id;
+    }
+    int index = 0;
+    statement->bind(++index, id);
+    for (const std::string_view value : values) statement->bind(++index, value);
+    if (runWrite(*statement, sql) != kOk) {
+        failTransaction();
+    } else if (auto& known = mRowCounts[static_cast<size_t>(table)]) {
+        ++*known;
+    }
+    return id;
+}
+
+int64_t DatabaseHelper::executeInsertCommand(TableType table, const std::string& text,
+                                             std::string_view customName, int64_t id) {
+    std::vector<std::string_view> values = getStringValues(infoOf(table).columns, text);
+    values.insert(values.begin(), customName);
+    return insertRow(table, values, id);
+}
+
+template <typename Record>
+void DatabaseHelper::insertRecord(TableType table, Record* record, std::string_view customName,
+                                  int64_t id) {
+    if (record == nullptr) {
+        ALOGE("invalid value");
+        return;
+    }
+    record->setId(executeInsertCommand(table, record->toString(), customName, id));
+}
+
+void DatabaseHelper::insertValue(IeqPreset* preset, std::string_view customName) {
+    insertRecord(TableType::IEQ_PRESETS, preset, customName, -1);
+}
+
+void DatabaseHelper::insertValue(GeqPreset* preset, std::string_view customName, int64_t id) {
+    insertRecord(TableType::GEQ_PRESETS, preset, customName, id);
+}
+
+void DatabaseHelper::insertValue(Profile* profile, std::string_view customName, int64_t id) {
+    insertRecord(TableType::PROFILES, profile, customName, id);
+}
+
+void DatabaseHelper::insertValue(ProfileEndpoint* endpoint, std::string_view customName,
+                                 int64_t id) {
+    insertRecord(TableType::PROFILE_ENDPOINTS, endpoint, customName, id);
+}
+
+void DatabaseHelper::insertValue(Tuning* tuning, std::string_view customName) {
+    insertRecord(TableType::TUNINGS, tuning, customName, -1);
+}
+
+void DatabaseHelper::insertValue(DeviceTuning* deviceTuning, std::string_view customName) {
+    insertRecord(TableType::DEVICE_TUNINGS, deviceTuning, customName, -1);
+}
+
+template <typename Record>
+void DatabaseHelper::updateRecord(TableType table, Record* record, std::string_view customName,
+                                  const std::string& endpoint) {
+    if (record == nullptr) {
+        ALOGE("invalid value");
+        return;
+    }
+    if (customName == kDefaultCopy) {
+        ALOGE("the default value can't be updated, %d", record->getProfileId());
+        return;
+    }
+    const std::string profileId = std::to_string(record->getProfileId());
+    std::string sql = std::string("DELETE FROM ")
+                          .append(schemaOf(table).name)
+                          .append(" WHERE custom_name=? AND profile_id=?");
+    beginTransaction();
+    if (endpoint.empty()) {
+        execSQL(sql, {customName, profileId});
+    } else {
+        execSQL(sql.append(" AND endpoint=?"), {customName, profileId, endpoint});
+    }
+    mRowCounts[static_cast<size_t>(table)].reset();
+    insertRecord(table, record, customName, record->getId());
+    commitTransaction();
+}
+
+void DatabaseHelper::updateGeqValue(GeqPreset* preset, std::string_view customName) {
+    updateRecord(TableType::GEQ_PRESETS, preset, customName);
+}
+
+void DatabaseHelper::updateProfileValue(Profile* profile, std::string_view customName) {
+    updateRecord(TableType::PROFILES, profile, customName);
+}
+
+void DatabaseHelper::updateProfileEndpointValue(ProfileEndpoint* endpoint,
+                                                std::string_view customName) {
+    updateRecord(TableType::PROFILE_ENDPOINTS, endpoint, customName,
+                 endpoint != nullptr ? std::string(nameOf(endpoint->getEndpoint())) : "");
+}
+
+template <typename Record, typename SetAttribute>
+bool DatabaseHelper::queryRecord(const std::string& sql, Arguments arguments, Record* record,
+                                 const char* missing, SetAttribute setAttribute) {
+    if (record == nullptr) {
+        ALOGE("%s", missing);
+        return false;
+    }
+    bool found = false;
+    getAllRows(sql, arguments, [&](std::span<const RowData> row) {
+        found = true;
+        for (const RowData& cell : row) {
+            if (const Parameter* const parameter = kParameterOfColumn.find(cell.column)) {
+                record->set(*parameter, cell.values());
+            } else if (cell.column == "_id") {
+                record->setId(cell.integer);
+            } else {
+                setAttribute(cell);
+            }
+        }
+    });
+    return found;
+}
+
+bool DatabaseHelper::queryIeqValue(int presetId, std::string_view customName, IeqPreset* preset) {
+    const std::string id = std::to_string(presetId);
+    return queryRecord("SELECT * FROM ieq_presets WHERE preset_id=? AND custom_name=?",
+                       {id, customName}, preset, "IeqPreset doesn't exist!",
+                       [&](const RowData& cell) {
+                           if (cell.column != "name") return;
+                           preset->setName(std::string(cell.text));
+                           ALOGV("ieqId: %s, name: %s", id.c_str(), preset->getName().c_str());
+                       });
+}
+
+bool DatabaseHelper::queryGeqValue(int profileId, std::string_view customName, GeqPreset* preset) {
+    return queryRecord("SELECT * FROM geq_presets WHERE profile_id=? AND custom_name=?",
+                       {std::to_string(profileId), customName}, preset, "GeqPreset doesn't exist!",
+                       [](const RowData&) {});
+}
+
+bool DatabaseHelper::queryProfileValue(int profileId, std::string_view customName,
+                                       Profile* profile) {
+    return queryRecord("SELECT * FROM profiles WHERE profile_id=? AND custom_name=?",
+                       {std::to_string(profileId), customName}, profile, "Profile doesn't exist!",
+                       [&](const RowData& cell) {
+                           if (cell.column == "name") profile->setName(std::string(cell.text));
+                           if (cell.column == "is_mobility")
+                               profile->setMobility(cell.number() != 0);
+                           if (cell.column == "selected_geq_preset_id") {
+                               profile->setSelectedGeqPreset(cell.number());
+                           }
+                       });
+}
+
+bool DatabaseHelper::queryEndpointValue(int profileId, Endpoint endpoint,
+                                        std::string_view customName, ProfileEndpoint* record) {
+    return queryRecord(
+        "SELECT * FROM profile_endpoints WHERE profile_id=? AND endpoint=? AND custom_name=?",
+        {std::to_string(profileId), nameOf(endpoint), customName}, record,
+        "Endpoint doesn't exist!", [&](const RowData& cell) {
+            if (cell.column == "selected_ieq_preset_id")
+                record->setSelectedIeqPreset(cell.number());
+        });
+}
+
+bool DatabaseHelper::queryTuning(std::string_view name, Tuning* tuning) {
+    return queryRecord("SELECT * FROM tunings WHERE name=?", {name}, tuning,
+                       "Tuning doesn't exist!", [&](const RowData& cell) {
+                           if (cell.column == "is_mono") tuning->setMono(cell.number() != 0);
+                           if (cell.column != "endpoint") return;
+                           const auto endpoint = endpointOf(cell.text);
+                           if (endpoint) tuning->setEndpoint(*endpoint);
+                       });
+}
+
+std::vector<std::unique_ptr<DeviceTuning>> DatabaseHelper::queryDeviceTunings(
+    std::string_view port) {
+    std::vector<std::unique_ptr<DeviceTuning>> devices;
+    getAllRows("SELECT _id, device, port, tuning_id FROM device_tunings WHERE port=?", {port},
+               [&](std::span<const RowData> row) {
+                   devices.push_back(std::make_unique<DeviceTuning>(
+                       row[0].integer, std::string(row[1].text), std::string(row[2].text),
+                       std::string(row[3].text)));
+               });
+    return devices;
+}
+
+std::vector<std::string> DatabaseHelper::queryNames(TableType table, std::string_view customName) {
+    const TableSchema& schema = schemaOf(table);
+    const std::string sql = std::string("SELECT name FROM ")
+                                .append(schema.name)
+                                .append(" WHERE custom_name=? ORDER BY CAST(")
+                                .append(schema.attributes.front().column)
+                                .append(" AS INTEGER)");
+    std::vector<std::string> names;
+    getAllRows(sql, {customName},
+               [&](std::span<const RowData> row) { names.emplace_back(row[0].text); });
+    return names;
+}
+
+void DatabaseHelper::clearOem(TableType table, const char* message) {
+    const std::string sql = std::string("DELETE from ")
+                                .append(schemaOf(table).name)
+                                .append(" WHERE custom_name = '")
+                                .append(kOemCopy)
+                                .append("'");
+    ALOGD(message, sql.c_str());
+    if (execSQL(sql) != kOk) failTransaction();
+    mRowCounts[static_cast<size_t>(table)].reset();
+}
+
+void DatabaseHelper::clearOemTunings() {
+    clearOem(TableType::TUNINGS, "Delete existing tuning with SQL [%s]");
+}
+
+void DatabaseHelper::clearOemDeviceTunings() {
+    clearOem(TableType::DEVICE_TUNINGS, "Delete existing device tuning with SQL [%s]");
+}
+
+void DatabaseHelper::insertConfigurationValue(std::string_view key, std::string_view value) {
+    if (mConnection == nullptr) {
+        ALOGE("db is not connected");
+        return;
+    }
+    const std::string_view values[] = {key, value};
+    insertRow(TableType::CONFIGURATION, values, -1);
+}
+
+std::string DatabaseHelper::queryConfigurationValue(std::string_view key) {
+    std::optional<std::string> value;
+    getAllRows("SELECT value FROM configuration WHERE key=?", {key},
+               [&](std::span<const RowData> row) {
+                   if (!value) value = row[0].text;
+               });
+    return value.value_or("");
+}
+
+bool DatabaseHelper::querySfxStatus(std::string_view key) {
+    const std::string value = queryConfigurationValue(key);
+    return !value.empty() && value != kFalse;
+}
+
+std::string DatabaseHelper::querySelectedProfile(std::string_view key) {
+    const std::string value = queryConfigurationValue(key);
+    return value.empty() ? "-1" : value;
+}
+
+void DatabaseHelper::updateConfigurationValue(std::string_view key, std::string_view value) {
+    if (mConnection == nullptr) {
+        ALOGE("the database is not connected");
+        return;
+    }
+    execSQL("UPDATE configuration SET value=? WHERE key=?", {value, key});
+}
+
+void DatabaseHelper::updateSfxStatus(std::string_view key, bool on) {
+    updateConfigurationValue(key, on ? kTrue : kFalse);
+}
+
+void DatabaseHelper::updateSelectedProfile(std::string_view key, std::string_view value) {
+    updateConfigurationValue(key, value);
+}
+
+void DatabaseHelper::updateTuningDevice(std::string_view key, std::string_view value) {
+    updateConfigurationValue(key, value);
+}
+
+}  // namespace velora

@@ -1,0 +1,175 @@
+#pragma once
+
+#include "model/DeviceTuning.h"
+#include "model/GeqPreset.h"
+#include "model/IeqPreset.h"
+#include "model/Profile.h"
+#include "model/ProfileEndpoint.h"
+#include "model/Tuning.h"
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velora {
+
+/// The tables of the database, in the order of their creation.
+enum class TableType {
+    CONFIGURATION,
+    IEQ_PRESETS,
+    GEQ_PRESETS,
+    PROFILES,
+    PROFILE_ENDPOINTS,
+    TUNINGS,
+    DEVICE_TUNINGS,
+};
+inline constexpr size_t kNumTables = 7;
+
+/// One cell of a result. Its texts stand until the next row.
+struct RowData {
+    std::string_view column;
+    int storageClass;  ///< 1 integer, 3 text, as SQLite numbers them
+    int64_t integer;
+    std::string_view text;
+
+    /// An integer as a list of one, a text as the integers at its start.
+    std::vector<int> values() const;
+    /// The first of them; 0 without any.
+    int number() const;
+};
+
+/// Keeps every record, and a small configuration of keys and values, in one SQLite file, and turns
+/// records into rows and back. The only code that speaks SQL.
+///
+/// Owned by the provider and used under its callers' lock. Owns the connection. Which copy of a
+/// record a call means is said by `customName`. Nothing throws: what fails is logged, and readers
+/// leave the record as it was. Between `beginTransaction` and `commitTransaction` all writes take
+/// effect together or not at all, whatever fails in between. A text with a single quote can't be
+/// stored: its row is lost, with an error logged.
+class DatabaseHelper {
+public:
+    using RowVisitor = std::function<void(std::span<const RowData> row)>;
+    using Arguments = std::initializer_list<std::string_view>;
+
+    /// Opens, or makes, the file of this name in the system's data directory. Without it every
+    /// operation fails, and says so.
+    explicit DatabaseHelper(std::string_view fileName);
+    ~DatabaseHelper();
+    DatabaseHelper(const DatabaseHelper&) = delete;
+    DatabaseHelper& operator=(const DatabaseHelper&) = delete;
+
+    /// Makes the tables that aren't there.
+    void init();
+    /// Drops all tables.
+    void clear();
+
+    /// The file was found to be no database, or damaged: what it gave can't be trusted.
+    bool isDamaged() const { return mDamaged; }
+    /// Puts a damaged file aside, under its name with ".damaged" behind it, and starts an empty
+    /// one.
+    void replaceDamaged();
+
+    /// Brackets count: only the outermost begins and commits.
+    void beginTransaction();
+    /// True if all writes since the beginning are stored for good; else none is.
+    bool commitTransaction();
+
+    /// Runs one statement. 0, or 1 if it failed.
+    int execSQL(const std::string& sql);
+    /// The same with arguments bound to its question marks.
+    int execSQL(const std::string& sql, Arguments arguments);
+    /// Number of rows, -1 if it can't be read.
+    int64_t getRowCount(TableType table);
+    /// Gives every row of a query's result to `visit`. What `visit` does must not change the
+    /// database.
+    void getAllRows(const std::string& sql, Arguments arguments, const RowVisitor& visit);
+
+    // A row id of 0 or less stands for the next one: the number of rows plus one, which the record
+    // then takes.
+    void insertValue(IeqPreset* preset, std::string_view customName);
+    void insertValue(GeqPreset* preset, std::string_view customName, int64_t id);
+    void insertValue(Profile* profile, std::string_view customName, int64_t id);
+    void insertValue(ProfileEndpoint* endpoint, std::string_view customName, int64_t id);
+    void insertValue(Tuning* tuning, std::string_view customName);
+    void insertValue(DeviceTuning* deviceTuning, std::string_view customName);
+
+    // Replace the row of a copy. The factory copy, "default", can't be replaced.
+    void updateGeqValue(GeqPreset* preset, std::string_view customName);
+    void updateProfileValue(Profile* profile, std::string_view customName);
+    void updateProfileEndpointValue(ProfileEndpoint* endpoint, std::string_view customName);
+
+    // Fill a record from its row. False, and nothing filled, when there is none.
+    bool queryIeqValue(int presetId, std::string_view customName, IeqPreset* preset);
+    bool queryGeqValue(int profileId, std::string_view customName, GeqPreset* preset);
+    bool queryProfileValue(int profileId, std::string_view customName, Profile* profile);
+    bool queryEndpointValue(int profileId, Endpoint endpoint, std::string_view customName,
+                            ProfileEndpoint* record);
+    bool queryTuning(std::string_view name, Tuning* tuning);
+    /// The devices of a port in the order of their rows.
+    std::vector<std::unique_ptr<DeviceTuning>> queryDeviceTunings(std::string_view port);
+    /// Names of profiles or IEQ presets of one copy, by ascending number.
+    std::vector<std::string> queryNames(TableType table, std::string_view customName);
+
+    void clearOemTunings();
+    void clearOemDeviceTunings();
+
+    void insertConfigurationValue(std::string_view key, std::string_view value);
+    /// Empty when the key has no row.
+    std::string queryConfigurationValue(std::string_view key);
+    /// False when the key has no row, else whether the value is any but "false".
+    bool querySfxStatus(std::string_view key);
+    /// "-1" when the key has no row.
+    std::string querySelectedProfile(std::string_view key);
+    // Change a key's value; a key without a row gets none.
+    void updateSfxStatus(std::string_view key, bool on);
+    void updateSelectedProfile(std::string_view key, std::string_view value);
+    void updateTuningDevice(std::string_view key, std::string_view value);
+
+private:
+    class Connection;
+    class Statement;
+
+    enum class Transaction { NONE, OPEN, FAILED };
+
+    void open();
+    void forgetState();
+    Statement* prepare(const std::string& sql);
+    int runWrite(Statement& statement, const std::string& sql);
+    void noteResult(int result);
+    void failTransaction();
+
+    bool isStorable(std::span<const std::string_view> values) const;
+    int64_t insertRow(TableType table, std::span<const std::string_view> values, int64_t id);
+    /// Inserts the row that a record's text form describes, and returns its id.
+    int64_t executeInsertCommand(TableType table, const std::string& text,
+                                 std::string_view customName, int64_t id);
+    template <typename Record>
+    void insertRecord(TableType table, Record* record, std::string_view customName, int64_t id);
+    template <typename Record>
+    void updateRecord(TableType table, Record* record, std::string_view customName,
+                      const std::string& endpoint = {});
+    template <typename Record, typename SetAttribute>
+    bool queryRecord(const std::string& sql, Arguments arguments, Record* record,
+                     const char* missing, SetAttribute setAttribute);
+    void updateConfigurationValue(std::string_view key, std::string_view value);
+    void clearOem(TableType table, const char* message);
+
+    const std::string mPath;
+    std::unique_ptr<Connection> mConnection;  ///< null while there is no open database
+    std::map<std::string, std::unique_ptr<Statement>> mStatements;  ///< prepared, by their SQL
+    int mPrepareResult = 0;
+    std::array<std::optional<int64_t>, kNumTables> mRowCounts;  ///< those that are known
+    Transaction mTransaction = Transaction::NONE;
+    int mDepth = 0;
+    bool mDamaged = false;
+};
+
+}  // namespace velora

@@ -1,0 +1,90 @@
+#pragma once
+
+#include "store/Provider.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/TestFiles.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <velora/RootPrefix.h>
+
+namespace velora::test {
+
+inline constexpr int kFilledProfiles = 3;
+inline constexpr int kFilledTunings = 12;
+
+/// Fills the store anew with records that all carry `mark`, as from a tuning file.
+inline bool fill(Provider& provider, int mark, int tunings = kFilledTunings) {
+    const std::string text = std::to_string(mark);
+    provider.beginTransaction();
+    provider.clear();
+    provider.initDatabase();
+    IeqPreset ieq(0, "off" + text);
+    ieq.set(IEQ_TARGET, {mark});
+    provider.create(&ieq);
+    for (int id = 0; id < kFilledProfiles; ++id) {
+        GeqPreset geq(id);
+        geq.set(GEQ_GAIN, std::vector<int>(20, mark));
+        provider.create(&geq);
+        Profile profile(id, "profile" + text, false);
+        profile.setSelectedGeqPreset(mark);
+        provider.create(&profile);
+        for (const Endpoint endpoint : kEndpoints) {
+            ProfileEndpoint record(id, endpoint, mark);
+            provider.create(&record);
+        }
+    }
+    for (int i = 0; i < tunings; ++i) {
+        Tuning tuning("tuning" + std::to_string(i), Endpoint::HEADPHONE, true);
+        tuning.completeTo(Tuning::kStoredParams);
+        tuning.set(AUDIO_OPTIMIZER_GAIN_L, std::vector<int>(40, mark));
+        provider.create(&tuning, Provider::kDefaultName);
+        DeviceTuning device("device" + std::to_string(i), "usb", tuning.getName());
+        provider.create(&device, Provider::kDefaultName);
+    }
+    for (const Port port : kSupportedPorts) provider.setDeviceTuning(infoOf(port).name, text);
+    provider.setDefaultXmlSignature(text);
+    provider.setSelectedProfile(mark);
+    return provider.commitTransaction();
+}
+
+/// Marks the user's copy of everything, and saves it.
+inline bool saveAll(Provider& provider, int mark) {
+    provider.beginTransaction();
+    for (int id = 0; id < kFilledProfiles; ++id) {
+        Profile* const profile = provider.loadProfile(id);
+        profile->setSelectedGeqPreset(mark);
+        provider.save(profile);
+        for (ProfileEndpoint* endpoint : provider.loadProfileEndpoints(id)) {
+            endpoint->setSelectedIeqPreset(mark);
+            provider.save(endpoint);
+        }
+        GeqPreset* const geq = provider.loadGeqPreset(id);
+        geq->set(GEQ_GAIN, std::vector<int>(20, mark));
+        provider.save(geq);
+    }
+    provider.setSelectedProfile(mark);
+    return provider.commitTransaction();
+}
+
+/// A fresh directory as the root of all files, and the log.
+class StoreFixture : public testing::Test {
+protected:
+    StoreFixture() {
+        std::filesystem::create_directories(database().parent_path());
+        setRootPrefix(dir.path().string());
+    }
+    std::filesystem::path database() const {
+        return dir.path() / "data/vendor/velora/kiv_sqlite3.db";
+    }
+
+    LogCapture log;
+    TempDir dir;
+};
+
+}  // namespace velora::test
