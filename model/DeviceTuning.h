@@ -27,9 +27,9 @@ public:
     virtual ~DeviceTuning() = default;
 
     /// The device's identifier, the name of its port, the name of its tuning.
-    const std::string& getDevice() const { return mDevice; }
-    const std::string& getPort() const { return mPort; }
-    const std::string& getTuning() const { return mTuning; }
+    std::string getDevice() const { return mDevice; }
+    std::string getPort() const { return mPort; }
+    std::string getTuning() const { return mTuning; }
 
     /// The last line has no line feed.
     std::string toString() const {

@@ -2,6 +2,7 @@
 
 #include "model/ConstMap.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -80,6 +81,11 @@ inline constexpr auto kParameters = std::to_array<ParameterInfo>({
 });
 inline constexpr size_t kNumParameters = kParameters.size();
 
+/// True for the numbers of the catalogue.
+constexpr bool isParameter(int32_t number) {
+    return static_cast<uint32_t>(number) < kNumParameters;
+}
+
 /// The row of a parameter, which must be one of the 104.
 constexpr const ParameterInfo& infoOf(Parameter parameter) {
     return kParameters[static_cast<size_t>(parameter)];
@@ -111,7 +117,7 @@ public:
     /// False for a number that is no parameter.
     constexpr bool contains(Parameter parameter) const {
         const auto index = static_cast<uint32_t>(parameter);
-        return index < kNumParameters && (mBits[index / 64] >> (index % 64) & 1) != 0;
+        return isParameter(parameter) && (mBits[index / 64] >> (index % 64) & 1) != 0;
     }
     constexpr size_t size() const {
         int count = 0;
@@ -119,9 +125,10 @@ public:
         return static_cast<size_t>(count);
     }
 
+    /// The set with one more; a number that is no parameter adds nothing.
     friend constexpr ParameterSet operator|(ParameterSet set, Parameter parameter) {
         const auto index = static_cast<uint32_t>(parameter);
-        set.mBits[index / 64] |= uint64_t{1} << (index % 64);
+        if (isParameter(parameter)) set.mBits[index / 64] |= uint64_t{1} << (index % 64);
         return set;
     }
     friend constexpr ParameterSet operator|(ParameterSet a, const ParameterSet& b) {
@@ -159,6 +166,17 @@ private:
 };
 
 static_assert(kNumParameters == 104);
+static_assert([] {
+    const auto count = [](NodeKind kind) {
+        return std::count_if(kParameters.begin(), kParameters.end(),
+                             [&](const ParameterInfo& info) { return info.kind == kind; });
+    };
+    return count(NodeKind::VALUE) == 64 && count(NodeKind::ROW) == 16 &&
+           count(NodeKind::DRC_ROW) == 1 && count(NodeKind::MIX_MATRIX) == 1 &&
+           count(NodeKind::FREQUENCY_PAIR) == 4 && count(NodeKind::ATTRIBUTES) == 1 &&
+           count(NodeKind::IEQ_BANDS) == 2 && count(NodeKind::GEQ_BANDS) == 2 &&
+           count(NodeKind::OPTIMIZER_BANDS) == 5 && count(NodeKind::REGULATOR_BANDS) == 4;
+}());
 static_assert(kParameterOfColumn.isUnique());
 static_assert([] {
     for (size_t i = 0; i < kNumParameters; ++i) {

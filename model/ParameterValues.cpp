@@ -26,14 +26,15 @@ ParameterValues::Entry& ParameterValues::entryOf(Parameter parameter) {
 }
 
 void ParameterValues::set(Parameter parameter, Values values) {
+    if (!isParameter(parameter)) return;
     entryOf(parameter).values = std::move(values);
     setDirty(true);
 }
 
-bool ParameterValues::checkAndUpdate(Parameter parameter, const Values& values) {
+bool ParameterValues::checkAndUpdate(Parameter parameter, Values values) {
     if (!getValidParams().contains(parameter)) return false;
     if (entryOf(parameter).values == values) return false;
-    set(parameter, values);
+    set(parameter, std::move(values));
     return true;
 }
 

@@ -32,12 +32,13 @@ public:
     /// The parameters that `checkAndUpdate` accepts.
     virtual const ParameterSet& getValidParams() const = 0;
 
-    /// Stores `values` under any `parameter`, and marks the record dirty. Unguarded: for what comes
-    /// from files and database.
+    /// Stores `values` under any `parameter`, and marks the record dirty. For what comes from files
+    /// and database: whether the parameter is valid here isn't asked. A number that is no parameter
+    /// is ignored.
     void set(Parameter parameter, Values values);
     /// Stores what a client asks for: false, and nothing stored, if the parameter isn't valid here
     /// or has these values already. A valid parameter has an entry afterwards in any case.
-    bool checkAndUpdate(Parameter parameter, const Values& values);
+    bool checkAndUpdate(Parameter parameter, Values values);
     /// Gives the record exactly the parameters of `params`: an empty list where it had none, and
     /// drops the rest. Returns what it dropped. The mark stays as it was.
     ParameterSet completeTo(const ParameterSet& params);

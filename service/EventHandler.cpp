@@ -1,8 +1,11 @@
+#define LOG_TAG "VeloraManagerService"
+
 #include "service/EventHandler.h"
 
 #include <cstring>
 #include <string>
 
+#include <log/log.h>
 #include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/AMessage.h>
 
@@ -62,7 +65,8 @@ VeloraManagerService::EventHandler::EventHandler(SndManager* manager, VeloraMana
 
 void VeloraManagerService::EventHandler::start() {
     mLooper->registerHandler(this);
-    mLooper->start(false, false, PRIORITY_DEFAULT);
+    const status_t result = mLooper->start(false, false, PRIORITY_DEFAULT);
+    if (result != OK) ALOGE("no thread for the event handler, %d", result);
 }
 
 void VeloraManagerService::EventHandler::stop() {
@@ -113,7 +117,7 @@ void VeloraManagerService::EventHandler::onMessageReceived(const sp<AMessage>& m
                 parseAndSendParam(buffer->data(), buffer->size());
             }
             break;
-        default:  // a kind from a client's future: nothing to do, and an empty update
+        default:  // any other kind: nothing to do, and an empty update
             break;
     }
     owner->doOnSfxParamUpdate(buffer ? buffer->data() : nullptr,

@@ -1,12 +1,8 @@
 #include "service/SndManager.h"
 
+#include <utils/Errors.h>
+
 namespace velora {
-
-namespace {
-
-constexpr int kNotInitialised = -19;
-
-}  // namespace
 
 // There is no sound context to connect to yet, so every operation gives its answer of before
 // `init`.
@@ -14,7 +10,7 @@ constexpr int kNotInitialised = -19;
 SndManager::SndManager() = default;
 SndManager::~SndManager() = default;
 
-int SndManager::init() { return kNotInitialised; }
+int SndManager::init() { return android::NO_INIT; }
 
 bool SndManager::getSndOn() { return false; }
 void SndManager::setSndOn(bool) {}
@@ -44,7 +40,7 @@ std::vector<int> SndManager::getProfilePortParameter(int, int, int) { return {};
 
 int SndManager::getZenithGameSystemGain() { return 0; }
 std::string SndManager::getDefaultXmlFormatVersion() { return {}; }
-int SndManager::reloadTuningXml() { return kNotInitialised; }
+int SndManager::reloadTuningXml() { return android::NO_INIT; }
 
 void SndManager::saveSndStateAndSettings() {}
 void SndManager::saveSndState() {}

@@ -14,6 +14,7 @@
 #include <utility>
 
 #include <log/log.h>
+#include <utils/Errors.h>
 #include <utils/SystemClock.h>
 
 namespace android {
@@ -24,14 +25,11 @@ using velora::SndManager;
 
 namespace {
 
-constexpr int kNotInitialised = -19;
-constexpr int kInvalidData = -22;
-
 // Client-facing parameters that make up the dialog enhancer's amount.
 constexpr int kGraphicEqualizerEnable = 105;
 constexpr int kDialogEnhancerDucking = 108;
 
-// What every client gets when a client has come or gone.
+// What every client gets when a client has registered or unregistered.
 constexpr int32_t kRegistrationNotice[] = {-1, 0};
 
 uint32_t keyOf(int32_t type, uint32_t uid) { return uid + static_cast<uint32_t>(type); }
@@ -117,14 +115,14 @@ void VeloraManagerService::registerClient(const sp<IKmsCallbacks>& listener, int
     if (mClients.indexOfKey(key) >= 0) {
         ALOGW("register uid already existing 0x%x", key);
     } else {
-        enterClient(client);
+        enterClientLocked(client);
     }
     postRegistrationNotice();
-    noteRegistration(type);
+    noteRegistrationLocked(type);
     ALOGD("%s(type = %d, uid = %u) exit", __func__, type, uid);
 }
 
-void VeloraManagerService::enterClient(const sp<NotificationClient>& client) {
+void VeloraManagerService::enterClientLocked(const sp<NotificationClient>& client) {
     ALOGV("registerClient() uid : 0x%x", client->key());
     mClients.add(client->key(), client);
     client->linkToDeath();
@@ -134,7 +132,7 @@ void VeloraManagerService::enterClient(const sp<NotificationClient>& client) {
     mMultichannelOutputChannels = std::max(mMultichannelOutputChannels.load(), type->channels);
 }
 
-void VeloraManagerService::noteRegistration(int32_t type) {
+void VeloraManagerService::noteRegistrationLocked(int32_t type) {
     const ClientType* const row = findClientType(type);
     if (row == nullptr) return;
     if (row->codec) {
@@ -161,8 +159,8 @@ void VeloraManagerService::unregisterClient(const sp<IKmsCallbacks>& /*listener*
     }
     client->unlinkToDeath();
     mClients.removeItemsAt(static_cast<size_t>(mClients.indexOfKey(key)));
-    countLeaving(client->type());
-    noteDeparture(client->type());
+    noteDepartureLocked(client->type());
+    countDepartureLocked(client->type());
     if (mInitialized && findClientType(client->type()) == nullptr) {
         mManager->saveSndStateAndSettings();
     }
@@ -170,17 +168,17 @@ void VeloraManagerService::unregisterClient(const sp<IKmsCallbacks>& /*listener*
     ALOGD("%s(type = %d, uid = %u) exit", __func__, type, uid);
 }
 
-void VeloraManagerService::countLeaving(int32_t type) {
+void VeloraManagerService::countDepartureLocked(int32_t type) {
     const ClientType* const row = findClientType(type);
     if (row != nullptr && row->counter != nullptr) --(this->*row->counter);
 }
 
-void VeloraManagerService::noteDeparture(int32_t type) {
+void VeloraManagerService::noteDepartureLocked(int32_t type) {
     const ClientType* const row = findClientType(type);
     if (row == nullptr) return;
-    if (row->channels > 0) mMultichannelOutputChannels = countOutputChannels();
+    if (row->channels > 0) mMultichannelOutputChannels = countOutputChannelsLocked();
     if (row->flag == &VeloraManagerService::mGameSfxRegistered) {
-        mGameSfxRegistered = isTypeRegistered(type) ? 1 : 0;
+        mGameSfxRegistered = isTypeRegisteredLocked(type) ? 1 : 0;
         ALOGD("Game SFX registered status: %d", static_cast<int>(mGameSfxRegistered));
     }
     if (row->flag == &VeloraManagerService::mSpatializerRegistered) {
@@ -189,7 +187,7 @@ void VeloraManagerService::noteDeparture(int32_t type) {
     }
 }
 
-int64_t VeloraManagerService::countOutputChannels() const {
+int64_t VeloraManagerService::countOutputChannelsLocked() const {
     int64_t channels = 0;
     for (size_t i = 0; i < mClients.size(); ++i) {
         const ClientType* const row = findClientType(mClients.valueAt(i)->type());
@@ -198,7 +196,7 @@ int64_t VeloraManagerService::countOutputChannels() const {
     return channels;
 }
 
-bool VeloraManagerService::isTypeRegistered(int32_t type) const {
+bool VeloraManagerService::isTypeRegisteredLocked(int32_t type) const {
     for (size_t i = 0; i < mClients.size(); ++i) {
         if (mClients.valueAt(i)->type() == type) return true;
     }
@@ -219,7 +217,7 @@ void VeloraManagerService::removeNotificationClient(uint32_t key, const Notifica
     client = mClients.valueFor(key);
     if (client == died) {
         mClients.removeItemsAt(static_cast<size_t>(mClients.indexOfKey(key)));
-        countLeaving(client->type());
+        countDepartureLocked(client->type());
     }
     ALOGD("%s(uid = %u) exit", __func__, key);
 }
@@ -243,14 +241,14 @@ int VeloraManagerService::getStoredParams(SfxParamStore::Caches* out, bool commi
 }
 
 int VeloraManagerService::setSfxParam(void* data, uint32_t size) {
-    if (!mInitialized) return kNotInitialised;
-    if (data == nullptr && size > 0) return kInvalidData;
+    if (!mInitialized) return NO_INIT;
+    if ((data == nullptr && size > 0) || size > kMaxRequestSize) return BAD_VALUE;
     mHandler->sendMessage(data, size, EventHandler::kSetParam);
     return 0;
 }
 
 int VeloraManagerService::getSfxParam(void* in, uint32_t inLen, void* out, uint32_t outLen) {
-    if (!mInitialized) return kNotInitialised;
+    if (!mInitialized) return NO_INIT;
     packAndReceiveParam(in, inLen, out, outLen);
     return 0;
 }
@@ -344,11 +342,13 @@ int VeloraManagerService::getAvailableTuningDevicesLen(int port) {
 void VeloraManagerService::getAvailableTuningDevices(int port, void* buf, int len) {
     if (!checkInitialized(__func__) || !checkPort(__func__, port)) return;
     const auto names = mManager->getAvailableTuningDevices(static_cast<Port>(port));
-    if (buf == nullptr || len < 0 || static_cast<size_t>(len) < lengthOf(names)) {
+    const bool fits = len >= 0 && static_cast<size_t>(len) >= lengthOf(names);
+    if (!fits || (buf == nullptr && len > 0)) {
         ALOGE("%s not enough buffer for transferring device name lists for port %d", __func__,
               port);
         return;
     }
+    if (len == 0) return;
     char* place = static_cast<char*>(buf);
     memset(place, ' ', static_cast<size_t>(len));
     for (const std::string& name : names) {
@@ -364,7 +364,8 @@ std::string VeloraManagerService::getSelectedTuningDevice(int port) {
 
 void VeloraManagerService::setSelectedTuningDevice(int port, void* name, int len) {
     if (!checkInitialized(__func__) || !checkPort(__func__, port)) return;
-    if (len < 0 || (name == nullptr && len > 0)) {
+    const bool valid = len >= 0 && static_cast<uint32_t>(len) <= kMaxRequestSize;
+    if (!valid || (name == nullptr && len > 0)) {
         ALOGE("%s invalid name of length %d", __func__, len);
         return;
     }
@@ -415,12 +416,12 @@ int VeloraManagerService::getActiveDevice() {
 }
 
 int64_t VeloraManagerService::getDefaultXmlFormatVersion() {
-    if (!mInitialized) return kNotInitialised;
+    if (!mInitialized) return NO_INIT;
     const std::string text = mManager->getDefaultXmlFormatVersion();
     const std::vector<std::string> fields = split(text, '.');
     if (fields.size() != 3) {
         ALOGE("XML version %s is not in Major.Minor.Maintain format!", text.c_str());
-        return kInvalidData;
+        return BAD_VALUE;
     }
     constexpr unsigned long kLimit = 1000;  // each number takes three decimal digits
     unsigned long numbers[3]{};
@@ -431,7 +432,7 @@ int64_t VeloraManagerService::getDefaultXmlFormatVersion() {
     if (major >= kLimit || minor >= kLimit || maintenance >= kLimit) {
         ALOGE("XML version %d.%d.%d is invalid!\n", static_cast<int>(major),
               static_cast<int>(minor), static_cast<int>(maintenance));
-        return kInvalidData;
+        return BAD_VALUE;
     }
     return static_cast<int64_t>((major * kLimit + minor) * kLimit + maintenance);
 }

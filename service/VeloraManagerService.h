@@ -32,6 +32,9 @@ using ::vendor::velora_sp::hardware::kmssp::V2_0::IKmsCallbacks;
 /// text, as each says. Nothing throws; refused requests are logged.
 class VeloraManagerService : public RefBase {
 public:
+    /// Bound of one request, far above any real one: what is queued lies in the service's memory.
+    static constexpr uint32_t kMaxRequestSize = 1 << 20;
+
     VeloraManagerService();
 
     /// Enters a client, tries to initialise the service if it isn't yet, and tells all clients.
@@ -56,7 +59,7 @@ public:
                         int* count);
 
     /// Queues a copy of a command buffer (32-bit words: command, result, arguments). 0 at once; -19
-    /// before initialisation, -22 for null with a size.
+    /// before initialisation, -22 for null with a size and for more than kMaxRequestSize bytes.
     int setSfxParam(void* data, uint32_t size);
     /// Answers a get-request (32-bit words: command, two arguments) in 32-bit words at `out`, which
     /// has `outLen` bytes: an answer that doesn't fit isn't written. 0; -19 before initialisation.
@@ -76,7 +79,8 @@ public:
     /// Queues the selection of the device whose name are the `len` bytes at `name`.
     void setSelectedTuningDevice(int port, void* name, int len);
 
-    /// Amount of the dialog enhancer on the active device, 0 when it is off; -1 if not known.
+    /// The dialog enhancer's ducking on the active device, 0 while the graphic equaliser is off
+    /// there; -1 if either is not known.
     int getDialogEnhancerAmount();
     bool isMonoInternalSpeaker();
     bool isSpeakerPortraitMode();
@@ -93,15 +97,15 @@ public:
 
     /// One integer by its four-character key, -1 for an unknown one.
     int64_t getIntParam(uint32_t key);
-    /// "RLTF", whatever the value, reads the maker's extra tuning file again and, when that changed
-    /// the tunings, tells every client with an empty update. Other keys do nothing.
+    /// "RLTF", whatever the value, reads the maker's extra tuning file again and, when that went
+    /// well, tells every client with an empty update. Other keys do nothing.
     void setIntParam(uint32_t key, int64_t value);
 
 protected:
     /// Makes facade and event handler and starts the looper.
     void onFirstRef() override;
-    /// Saves all settings and ends the looper; requests that are still queued are dropped. May run
-    /// on any thread, the looper's included.
+    /// Saves all settings, if initialised, and ends the looper; requests that are still queued are
+    /// dropped. May run on any thread, the looper's included.
     ~VeloraManagerService() override;
 
 private:
@@ -118,12 +122,12 @@ private:
     static const ClientType* findClientType(int32_t type);
 
     void initManager();
-    void enterClient(const sp<NotificationClient>& client) REQUIRES(mLock);
-    void noteRegistration(int32_t type);
-    void noteDeparture(int32_t type) REQUIRES(mLock);
-    void countLeaving(int32_t type);
-    int64_t countOutputChannels() const REQUIRES(mLock);
-    bool isTypeRegistered(int32_t type) const REQUIRES(mLock);
+    void enterClientLocked(const sp<NotificationClient>& client) REQUIRES(mLock);
+    void noteRegistrationLocked(int32_t type) REQUIRES(mLock);
+    void noteDepartureLocked(int32_t type) REQUIRES(mLock);
+    void countDepartureLocked(int32_t type) REQUIRES(mLock);
+    int64_t countOutputChannelsLocked() const REQUIRES(mLock);
+    bool isTypeRegisteredLocked(int32_t type) const REQUIRES(mLock);
     void postRegistrationNotice();
     void removeNotificationClient(uint32_t key, const NotificationClient* died);
 

@@ -7,13 +7,13 @@
 #include <utility>
 
 #include <log/log.h>
+#include <utils/Errors.h>
 
 namespace velora {
 
 namespace {
 
 constexpr std::string_view kDatabaseFile = "kiv_sqlite3.db";
-constexpr int kInvalidData = -22;
 
 template <typename Record>
 Record completed(Record record) {
@@ -59,7 +59,7 @@ int Provider::init() {
     }
     mNumOfIeqPresets = static_cast<int>(presets.size());
     mIeqPresets.resize(presets.size() + 1);
-    return profiles.empty() ? kInvalidData : 0;
+    return profiles.empty() ? android::BAD_VALUE : 0;
 }
 
 void Provider::clear() { mDatabase.clear(); }
@@ -302,7 +302,7 @@ Tuning* Provider::loadTuningForDevice(const std::string& device) {
         ALOGW("Cannot find device with name %s in mDeviceTunings", device.c_str());
         return nullptr;
     }
-    const std::string& name = found->getTuning();
+    const std::string name = found->getTuning();
     const auto cached = mTunings.find(name);
     if (cached != mTunings.end()) {
         ALOGD("Found existing tuning[%s] from cache device[%s]", name.c_str(), device.c_str());

@@ -17,6 +17,7 @@
 #include <unistd.h>
 
 #include <log/log.h>
+#include <utils/Errors.h>
 #include <utils/Mutex.h>
 
 namespace velora {
@@ -24,9 +25,6 @@ namespace velora {
 using android::Mutex;
 
 namespace {
-
-constexpr int kInvalidData = -22;
-constexpr int kNoRoot = -19;
 
 // What the first three messages call their place in the file.
 constexpr int kPathCheck = 40;
@@ -106,18 +104,18 @@ TagIterator::~TagIterator() { clearAll(); }
 int TagIterator::init(const std::string& path) {
     if (path.empty()) {
         ALOGE("Invalide xml file path, %d", kPathCheck);
-        return kInvalidData;
+        return android::BAD_VALUE;
     }
     XmlLibrary::open();
     mDocument = readDocument(path);
     if (mDocument == nullptr) {
         XmlLibrary::close();
-        return kInvalidData;
+        return android::BAD_VALUE;
     }
     mRoot = xmlDocGetRootElement(mDocument);
     if (mRoot == nullptr) {
         ALOGE("fail to call xmlDocGetRootElement, %d", kRootCheck);
-        return kNoRoot;
+        return android::NO_INIT;
     }
     mCurrent = mRoot->children;
     return 0;

@@ -1,4 +1,5 @@
 #include <atomic>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -24,6 +25,8 @@ char letterOf(int32_t priority) {
 
 int __android_log_print(int priority, const char* tag, const char* text, ...) {
     if (priority < gMinimumPriority.load(std::memory_order_relaxed)) return 0;
+    const int errorBefore =
+        errno;  // a line logged between a failure and its number changes nothing
     char* formatted = nullptr;
     va_list args;
     va_start(args, text);
@@ -33,6 +36,7 @@ int __android_log_print(int priority, const char* tag, const char* text, ...) {
     const std::unique_ptr<char, decltype(&free)> message(formatted, &free);
     const __android_log_message entry{priority, tag, message.get()};
     gLogger.load()(&entry);
+    errno = errorBefore;
     return 1;
 }
 

@@ -34,7 +34,8 @@ void __android_log_set_logger(__android_logger_function logger);
 /// Sets the minimum priority (at first: info) and returns the one before.
 int32_t __android_log_set_minimum_priority(int32_t priority);
 
-/// The default sink: "<priority letter> <tag>: <message>" in one write to standard error.
+/// The default sink: "<priority letter> <tag>: <message>" in one write to standard error. Where
+/// that is a pipe that may be closed, the process must ignore SIGPIPE.
 void __android_log_stderr_logger(const __android_log_message* entry);
 
 }  // extern "C"

@@ -10,6 +10,7 @@ using status_t = int32_t;
 enum : status_t {
     OK = 0,
     NAME_NOT_FOUND = -2,
+    NO_MEMORY = -12,
     NO_INIT = -19,
     BAD_VALUE = -22,
     INVALID_OPERATION = -38,

@@ -4,7 +4,11 @@ namespace android {
 
 RefBase::RefBase() : mCounts(new Counts(this)) {}
 
-RefBase::~RefBase() { mCounts->decWeak(); }
+// An object may go without ever having been held strongly; it can't be promoted afterwards.
+RefBase::~RefBase() {
+    mCounts->mStrong = 0;
+    mCounts->decWeak();
+}
 
 void RefBase::incStrong() const { mCounts->incStrong(); }
 

@@ -28,7 +28,7 @@ protected:
     RefBase();
     virtual ~RefBase();
 
-    /// Called once, by the thread that takes the first strong reference.
+    /// Called once, by the thread that takes the first strong reference. Must not throw.
     virtual void onFirstRef() {}
 
 private:

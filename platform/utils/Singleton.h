@@ -4,6 +4,7 @@
 
 #if defined(__clang__)
 // The static members are defined in one source file per class; every other one only uses them.
+#pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wundefined-var-template"
 #endif
 
@@ -37,6 +38,10 @@ private:
     static Mutex sLock;
     static T* sInstance GUARDED_BY(sLock);
 };
+
+#if defined(__clang__)
+#pragma clang diagnostic pop
+#endif
 
 // At global scope.
 #define ANDROID_SINGLETON_STATIC_INSTANCE(T) \

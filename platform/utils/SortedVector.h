@@ -18,7 +18,6 @@ public:
     size_t size() const { return mItems.size(); }
     bool isEmpty() const { return mItems.empty(); }
     const T& operator[](size_t index) const { return mItems[index]; }
-    T& editItemAt(size_t index) { return mItems[index]; }
 
     /// Puts `item` at its place, over an equal one if there is one. Returns its index.
     ssize_t add(T item) {

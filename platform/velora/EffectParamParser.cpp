@@ -4,7 +4,6 @@ namespace velora {
 
 namespace {
 
-constexpr size_t kHeaderWords = 2;       // target, number of entries
 constexpr size_t kEntryHeaderWords = 3;  // device, parameter, count of values
 
 std::span<const int32_t> wordsOf(const void* data, uint32_t size) {

@@ -32,16 +32,18 @@ public:
     /// none missing, nothing behind the last.
     bool validate() const;
 
-    /// Goes to the first entry. Only after `validate` said true.
+    /// Goes to the first entry, where a new parser stands. Only after `validate` said true.
     void begin();
     /// The entry at hand, then goes on; null behind the last. The entry stands until the next call.
     const Entry* next();
 
 private:
+    static constexpr size_t kHeaderWords = 2;  // target, number of entries
+
     const Entry* entryAt(size_t word, Entry* entry) const;
 
     const std::span<const int32_t> mWords;  ///< empty for a block that isn't whole aligned words
-    size_t mNext = 0;
+    size_t mNext = kHeaderWords;
     Entry mEntry{};
 };
 

@@ -6,12 +6,6 @@ namespace velora {
 
 using android::Mutex;
 
-namespace {
-
-constexpr int kInvalidData = -22;
-
-}  // namespace
-
 SfxParamCache::Params SfxParamCache::params() const {
     Mutex::Autolock lock(mLock);
     return mParams;
@@ -19,7 +13,7 @@ SfxParamCache::Params SfxParamCache::params() const {
 
 int SfxParamStore::setParam(audio_devices_t device, SfxParameterId id, const int32_t* values,
                             uint32_t count) {
-    if (values == nullptr && count > 0) return kInvalidData;
+    if (values == nullptr && count > 0) return android::BAD_VALUE;
     Mutex::Autolock lock(mLock);
     auto& entry = mDevices[device];
     if (entry == nullptr) entry = std::make_unique<Device>();
@@ -52,7 +46,7 @@ int SfxParamStore::commitChange() {
 }
 
 int SfxParamStore::getStoredParams(Caches* out, bool committed, int* count) {
-    if (out == nullptr || count == nullptr) return kInvalidData;
+    if (out == nullptr || count == nullptr) return android::BAD_VALUE;
     Mutex::Autolock lock(mLock);
     out->clear();
     for (const auto& [bits, device] : mDevices) {
@@ -63,9 +57,10 @@ int SfxParamStore::getStoredParams(Caches* out, bool committed, int* count) {
 }
 
 void SfxParamStore::setListener(Listener listener) {
+    // The one before goes after the lock does.
     auto shared = listener ? std::make_shared<const Listener>(std::move(listener)) : nullptr;
     Mutex::Autolock lock(mLock);
-    mListener = std::move(shared);
+    mListener.swap(shared);
 }
 
 }  // namespace velora

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <system/audio.h>
+#include <utils/Errors.h>
 #include <utils/KeyedVector.h>
 #include <utils/Mutex.h>
 #include <utils/Singleton.h>
@@ -51,7 +52,8 @@ public:
     int getStoredParams(Caches* out, bool committed, int* count);
 
     /// `listener` is called after every commit, on the thread that commits, with no lock held; null
-    /// for none. It must only hand the change on.
+    /// for none. It must only hand the change on. One that is being called may still be running
+    /// when this returns.
     void setListener(Listener listener);
 
 private:
@@ -60,7 +62,8 @@ private:
     struct Device {
         SfxParamCache staged;
         SfxParamCache published;
-        std::set<SfxParameterId> changed;  ///< staged since the last commit
+        std::set<SfxParameterId>
+            changed;  ///< staged since the last commit: all that it has to copy
     };
 
     static void publish(Device& device);

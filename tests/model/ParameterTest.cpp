@@ -58,7 +58,6 @@ TEST(ParameterTest, ColumnsKeepTheirNumbers) {
 
 TEST(ParameterTest, BandListsNameTheirColumnsInTheOrderOfTheFile) {
     const auto columnsOf = [](std::string_view element) {
-        std::string columns(8, ' ');
         std::vector<std::string_view> names(8);
         for (const ParameterInfo& info : kParameters) {
             if (info.element == element) names[static_cast<size_t>(info.position)] = info.column;

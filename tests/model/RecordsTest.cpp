@@ -22,6 +22,8 @@ TEST(ParameterValuesTest, CheckAndUpdateTakesOnlyValidChanges) {
     EXPECT_FALSE(profile.checkAndUpdate(CUSTOM_DRC_METADATA, {1, 2}));
     EXPECT_FALSE(profile.isDirty());
     EXPECT_TRUE(profile.checkAndUpdate(CUSTOM_DRC_METADATA, {1, 2, 3}));
+    EXPECT_TRUE(
+        profile.checkAndUpdate(HEADPHONE_VIRTUALIZER_MODE, profile.get(CUSTOM_DRC_METADATA)));
     EXPECT_TRUE(profile.checkAndUpdate(CUSTOM_DRC_METADATA, {}));
 
     profile.setDirty(false);
@@ -33,6 +35,16 @@ TEST(ParameterValuesTest, LookupNeverInserts) {
     const GeqPreset preset(0);
     EXPECT_EQ(preset.find(GEQ_GAIN), nullptr);
     EXPECT_TRUE(preset.get(GEQ_GAIN).empty());
+    EXPECT_EQ(preset.size(), 0U);
+}
+
+TEST(ParameterValuesTest, NumbersThatAreNoParametersAreIgnored) {
+    GeqPreset preset(0);
+    for (const int number : {-1, 104, 128, 200, INT32_MAX}) {
+        preset.set(static_cast<Parameter>(number), {1});
+        EXPECT_FALSE(preset.checkAndUpdate(static_cast<Parameter>(number), {1}));
+        EXPECT_EQ((ParameterSet() | static_cast<Parameter>(number)).size(), 0U);
+    }
     EXPECT_EQ(preset.size(), 0U);
 }
 
@@ -106,6 +118,7 @@ TEST(RecordsTest, AttributesMarkTheRecordDirtyOnlyWhereTheyAreSettings) {
     Profile profile(1, 3, "p", false);
     EXPECT_EQ(profile.getSelectedGeqPreset(), 3);
     profile.setMobility(true);
+    EXPECT_TRUE(profile.isMobility());
     EXPECT_FALSE(profile.isDirty());
     profile.setSelectedGeqPreset(1);
     EXPECT_TRUE(profile.isDirty());
@@ -117,8 +130,18 @@ TEST(RecordsTest, AttributesMarkTheRecordDirtyOnlyWhereTheyAreSettings) {
     endpoint.setSelectedIeqPreset(2);
     EXPECT_TRUE(endpoint.isDirty());
 
+    IeqPreset preset(1, "warm");
+    preset.setDirty(false);
+    preset.setName("warmer");
+    EXPECT_TRUE(preset.isDirty());
+
+    DeviceTuning device("d", "usb", "t");
+    device.setDirty(false);
+    EXPECT_FALSE(device.isDirty());
+
     Tuning tuning(1, "t", Endpoint::OTHER, false, true);
     tuning.setMono(true);
+    EXPECT_TRUE(tuning.isMono());
     tuning.setEndpoint("usb");
     EXPECT_EQ(tuning.getEndpoint(), Endpoint::HEADPHONE);
     tuning.setEndpoint("speaker");  // a short name is no port's name
@@ -135,6 +158,12 @@ TEST(RecordsTest, EqualityLeavesNamesOut) {
     EXPECT_FALSE(endpoint.equals(ProfileEndpoint(0, Endpoint::SPEAKER, 1)));
     EXPECT_FALSE(endpoint.equals(ProfileEndpoint(1, Endpoint::OTHER, 1)));
     EXPECT_FALSE(GeqPreset(0).equals(GeqPreset(1)));
+    Profile changed(0, "a", false);
+    changed.set(CUSTOM_DRC_METADATA, {1});
+    EXPECT_FALSE(changed.equals(Profile(0, "a", false)));
+    ProfileEndpoint louder(endpoint);
+    louder.set(VOLMAX_BOOST, {1});
+    EXPECT_FALSE(louder.equals(endpoint));
 }
 
 TEST(RecordsTest, NoRecordButTheDeviceViewTakesTheVirtualBassType) {

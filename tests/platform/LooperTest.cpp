@@ -1,3 +1,4 @@
+#include <atomic>
 #include <functional>
 #include <future>
 #include <thread>
@@ -40,23 +41,51 @@ TEST(LooperTest, HandsMessagesOverInTheOrderPostedOnItsOwnThread) {
 }
 
 TEST(LooperTest, DropsWhatIsPostedToNoOneOrTooLate) {
-    int received = 0;
+    std::vector<uint32_t> received;
+    std::promise<void> done;
     const auto looper = sp<ALooper>::make();
-    const auto handler = sp<Handler>::make([&](const AMessage&) { ++received; });
+    const auto handler = sp<Handler>::make([&](const AMessage& m) {
+        received.push_back(m.what());
+        if (m.what() == 9) done.set_value();
+    });
     EXPECT_EQ(message(1, handler)->post(), NAME_NOT_FOUND);  // not registered
     const auto id = looper->registerHandler(handler);
     EXPECT_EQ(looper->registerHandler(handler), INVALID_OPERATION);
     EXPECT_EQ(looper->start(true, false), INVALID_OPERATION);
-    EXPECT_EQ(message(2, handler)->post(), OK);  // queued, then unregistered before the start
+    EXPECT_EQ(message(2, handler)->post(), OK);  // queued, then meant for no one
     looper->unregisterHandler(id);
-    looper->start(false, false);
-    EXPECT_EQ(looper->start(false, false), INVALID_OPERATION);
     EXPECT_EQ(message(3, handler)->post(), NAME_NOT_FOUND);
     looper->registerHandler(handler);
+    EXPECT_EQ(message(9, handler)->post(), OK);
+    looper->start(false, false);
+    EXPECT_EQ(looper->start(false, false), INVALID_OPERATION);
+    done.get_future().wait();
     EXPECT_EQ(looper->stop(), OK);
     EXPECT_EQ(looper->stop(), INVALID_OPERATION);
     EXPECT_EQ(message(4, handler)->post(), NAME_NOT_FOUND);
-    EXPECT_EQ(received, 0);
+    EXPECT_EQ(received, std::vector<uint32_t>{9});
+}
+
+TEST(LooperTest, NoMessageComesAfterUnregisteringHoweverThePostRaces) {
+    for (int round = 0; round < 300; ++round) {
+        std::atomic<int> received{0};
+        std::promise<void> passed;
+        const auto looper = sp<ALooper>::make();
+        const auto handler = sp<Handler>::make([&](const AMessage&) { ++received; });
+        const auto last = sp<Handler>::make([&](const AMessage&) { passed.set_value(); });
+        const auto id = looper->registerHandler(handler);
+        looper->registerHandler(last);
+        std::thread poster([&] {
+            for (int i = 0; i < 30; ++i) message(1, handler)->post();
+        });
+        looper->unregisterHandler(id);  // nothing is delivered before the start
+        poster.join();
+        message(2, last)->post();
+        looper->start(false, false);
+        passed.get_future().wait();
+        looper->stop();
+        EXPECT_EQ(received, 0);
+    }
 }
 
 TEST(LooperTest, StopsFromItsOwnThreadAfterTheMessageAtHand) {

@@ -43,6 +43,16 @@ TEST(RefBaseTest, AWeakReferenceMadeInTheConstructorCanBePromotedLater) {
     EXPECT_EQ(object->self.promote(), object);
 }
 
+TEST(RefBaseTest, AnObjectThatWasNeverHeldCannotBePromotedAfterItsEnd) {
+    wp<Counted> weak;
+    std::atomic<int> alive{0};
+    {
+        Counted onTheStack(alive);
+        weak = wp<Counted>(&onTheStack);
+    }
+    EXPECT_EQ(weak.promote(), nullptr);
+}
+
 TEST(RefBaseTest, PromotionRacesWithTheLastRelease) {
     for (int round = 0; round < 200; ++round) {
         std::atomic<int> alive{0};

@@ -55,6 +55,7 @@ TEST_F(EventHandlerTest, CommandsReachTheFacadeAndComeBackToTheClients) {
         EXPECT_EQ(fake.takeCalls(), c.calls);
     }
     EXPECT_EQ(service->setSfxParam(nullptr, 12), -22);
+    EXPECT_EQ(set(Bytes(android::VeloraManagerService::kMaxRequestSize + 1)), -22);
 }
 
 TEST_F(EventHandlerTest, AProfileThatCannotBeSelectedIsNotSavedButNamed) {
@@ -64,19 +65,24 @@ TEST_F(EventHandlerTest, AProfileThatCannotBeSelectedIsNotSavedButNamed) {
     set(bytesOf({command(10), 9, 2}));
     EXPECT_THAT(client->take(1), ElementsAre(bytesOf({command(10), 2, 2})));
     EXPECT_THAT(fake.takeCalls(), ElementsAre("select 2"));
+    fake.selectable = fake.ignoresSelection = true;  // selected, and another one is in force
+    set(bytesOf({command(10), 9, 2}));
+    client->take(1);
+    EXPECT_THAT(fake.takeCalls(), ElementsAre("select 2"));
 }
 
 TEST_F(EventHandlerTest, TheTuningDeviceIsSelectedByNameAndPort) {
     const auto client = enter(0, 1);
     fake.takeCalls();
-    char name[] = "tv set";
+    char name[] = "tv\0set";
     service->setSelectedTuningDevice(1, name, 6);
     service->setSelectedTuningDevice(6, name, 0);
     service->setSelectedTuningDevice(1, nullptr, 3);
     service->setSelectedTuningDevice(1, name, -1);
     name[0] = 'x';  // the caller's memory is its own again
-    EXPECT_EQ(client->take(2), (std::vector<Bytes>{{'t', 'v', ' ', 's', 'e', 't'}, {}}));
-    EXPECT_THAT(fake.takeCalls(), ElementsAre("tuning 1 [tv set]", "tuning 6 []"));
+    EXPECT_EQ(client->take(2), (std::vector<Bytes>{{'t', 'v', 0, 's', 'e', 't'}, {}}));
+    EXPECT_THAT(fake.takeCalls(),
+                ElementsAre(std::string("tuning 1 [tv\0set]", 17), "tuning 6 []"));
 }
 
 TEST_F(EventHandlerTest, RequestsAreDoneInTheOrderOfPosting) {
@@ -120,7 +126,10 @@ TEST_F(EventHandlerTest, AClientMayDropTheLastReferenceFromItsUpdate) {
         if (bytes.size() == 12) service.clear();
     };
     service->registerClient(client, 0, 1);
-    set(bytesOf({command(12), 0, 1}));
+    {
+        const auto mine = service;  // for the time of the call
+        set(bytesOf({command(12), 0, 1}));
+    }
     while (fake.alive > 0) std::this_thread::yield();
     EXPECT_EQ(client->take(2).size(), 2U);
 }

@@ -1,7 +1,5 @@
 #include "tests/service/ServiceFixture.h"
 
-#include <thread>
-
 namespace velora::test {
 namespace {
 
@@ -50,8 +48,12 @@ TEST_F(VeloraManagerServiceTest, AnswersNeutrallyUntilARegistrationInitialises) 
                   1U);
     }
     service->unregisterClient(nullptr, 0, 1);  // nothing to save yet
-    EXPECT_THAT(fake.takeCalls(), ElementsAre("init", "init"));
+    endService();
+    EXPECT_THAT(fake.takeCalls(), ElementsAre("init", "init", "~"));  // nor at the end
 
+    service = sp<android::VeloraManagerService>::make();
+    service->registerClient(nullptr, 0, 1);
+    fake.takeCalls();
     fake.initResult = 0;
     service->registerClient(nullptr, 0, 3);
     service->registerClient(nullptr, 0, 4);
@@ -122,7 +124,10 @@ TEST_F(VeloraManagerServiceTest, OutputChannelsAreRecountedWhenAMultichannelClie
     service->registerClient(nullptr, 4, 300);
     service->registerClient(nullptr, 3, 400);
     EXPECT_EQ(key("DCOC"), 8);
+    service->registerClient(nullptr, 4, 200);
     service->unregisterClient(nullptr, 4, 300);
+    EXPECT_EQ(key("DCOC"), 8);  // the largest of those that stay, whatever their order
+    service->unregisterClient(nullptr, 4, 200);
     EXPECT_EQ(key("DCOC"), 6);
 }
 
@@ -138,6 +143,9 @@ TEST_F(VeloraManagerServiceTest, ASpatializerHidesTheMultichannelDecoders) {
     service->registerClient(nullptr, 8, 400);
     service->unregisterClient(nullptr, 8, 300);
     EXPECT_EQ(key("GDEA"), 1);
+    service->registerClient(nullptr, 9, 500);
+    service->unregisterClient(nullptr, 9, 500);
+    EXPECT_EQ(key("SPAA"), 0);  // though the first one stays
 }
 
 TEST_F(VeloraManagerServiceTest, ADeadClientLeavesWithItsCounterAndNothingElse) {
@@ -161,18 +169,19 @@ TEST_F(VeloraManagerServiceTest, ADeadClientLeavesWithItsCounterAndNothingElse) 
 }
 
 TEST_F(VeloraManagerServiceTest, ALateDeathNoticeDoesNotTouchTheSuccessor) {
-    sp<android::hardware::hidl_death_recipient> link;
     struct KeepsLink : RecordingClient {
         android::hardware::Return<bool> linkToDeath(
             const sp<android::hardware::hidl_death_recipient>& recipient, uint64_t) override {
             kept = recipient;
-            return true;
+            return RecordingClient::linkToDeath(recipient, 0);
         }
         sp<android::hardware::hidl_death_recipient> kept;
     };
     const auto first = sp<KeepsLink>::make();
     service->registerClient(first, 1, 10);
     service->unregisterClient(first, 1, 10);
+    first->onDied();  // no longer linked
+    EXPECT_EQ(log.count("E VeloraManagerService: binderDied ..."), 0U);
     const auto second = enter(1, 10);
     first->kept->serviceDied(0, nullptr);
     EXPECT_TRUE(service->hasDecCP());
@@ -209,16 +218,17 @@ TEST_F(VeloraManagerServiceTest, GetRequestsAreAnsweredInWords) {
     fake.parameters[109] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
     fake.parameters[106] = {16};
     fake.selectedProfile = 2;
+    fake.mono = true;
     struct Case {
         std::vector<int32_t> request;
         uint32_t room;
         std::vector<int32_t> answer;
     } const cases[] = {
         {{command(0)}, 4, {1}},
-        {{command(1), 109, 0}, 40, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}},
+        {{command(1), 109, 2}, 40, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}},
         {{command(1), 109, 0}, 36, {}},
         {{command(1), 104, 0}, 0, {}},  // no values: nothing to write
-        {{command(2), 106, 0x23}, 4, {16}},
+        {{command(2), 106, 0x77777723}, 4, {16}},
         {{command(3)}, 4, {3}},
         {{command(4)}, 4, {4}},
         {{command(10)}, 4, {2}},
@@ -236,6 +246,7 @@ TEST_F(VeloraManagerServiceTest, GetRequestsAreAnsweredInWords) {
         EXPECT_EQ(ask(bytesOf(c.request), c.room), c.answer) << testing::PrintToString(c.request);
     }
     EXPECT_EQ(fake.countOf("get 2/3"), 1U);
+    EXPECT_EQ(fake.countOf("get 2"), 1U);
     EXPECT_EQ(log.count("E VeloraManagerService: packAndReceiveParam : Invalid output length, not "
                         "enough buffer!"),
               2U);
@@ -251,6 +262,7 @@ TEST_F(VeloraManagerServiceTest, DeviceNamesFillTheBufferWithBlanksBetweenAndBeh
     std::string buffer(18, '#');
     service->getAvailableTuningDevices(1, buffer.data(), 16);
     EXPECT_EQ(buffer, "default_hdmi tv ##");
+    EXPECT_EQ(fake.countOf("devices 1"), 1U);
     buffer.assign(20, '#');
     service->getAvailableTuningDevices(1, buffer.data(), 20);
     EXPECT_EQ(buffer, "default_hdmi tv     ");
@@ -322,9 +334,12 @@ TEST_F(VeloraManagerServiceTest, TheDialogEnhancerAmountNeedsBothParameters) {
     EXPECT_EQ(key("DEAM"), -1);
     fake.parameters[108] = {9, 4};
     EXPECT_EQ(key("DEAM"), 0);
-    fake.parameters[105] = {1};
+    fake.parameters[105] = {2};
     EXPECT_EQ(key("DEAM"), 9);
-    EXPECT_EQ(fake.countOf("get 1/0"), 8U);  // of the selected profile on the internal speaker
+    EXPECT_EQ(fake.countOf("get 1/0"), 8U);
+    fake.selectedProfile = 2;
+    EXPECT_EQ(key("DEAM"), 9);
+    EXPECT_EQ(fake.countOf("get 2/0"), 2U);  // of the selected profile on the internal speaker
 }
 
 TEST_F(VeloraManagerServiceTest, IntegersAreReadByTheirKeys) {
@@ -335,12 +350,17 @@ TEST_F(VeloraManagerServiceTest, IntegersAreReadByTheirKeys) {
     EXPECT_GE(key("LCTM"), 0);
     EXPECT_EQ(key("AGSG"), -7);
     EXPECT_EQ(key("CHCT"), 2);
-    for (const auto* name : {"APMO", "SFXO", "SPKM", "SPKP"}) {
-        EXPECT_EQ(service->getIntParam(
-                      static_cast<uint32_t>(name[0]) << 24 | static_cast<uint32_t>(name[1]) << 16 |
-                      static_cast<uint32_t>(name[2]) << 8 | static_cast<uint32_t>(name[3])),
-                  1)
-            << name;
+    const auto switches = [&] {
+        return std::vector{key("APMO"), key("SFXO"), key("SPKM"), key("SPKP")};
+    };
+    EXPECT_THAT(switches(), ElementsAre(0, 1, 0, 0));
+    for (auto* const one : {&fake.mobility, &fake.mono, &fake.portrait}) {
+        *one = true;
+        EXPECT_THAT(switches(), ElementsAre(fake.mobility, 1, fake.mono, fake.portrait));
+        EXPECT_EQ(service->isMobilityProfileSelected(), fake.mobility);
+        EXPECT_EQ(service->isMonoInternalSpeaker(), fake.mono);
+        EXPECT_EQ(service->isSpeakerPortraitMode(), fake.portrait);
+        *one = false;
     }
     EXPECT_EQ(key("NONE"), -1);
     EXPECT_EQ(key("RLTF"), -1);

@@ -1,5 +1,6 @@
 #include "tests/store/StoreFixture.h"
 
+#include <chrono>
 #include <ctime>
 #include <random>
 #include <set>
@@ -41,8 +42,9 @@ std::optional<std::pair<int, int>> marksOfStore() {
 
 class CrashTest : public StoreFixture {
 protected:
-    /// Runs `work` in a process of its own, which writes the mark of each finished step to the
-    /// pipe, and kills it after a moment. Returns the last mark that it wrote, 0 if none.
+    /// Runs `work` in a process of its own, which writes 0 to the pipe when it begins and then the
+    /// mark of each transaction that is stored, and kills it during one of the first. Returns the
+    /// last mark that it wrote.
     template <typename Work>
     int runAndKill(Work work) {
         int ends[2];
@@ -53,25 +55,35 @@ protected:
             _exit(0);
         }
         close(ends[1]);
-        const timespec moment{0, std::uniform_int_distribution<long>(0, 12'000'000)(mDice)};
+        int last = -1;
+        EXPECT_EQ(read(ends[0], &last, sizeof last), sizeof last);
+        const timespec moment{0, std::uniform_int_distribution<long>(0, 3 * mTransactionNs)(mDice)};
         nanosleep(&moment, nullptr);
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
-        int last = 0;
         for (int mark = 0; read(ends[0], &mark, sizeof mark) == sizeof mark;) last = mark;
         close(ends[0]);
         return last;
     }
 
+    /// Fills the store for the first time, and learns how long a transaction takes here.
+    void begin() {
+        Provider provider;
+        ASSERT_TRUE(fill(provider, 0));
+        const auto start = std::chrono::steady_clock::now();
+        ASSERT_TRUE(fill(provider, 1));
+        const auto taken = std::chrono::steady_clock::now() - start;
+        mTransactionNs =
+            std::min(300'000'000L, static_cast<long>(taken / std::chrono::nanoseconds(1)));
+    }
+
+    long mTransactionNs = 0;
     std::minstd_rand mDice{2024};
 };
 
 TEST_F(CrashTest, AKilledProcessLeavesTheStateBeforeOrAfterItsTransaction) {
     constexpr int kKills = 240;
-    {
-        Provider provider;
-        ASSERT_TRUE(fill(provider, 1));
-    }
+    begin();
     std::pair<int, int> state{1, 1};
     int changed = 0;
     for (int kills = 0; kills < kKills; ++kills) {
@@ -80,8 +92,9 @@ TEST_F(CrashTest, AKilledProcessLeavesTheStateBeforeOrAfterItsTransaction) {
         const int done = runAndKill([&](int out) {
             Provider provider;
             provider.init();
-            for (int mark = before + 1;; ++mark) {
-                const bool stored = populates ? fill(provider, mark) : saveAll(provider, mark);
+            bool stored = true;
+            for (int mark = 0;; mark = mark == 0 ? before + 1 : mark + 1) {
+                if (mark > 0) stored = populates ? fill(provider, mark) : saveAll(provider, mark);
                 // What is told as stored must survive.
                 if (!stored || write(out, &mark, sizeof mark) != sizeof mark) _exit(1);
             }
@@ -102,10 +115,7 @@ TEST_F(CrashTest, AKilledProcessLeavesTheStateBeforeOrAfterItsTransaction) {
 
 // The file may grow to any size but the one that the next state needs.
 TEST_F(CrashTest, AFullDiskLeavesTheStateBefore) {
-    {
-        Provider provider;
-        ASSERT_TRUE(fill(provider, 1));
-    }
+    begin();
     const auto size = std::filesystem::file_size(database());
     int full = 0;
     for (rlim_t limit = 0; limit < 2 * size; limit += size / 12) {

@@ -7,8 +7,8 @@
 namespace velora::test {
 
 FakeSndManager& FakeSndManager::get() {
-    static FakeSndManager sFake;
-    return sFake;
+    static auto* const sFake = new FakeSndManager();  // looper threads may outlive the tests
+    return *sFake;
 }
 
 void FakeSndManager::reset() {
@@ -16,6 +16,7 @@ void FakeSndManager::reset() {
     calls.clear();
     initResult = reloadResult = selectedProfile = 0;
     on = selectable = true;
+    ignoresSelection = mono = portrait = mobility = false;
     profiles = 3;
     version = "2.0.1";
     devices = {"default_hdmi", "tv"};
@@ -84,7 +85,7 @@ std::string SndManager::getProfileName(int profile) { return "profile " + std::t
 bool SndManager::setSelectedProfile(int profile) {
     fake().note("select " + std::to_string(profile));
     std::lock_guard guard(fake().lock);
-    if (fake().selectable) fake().selectedProfile = profile;
+    if (fake().selectable && !fake().ignoresSelection) fake().selectedProfile = profile;
     return fake().selectable;
 }
 int SndManager::getSelectedProfile() { return read(&test::FakeSndManager::selectedProfile); }
@@ -93,27 +94,31 @@ bool SndManager::resetProfile(int profile) {
     return true;
 }
 bool SndManager::isProfileModified(int profile) { return profile == 1; }
-bool SndManager::isMobilityProfileSelected() { return true; }
+bool SndManager::isMobilityProfileSelected() { return read(&test::FakeSndManager::mobility); }
 
 int SndManager::getNumOfIeqPresets() { return 4; }
 std::string SndManager::getIeqPresetName(int preset) { return "preset " + std::to_string(preset); }
 
 int SndManager::getAvailableTuningDevicesLen(Port port) { return 100 + port; }
-std::vector<std::string> SndManager::getAvailableTuningDevices(Port) {
+std::vector<std::string> SndManager::getAvailableTuningDevices(Port port) {
+    fake().note("devices " + std::to_string(port));
     return read(&test::FakeSndManager::devices);
 }
 std::string SndManager::getSelectedTuningName(Port port) { return "port " + std::to_string(port); }
 void SndManager::setSelectedTuning(Port port, const std::string& name) {
     fake().note("tuning " + std::to_string(port) + " [" + name + "]");
 }
-bool SndManager::isMonoInternalSpeaker() { return true; }
-bool SndManager::isSpeakerPortraitMode() { return true; }
+bool SndManager::isMonoInternalSpeaker() { return read(&test::FakeSndManager::mono); }
+bool SndManager::isSpeakerPortraitMode() { return read(&test::FakeSndManager::portrait); }
 
 bool SndManager::setParameter(int profile, int id, const std::vector<int>& values) {
     fake().note("set " + std::to_string(profile) + " " + std::to_string(id) + ":" + textOf(values));
     return !values.empty();
 }
-std::vector<int> SndManager::getParameter(int, int id) { return parameterOf(id); }
+std::vector<int> SndManager::getParameter(int profile, int id) {
+    fake().note("get " + std::to_string(profile));
+    return parameterOf(id);
+}
 bool SndManager::setProfilePortParameter(int profile, int port, int id,
                                          const std::vector<int>& values) {
     fake().note("set " + std::to_string(profile) + "/" + std::to_string(port) + " " +

@@ -30,6 +30,10 @@ struct FakeSndManager {
     int profiles = 3;
     int selectedProfile = 0;
     bool selectable = true;
+    bool ignoresSelection = false;
+    bool mono = false;
+    bool portrait = false;
+    bool mobility = false;
     std::string version = "2.0.1";
     std::vector<std::string> devices{"default_hdmi", "tv"};
     std::map<int, std::vector<int>> parameters;  ///< by client-facing number

@@ -19,7 +19,7 @@ using Bytes = std::vector<uint8_t>;
 class RecordingClient : public vendor::velora_sp::hardware::kmssp::V2_0::IKmsCallbacks {
 public:
     std::atomic<bool> unreachable{false};
-    /// Called with each update, on the service's thread. Set before the client registers.
+    /// Called with each update, on the service's thread. Set while no update can come.
     std::function<void(const Bytes&)> onUpdate;
 
     android::hardware::Return<void> onSfxParamUpdate(

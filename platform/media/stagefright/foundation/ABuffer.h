@@ -14,11 +14,10 @@ class ABuffer : public RefBase {
 public:
     /// Zero-filled, all of it in use.
     explicit ABuffer(size_t capacity)
-        : mBytes(std::make_unique<uint8_t[]>(capacity)), mCapacity(capacity), mSize(capacity) {}
+        : mBytes(std::make_unique<uint8_t[]>(capacity)), mSize(capacity) {}
 
     uint8_t* data() const { return mBytes.get() + mOffset; }
     size_t size() const { return mSize; }
-    size_t capacity() const { return mCapacity; }
 
     /// The range in use. It must lie within the capacity.
     void setRange(size_t offset, size_t size) {
@@ -28,7 +27,6 @@ public:
 
 private:
     const std::unique_ptr<uint8_t[]> mBytes;
-    const size_t mCapacity;
     size_t mOffset = 0;
     size_t mSize;
 };

@@ -8,15 +8,23 @@ AHandler::handler_id AHandler::id() const {
     return mId;
 }
 
-sp<ALooper> AHandler::looper() const {
+AHandler::Target AHandler::target() const {
     Mutex::Autolock lock(mLock);
-    return mLooper.promote();
+    return {mId, mLooper.promote()};
 }
 
-void AHandler::setLooper(handler_id id, const wp<ALooper>& looper) {
+bool AHandler::enter(handler_id id, const wp<ALooper>& looper) {
     Mutex::Autolock lock(mLock);
+    if (mId != 0) return false;
     mId = id;
     mLooper = looper;
+    return true;
+}
+
+void AHandler::leave() {
+    Mutex::Autolock lock(mLock);
+    mId = 0;
+    mLooper = nullptr;
 }
 
 }  // namespace android

@@ -18,16 +18,23 @@ public:
 
     /// The handler's number at its looper; 0 while it is registered with none.
     handler_id id() const;
-    /// Its looper, or null.
-    sp<ALooper> looper() const;
 
 protected:
     friend class ALooper;
+    friend class AMessage;
 
     virtual void onMessageReceived(const sp<AMessage>& message) = 0;
 
 private:
-    void setLooper(handler_id id, const wp<ALooper>& looper);
+    /// Where messages to the handler go: its looper and its number there, read together.
+    struct Target {
+        handler_id id;
+        sp<ALooper> looper;
+    };
+    Target target() const;
+    /// False if it is registered already.
+    bool enter(handler_id id, const wp<ALooper>& looper);
+    void leave();
 
     mutable Mutex mLock;
     handler_id mId GUARDED_BY(mLock) = 0;

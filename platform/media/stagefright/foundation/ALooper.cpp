@@ -1,4 +1,5 @@
 #include <atomic>
+#include <system_error>
 #include <utility>
 
 #include <pthread.h>
@@ -14,10 +15,13 @@ std::atomic<ALooper::handler_id> gNextHandlerId{1};
 
 }  // namespace
 
+ALooper::ALooper() = default;
+
+ALooper::~ALooper() = default;
+
 ALooper::handler_id ALooper::registerHandler(const sp<AHandler>& handler) {
-    if (handler->id() != 0) return INVALID_OPERATION;
     const handler_id id = gNextHandlerId++;
-    handler->setLooper(id, this);
+    if (!handler->enter(id, this)) return INVALID_OPERATION;
     std::lock_guard lock(mLock);
     mHandlers[id] = handler;
     return id;
@@ -32,14 +36,18 @@ void ALooper::unregisterHandler(handler_id id) {
         found = entry->second;
         mHandlers.erase(entry);
     }
-    if (const sp<AHandler> handler = found.promote()) handler->setLooper(0, nullptr);
+    if (const sp<AHandler> handler = found.promote()) handler->leave();
 }
 
 status_t ALooper::start(bool runOnCallingThread, bool /*canCallJava*/, int32_t /*priority*/) {
     std::lock_guard lock(mLock);
     if (runOnCallingThread || mState != State::kNew) return INVALID_OPERATION;
+    try {
+        mThread = std::thread([self = sp<ALooper>(this)] { self->loop(); });
+    } catch (const std::system_error&) {
+        return NO_MEMORY;
+    }
     mState = State::kRunning;
-    mThread = std::thread([self = sp<ALooper>(this)] { self->loop(); });
     return OK;
 }
 

@@ -24,6 +24,8 @@ class ALooper : public RefBase {
 public:
     using handler_id = AHandler::handler_id;
 
+    ALooper();
+
     /// Names the thread to come; the system shows the first 15 characters.
     void setName(const char* name) { mName = name; }
 
@@ -36,12 +38,17 @@ public:
 
     /// Starts the thread. Only a thread of the looper's own is offered: INVALID_OPERATION for
     /// `runOnCallingThread`, and for a looper that was started before. The other two are hints that
-    /// a Linux thread has no use for.
+    /// a Linux thread has no use for. NO_MEMORY when the system gives no thread: it may be tried
+    /// again.
     status_t start(bool runOnCallingThread, bool canCallJava, int32_t priority = PRIORITY_DEFAULT);
 
     /// Drops what is queued and ends the thread: waits for a message that is being handled, except
-    /// on the looper's own thread, where the loop ends after it. INVALID_OPERATION unless running.
+    /// on the looper's own thread, where the loop ends after it. INVALID_OPERATION unless running,
+    /// also while another thread's stop is still waiting.
     status_t stop();
+
+protected:
+    ~ALooper() override;
 
 private:
     friend class AMessage;

@@ -19,8 +19,9 @@ bool AMessage::findBuffer(const std::string& name, sp<ABuffer>* buffer) const {
 
 status_t AMessage::post() {
     const sp<AHandler> handler = mHandler.promote();
-    const sp<ALooper> looper = handler ? handler->looper() : nullptr;
-    return looper ? looper->post(handler->id(), this) : status_t{NAME_NOT_FOUND};
+    if (!handler) return NAME_NOT_FOUND;
+    const auto [id, looper] = handler->target();
+    return looper ? looper->post(id, this) : status_t{NAME_NOT_FOUND};
 }
 
 }  // namespace android

@@ -20,6 +20,7 @@ Return<bool> IBase::unlinkToDeath(const sp<hidl_death_recipient>& recipient) {
 }
 
 void IBase::onDied() {
+    const sp<IBase> self(this);  // a recipient may hold the last reference
     std::vector<Link> links;
     {
         Mutex::Autolock lock(mLinksLock);

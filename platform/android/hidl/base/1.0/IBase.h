@@ -24,6 +24,7 @@ public:
         const sp<hardware::hidl_death_recipient>& recipient);
 
     /// Called by the transport when the object's process has gone: tells every recipient, once.
+    /// Never from inside a call to the object: its caller may hold locks that the recipients take.
     void onDied();
 
 private:
