@@ -1,0 +1,85 @@
+#define LOG_TAG "SndContext"
+
+#include "context/ProfileContext.h"
+
+#include "context/Fatal.h"
+
+#include <algorithm>
+
+#include <log/log.h>
+
+namespace velora {
+
+ProfileContext::Defaults::Defaults(Provider* provider, int id)
+    : profile(provider->loadDefaultProfile(id)),
+      endpoints(provider->loadDefaultProfileEndpoints(id)),
+      geqPreset(provider->loadDefaultGeqPreset(id)) {}
+
+void ProfileContext::load() {
+    mProfile = mProvider->loadProfile(mId);
+    mEndpoints = mProvider->loadProfileEndpoints(mId);
+    mGeqPreset = mProvider->loadGeqPreset(mId);
+    if (mDefaults == nullptr) mDefaults = std::make_unique<Defaults>(mProvider, mId);
+}
+
+void ProfileContext::save() {
+    mProvider->save(mProfile);
+    for (ProfileEndpoint* const endpoint : mEndpoints) mProvider->save(endpoint);
+    mProvider->save(mGeqPreset);
+}
+
+void ProfileContext::reset() {
+    mProvider->beginTransaction();
+    mProfile = mProvider->reset(mProfile);
+    for (ProfileEndpoint*& endpoint : mEndpoints) endpoint = mProvider->reset(endpoint);
+    mGeqPreset = mProvider->reset(mGeqPreset);
+    save();
+    mProvider->commitTransaction();
+}
+
+void ProfileContext::resetGeq() {
+    mProvider->beginTransaction();
+    mGeqPreset = mProvider->reset(mGeqPreset);
+    mProvider->save(mGeqPreset);
+    mProvider->commitTransaction();
+}
+
+ProfileEndpoint* ProfileContext::getProfileEndpoint(Endpoint endpoint) const {
+    const auto* const found =
+        std::find_if(mEndpoints.begin(), mEndpoints.end(), [&](const ProfileEndpoint* record) {
+            return record != nullptr && record->getEndpoint() == endpoint;
+        });
+    if (found != mEndpoints.end()) return *found;
+    ALOGE("Couldn't find the profile endpoint fo %d", static_cast<int>(endpoint));
+    leaveProcess();
+}
+
+IeqPreset* ProfileContext::getSelectedIeqPreset(Endpoint endpoint) const {
+    const ProfileEndpoint* const record = getProfileEndpoint(endpoint);
+    const auto& enabled = record->get(IEQ_ENABLE);
+    const bool on = !enabled.empty() && enabled.front() != 0;
+    return mProvider->loadIeqPreset(on ? record->getSelectedIeqPreset() : 0);
+}
+
+bool ProfileContext::isModified() const {
+    if (!mProfile->equals(*mDefaults->profile)) return true;
+    for (const ProfileEndpoint* const factory : mDefaults->endpoints) {
+        if (!getProfileEndpoint(factory->getEndpoint())->equals(*factory)) return true;
+    }
+    return !mGeqPreset->equals(*mDefaults->geqPreset);
+}
+
+bool ProfileContext::isProfileSpecificSettingsModified() const {
+    if (!mProfile->equals(*mDefaults->profile)) return true;
+    return std::any_of(mDefaults->endpoints.begin(), mDefaults->endpoints.end(),
+                       [&](const ProfileEndpoint* factory) {
+                           const auto* current = getProfileEndpoint(factory->getEndpoint());
+                           return !current->ParameterValues::equals(*factory);
+                       });
+}
+
+bool ProfileContext::isGeqModified() const {
+    return !mProvider->loadDefaultGeqPreset(mId)->equals(*mGeqPreset);
+}
+
+}  // namespace velora

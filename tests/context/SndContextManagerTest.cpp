@@ -1,0 +1,197 @@
+#include "context/SndContextManager.h"
+#include "tests/context/ContextFixture.h"
+
+namespace velora::test {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Not;
+using Values = ParameterValues::Values;
+
+class SndContextManagerTest : public ContextFixture {
+protected:
+    const std::string sample = contentsOf(sourceFile("data/multimedia_velora_kiv_default.xml"));
+    const std::string extra = contentsOf(sourceFile("data/kiv-extra.xml"));
+
+    static std::string replaced(std::string text, std::string_view from, std::string_view to) {
+        for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+            text.replace(at, from.size(), to);
+        }
+        return text;
+    }
+
+    /// Changes something of every kind, saved.
+    static void changeEverything(SndContext& context) {
+        context.setSfxOn(false);
+        context.setSelectedProfile(2);
+        context.setProfileParameter(1, HEADPHONE_VIRTUALIZER_MODE, {3});
+        context.setProfileParameter(1, Endpoint::OTHER, VOLMAX_BOOST, {42});
+        context.setProfileParameter(1, Endpoint::SPEAKER, IEQ_ID, {3});
+        context.setProfileGeqParameter(4, GEQ_GAIN, Values(20, -7));
+        context.setSelectedTuning(PORT_USB, "usb_dac", false);
+        EXPECT_TRUE(context.save());
+    }
+    static void expectChanged(SndContext& context, bool changed) {
+        EXPECT_EQ(context.getSfxOn(), !changed);
+        EXPECT_EQ(context.getSelectedProfile()->getProfileId(), changed ? 2 : 0);
+        for (const int profile : {1, 4}) EXPECT_EQ(context.isProfileModified(profile), changed);
+        EXPECT_EQ(context.getProfileParameter(1, Endpoint::OTHER, VOLMAX_BOOST) == Values{42},
+                  changed);
+        EXPECT_EQ(context.getProfileGeqParameter(4, GEQ_GAIN) == Values(20, -7), changed);
+        EXPECT_EQ(context.getProfileEndpoint(1, Endpoint::SPEAKER)->getSelectedIeqPreset() == 3,
+                  changed);
+        EXPECT_EQ(context.getSelectedTuningDevice(PORT_USB), changed ? "usb_dac" : "default_usb");
+    }
+};
+
+TEST_F(SndContextManagerTest, AColdStartTakesTheStateOfTheFile) {
+    SndContext& context = restart();
+    expectChanged(context, false);
+    EXPECT_EQ(context.getNumOfProfiles(), 5);
+    EXPECT_EQ(context.getNumOfIeqPresets(), 4);
+    EXPECT_EQ(manager().getDefaultXmlFormatVersion(), "3.4.0");
+    EXPECT_EQ(manager().getZenithGameSystemGain(), -24);
+    for (const Port port : SndContext::kSupportedPorts) {
+        EXPECT_NE(context.getSelectedTuning(port), nullptr) << port;
+    }
+    EXPECT_EQ(SndContextManager::getSignature(dir.write("abc", "abc")),
+              "900150983cd24fb0d6963f7d28e17f72");
+    EXPECT_EQ(SndContextManager::getSignature(dir.write("nothing", "")),
+              "d41d8cd98f00b204e9800998ecf8427e");
+    EXPECT_EQ(SndContextManager::getSignature(dir.path() / "missing"), "");
+}
+
+TEST_F(SndContextManagerTest, AnUnchangedFileKeepsWhatTheUserSaved) {
+    changeEverything(restart());
+    expectChanged(restart(), true);
+    SndContext& context = restart();
+    context.resetProfile(1);  // saved by itself
+    context.setSelectedProfile(3);
+    context.saveSndProfile();
+    context.setSfxOn(true);
+    context.saveSndState();
+    SndContext& again = restart();
+    EXPECT_FALSE(again.isProfileModified(1));
+    EXPECT_TRUE(again.isProfileModified(4));
+    EXPECT_TRUE(again.isSelected(3));
+    EXPECT_TRUE(again.getSfxOn());
+}
+
+TEST_F(SndContextManagerTest, AChangedByteOrLayoutPutsEverythingBack) {
+    changeEverything(restart());
+    install(sample + "\n");
+    expectChanged(restart(), false);
+    changeEverything(restart());
+    {
+        manager().release();
+        DatabaseHelper database("kiv_sqlite3.db");
+        EXPECT_EQ(
+            database.execSQL("UPDATE configuration SET value='2' WHERE key='database_version'"), 0);
+    }
+    expectChanged(restart(), false);
+}
+
+TEST_F(SndContextManagerTest, AFileThatCannotBeUsedReplacesNothing) {
+    changeEverything(restart());
+    for (const char* bad : {"truncated", "profile-missing", "empty"}) {
+        install(contentsOf(sourceFile("tests/data/bad/" + std::string(bad) + ".xml")));
+        expectChanged(restart(), true);
+    }
+    EXPECT_EQ(log.count("E SndContextManager: XML parses error!!"), 2U);
+}
+
+TEST_F(SndContextManagerTest, WithoutAFileThereIsNoContextUntilItAppears) {
+    const auto file = dir.path() / "odm/etc/velora/multimedia_velora_kiv_default.xml";
+    std::filesystem::remove(file);
+    LogCapture::clear();
+    manager().init();
+    EXPECT_EQ(manager().getSndContext(), nullptr);
+    EXPECT_EQ(log.count("E SndContextManager: Default XML Tuning file doesn't exist!!"), 1U);
+    EXPECT_EQ(manager().loadOemTuning(), -19);
+    EXPECT_EQ(manager().getDefaultXmlFormatVersion(), "");
+    install("<broken");
+    manager().init();
+    EXPECT_EQ(manager().getSndContext(), nullptr);
+    install(sample);
+    manager().init();
+    SndContext* const context = manager().getSndContext();
+    ASSERT_NE(context, nullptr);
+    manager().init();
+    EXPECT_EQ(manager().getSndContext(), context);
+}
+
+TEST_F(SndContextManagerTest, TheExtraFileAddsAndTheDefaultsWin) {
+    installOem(extra);
+    SndContext& context = restart();
+    EXPECT_THAT(context.getAvailableTuningDevice(PORT_BLUETOOTH), Contains("bluetooth_car_kit"));
+    EXPECT_THAT(context.getAvailableTuningDevice(PORT_HEADPHONE), Contains("sport_in_ear"));
+    EXPECT_THAT(context.getAvailableTuningDevice(PORT_HEADPHONE),
+                Not(Contains("studio_headphone_mk2")));
+    EXPECT_THAT(context.getAvailableTuningDevice(PORT_USB), ElementsAre("default_usb", "usb_dac"));
+    for (const char* line :
+         {"Found OEM tuning [headphone_studio] already exists in the default tuning XML, drop it.",
+          "Drop OEM Device Tuning with tuning.name [headphone_studio] (duplicate in default xml)",
+          "Found OEM device ID [usb_dac] already exists in the default tuning XML, drop it."}) {
+        EXPECT_EQ(log.count("I SndContextManager: " + std::string(line)), 1U) << line;
+    }
+
+    RecordingObserver observer;
+    EXPECT_TRUE(context.setSelectedTuning(PORT_HEADPHONE, "sport_in_ear", false));
+    context.registerObserver(&observer);
+    observer.take();
+    Tuning* const tuning = context.getSelectedTuning(PORT_HEADPHONE);
+    installOem(replaced(extra, "orientation=\"landscape\"", "orientation=\"9\""));
+    EXPECT_EQ(manager().loadOemTuning(), 0);
+    EXPECT_EQ(observer.take().size(), 6U);  // every port
+    EXPECT_EQ(context.getSelectedTuning(PORT_HEADPHONE), tuning);
+    EXPECT_EQ(tuning->get(ORIENTATION), Values{9});
+
+    installOem(replaced(extra, "minor=\"4\"", "minor=\"3\""));
+    EXPECT_NE(manager().loadOemTuning(), 0);
+    installOem("<broken");
+    EXPECT_NE(manager().loadOemTuning(), 0);
+    EXPECT_EQ(observer.take().size(), 0U);
+    EXPECT_EQ(context.getSelectedTuningDevice(PORT_HEADPHONE), "sport_in_ear");
+
+    installOem("<r>\n<format_version major='3' minor='4' maintenance='0'/></r>");
+    EXPECT_EQ(manager().loadOemTuning(), 0);
+    EXPECT_EQ(context.getSelectedTuningDevice(PORT_HEADPHONE), "default_headphone");
+    EXPECT_EQ(
+        log.count("W SndContext: Current selected tuning dev[sport_in_ear] is not available for "
+                  "port[headphone], revert to use dev[default_headphone]."),
+        1U);
+    context.unregisterObserver(&observer);
+}
+
+TEST_F(SndContextManagerTest, AStoredProfileThatIsGoneGivesWayToTheFirst) {
+    SndContext& context = restart();
+    context.setSelectedProfile(4);
+    context.save();
+    {
+        manager().release();
+        DatabaseHelper database("kiv_sqlite3.db");
+        database.updateSelectedProfile("Profile", "17");
+    }
+    EXPECT_TRUE(restart().isSelected(0));
+    EXPECT_EQ(log.count("W SndContext: There is no profile 17, profile 0 is selected"), 1U);
+}
+
+TEST_F(SndContextManagerTest, ADamagedDatabaseIsBuiltAnewFromTheFile) {
+    changeEverything(restart());
+    manager().release();
+    const std::string file = dir.path() / "data/vendor/velora/kiv_sqlite3.db";
+    const std::string intact = contentsOf(file);
+    for (const bool header : {true, false}) {
+        std::string damaged = intact;
+        damaged.replace(header ? 0 : 4096, header ? 100 : intact.size() - 4096,
+                        std::string(header ? 100 : intact.size() - 4096, '\xa5'));
+        dir.write("data/vendor/velora/kiv_sqlite3.db", damaged);
+        expectChanged(restart(), false);
+        manager().release();
+        EXPECT_EQ(contentsOf(file + ".damaged"), damaged);
+    }
+}
+
+}  // namespace
+}  // namespace velora::test
