@@ -3,6 +3,7 @@
 #include "tuning/TuningFileParser.h"
 
 #include <cstdlib>
+#include <set>
 #include <string>
 
 #include <sys/mman.h>
@@ -16,7 +17,9 @@ template <typename Record>
 void check(const velora::DeviceData::Records<Record>& records) {
     for (const Record* record : records) {
         if (record->size() != Record::kStoredParams.size()) abort();
-        if (record->toString().empty()) abort();
+        for (const auto& [parameter, values] : *record) {
+            if (!Record::kStoredParams.contains(parameter)) abort();
+        }
     }
 }
 
@@ -39,6 +42,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     check(contents.getProfileEndpoints());
     check(contents.getIeqPresets());
     check(contents.getGeqPresets());
+    std::set<std::string> names;
+    for (const auto* tuning : contents.getTunings()) names.insert(tuning->getName());
+    for (const auto* device : contents.getDeviceTunings()) {
+        if (!names.contains(device->getTuning())) abort();
+    }
     if (contents.getProfileEndpoints().size() != 3 * contents.getProfiles().size()) abort();
     return 0;
 }

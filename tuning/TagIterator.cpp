@@ -4,9 +4,10 @@
 
 #include "model/Integers.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <memory>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include <fcntl.h>
@@ -35,67 +36,126 @@ std::string_view textOf(const xmlChar* text) {
     return text != nullptr ? reinterpret_cast<const char*>(text) : "";
 }
 
-/// libxml2's global state, which may only be cleaned up while no document is open in any thread.
+/// libxml2's global state. It is cleaned up when the last open document closes, but for one case:
+/// where threads had documents open at the same time, its record of the other threads would be lost
+/// with it.
 class XmlLibrary {
 public:
     static void open() {
         Mutex::Autolock lock(sLock);
-        if (sDocuments++ == 0) xmlInitParser();
+        if (sDocuments++ == 0) {
+            xmlInitParser();
+            sThread = std::this_thread::get_id();
+            sShared = false;
+        }
+        sShared = sShared || sThread != std::this_thread::get_id();
     }
     static void close() {
         Mutex::Autolock lock(sLock);
-        if (--sDocuments == 0) xmlCleanupParser();
+        sShared = sShared || sThread != std::this_thread::get_id();
+        if (--sDocuments == 0 && !sShared) xmlCleanupParser();
     }
 
 private:
     static Mutex sLock;
     static int sDocuments GUARDED_BY(sLock);
+    static std::thread::id sThread GUARDED_BY(sLock);  ///< that opened the first
+    static bool sShared GUARDED_BY(sLock);
 };
 
 Mutex XmlLibrary::sLock;
 int XmlLibrary::sDocuments = 0;
+std::thread::id XmlLibrary::sThread;
+bool XmlLibrary::sShared = false;
 
-/// An open file.
-class File {
-public:
-    explicit File(const std::string& path)
-        : mFd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
-    ~File() {
-        if (mFd >= 0) close(mFd);
+/// The bytes of a plain file that isn't larger than a tuning file may be; else the reason why not.
+struct FileContents {
+    explicit FileContents(const std::string& path) {
+        const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+        struct stat info {};
+        if (fd < 0 || fstat(fd, &info) != 0) {
+            error = std::generic_category().message(errno);
+        } else if (!S_ISREG(info.st_mode)) {
+            error = "not a file";
+        } else {
+            readAll(fd);
+        }
+        if (fd >= 0) close(fd);
     }
 
-    int fd() const { return mFd; }
+    std::string bytes;
+    std::string error;
 
 private:
-    const int mFd;
-};
-
-/// Keeps libxml2 from writing to standard error; what it found is asked for afterwards.
-class QuietErrors {
-public:
-    QuietErrors() : mHandler(xmlStructuredError), mContext(xmlStructuredErrorContext) {
-        xmlSetStructuredErrorFunc(nullptr, [](void*, xmlErrorPtr) {});
-        xmlResetLastError();
+    // Up to the bound whatever the file's size was: it may be growing.
+    void readAll(int fd) {
+        char part[1 << 16];
+        ssize_t count = 0;
+        while (bytes.size() <= TagIterator::kMaxFileSize) {
+            count = read(fd, part, sizeof part);
+            if (count <= 0) break;
+            bytes.append(part, static_cast<size_t>(count));
+        }
+        if (count < 0) error = std::generic_category().message(errno);
+        if (bytes.size() > TagIterator::kMaxFileSize) error = "too large";
     }
-    QuietErrors(const QuietErrors&) = delete;
-    QuietErrors& operator=(const QuietErrors&) = delete;
-    ~QuietErrors() { xmlSetStructuredErrorFunc(mContext, mHandler); }
-
-private:
-    const xmlStructuredErrorFunc mHandler;
-    void* const mContext;
 };
 
-/// What libxml2 said last, and where: ", line 3: ...".
-std::string lastXmlError() {
-    const xmlError* const error = xmlGetLastError();
-    if (error == nullptr || error->message == nullptr) return {};
-    std::string_view message = error->message;
-    while (message.ends_with('\n')) message.remove_suffix(1);
-    return ", line " + std::to_string(error->line) + ": " + std::string(message);
-}
+/// Reads one document as the format wants it, whatever the process has set for itself in libxml2:
+/// white space kept, nothing replaced or validated. What a document may declare to grow while it is
+/// read, entities and attribute defaults, is refused at its declaration.
+class DocumentReader {
+public:
+    DocumentReader() : mContext(xmlNewParserCtxt()) {
+        mContext->_private = this;
+        mContext->keepBlanks = 1;
+        mContext->replaceEntities = 0;
+        mContext->validate = 0;
+        mContext->loadsubset = 0;
+        mContext->sax->serror = [](void* context, xmlErrorPtr error) { of(context).note(*error); };
+        mContext->sax->entityDecl = [](void* context, const xmlChar*, int, const xmlChar*,
+                                       const xmlChar*, xmlChar*) { of(context).refuse(); };
+        mContext->sax->attributeDecl = [](void* context, const xmlChar*, const xmlChar*, int, int,
+                                          const xmlChar*, xmlEnumerationPtr values) {
+            xmlFreeEnumeration(values);
+            of(context).refuse();
+        };
+    }
+    DocumentReader(const DocumentReader&) = delete;
+    DocumentReader& operator=(const DocumentReader&) = delete;
+    ~DocumentReader() { xmlFreeParserCtxt(mContext); }
+
+    /// Null if it can't be read; then `error` says why.
+    xmlDoc* read(const std::string& bytes, const std::string& path) {
+        return xmlCtxtReadMemory(mContext, bytes.data(), static_cast<int>(bytes.size()),
+                                 path.c_str(), nullptr, 0);
+    }
+    /// The first thing found wrong: "line 3: ...".
+    const std::string& error() const { return mError; }
+
+private:
+    static DocumentReader& of(void* context) {
+        return *static_cast<DocumentReader*>(static_cast<xmlParserCtxt*>(context)->_private);
+    }
+
+    void note(const xmlError& error) {
+        const bool counts = error.level >= XML_ERR_ERROR && error.domain != XML_FROM_NAMESPACE;
+        if (!mError.empty() || !counts || error.message == nullptr) return;
+        std::string message = error.message;
+        while (message.ends_with('\n')) message.pop_back();
+        std::replace(message.begin(), message.end(), '\n', ' ');
+        mError = "line " + std::to_string(error.line) + ": " + message;
+    }
+
+    void refuse() {
+        if (mError.empty()) mError = "entities and attributes can't be declared";
+        mContext->wellFormed = 0;
+        xmlStopParser(mContext);
+    }
+
+    xmlParserCtxt* const mContext;
+    std::string mError;
+};
 
 }  // namespace
 
@@ -122,21 +182,15 @@ int TagIterator::init(const std::string& path) {
 }
 
 xmlDoc* TagIterator::readDocument(const std::string& path) {
-    const auto fail = [&](const std::string& reason) {
+    const FileContents file(path);
+    DocumentReader reader;
+    xmlDoc* const document = file.error.empty() ? reader.read(file.bytes, path) : nullptr;
+    if (document == nullptr) {
+        const std::string& reason = file.error.empty() ? reader.error() : file.error;
         ALOGE("fail to call xmlReadFile,  %d", kReadCheck);
-        ALOGE("%s%s", path.c_str(), reason.c_str());
-        return nullptr;
-    };
-    const File file(path);
-    struct stat info {};
-    if (file.fd() < 0 || fstat(file.fd(), &info) != 0) {
-        return fail(": " + std::generic_category().message(errno));
+        ALOGE("%s: %s", path.c_str(), reason.c_str());
     }
-    if (!S_ISREG(info.st_mode)) return fail(": not a file");
-    if (info.st_size > kMaxFileSize) return fail(": too large");
-    const QuietErrors quiet;
-    xmlDoc* const document = xmlReadFd(file.fd(), path.c_str(), nullptr, 0);
-    return document != nullptr ? document : fail(lastXmlError());
+    return document;
 }
 
 void TagIterator::clearAll() {
@@ -188,15 +242,10 @@ const xmlAttr* TagIterator::firstAttr() const {
     return isElementNode() ? mCurrent->properties : nullptr;
 }
 
-std::string TagIterator::valueOf(const xmlAttr* attribute) const {
+// No entities, so a value is one text.
+std::string TagIterator::valueOf(const xmlAttr* attribute) {
     const xmlNode* const text = attribute->children;
-    if (text == nullptr) return {};
-    if (text->next == nullptr && text->type == XML_TEXT_NODE)
-        return std::string(textOf(text->content));
-    // References to entities stand between texts.
-    const std::unique_ptr<xmlChar, decltype(xmlFree)> joined(
-        xmlNodeListGetString(mDocument, text, 1), xmlFree);
-    return std::string(textOf(joined.get()));
+    return std::string(textOf(text != nullptr ? text->content : nullptr));
 }
 
 bool TagIterator::checkCurrent() const {
@@ -236,10 +285,9 @@ void TagIterator::parseNodeWithName(Names names, std::vector<std::string>& value
 }
 
 std::string TagIterator::getAttr(std::string_view name) const {
-    for (const xmlAttr* a = firstAttr(); a != nullptr; a = a->next) {
-        if (textOf(a->name) == name) return valueOf(a);
-    }
-    return {};
+    std::vector<std::string> values;
+    if (isElementNode()) parseNodeWithName({&name, 1}, values);
+    return values.empty() ? std::string() : values.front();
 }
 
 }  // namespace velora

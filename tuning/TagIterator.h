@@ -18,14 +18,18 @@ namespace velora {
 /// doesn't skip any. Descending goes to the *second* child, because in the indented files that the
 /// system reads the first one is white space.
 ///
+/// When the last open document closes, libxml2 is cleaned up as a whole: nobody else in the process
+/// may be using it then, and what others had set there is lost.
+///
 /// Owned by one parser; one thread at a time. Owns the document; what it hands out as views stands
 /// until the document is closed. Fails by its result in `init`, and by log lines elsewhere.
 class TagIterator {
 public:
     using Names = std::span<const std::string_view>;
 
-    /// Larger files are refused, which bounds memory. A tuning file has a few hundred kilobytes.
-    static constexpr long kMaxFileSize = 32L << 20;
+    /// Larger files are refused, so that the worst one takes less than a gigabyte. A tuning file
+    /// has a few hundred kilobytes.
+    static constexpr size_t kMaxFileSize = 4 << 20;
 
     TagIterator() = default;
     TagIterator(const TagIterator&) = delete;
@@ -71,7 +75,7 @@ public:
 
 private:
     _xmlDoc* readDocument(const std::string& path);
-    std::string valueOf(const _xmlAttr* attribute) const;
+    static std::string valueOf(const _xmlAttr* attribute);
     const _xmlAttr* firstAttr() const;
     bool checkCurrent() const;
 

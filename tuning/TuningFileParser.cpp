@@ -28,6 +28,9 @@ constexpr std::string_view kIeqAmount = "ieq-amount";
 constexpr std::string_view kEndpointType = "endpoint_type";
 constexpr std::string_view kDeviceId = "device_id";
 
+// Every device of a tuning carries its name.
+constexpr size_t kMaxNameLength = 255;
+
 // The IEQ presets at the index of their numbers.
 constexpr std::string_view kIeqPresetNames[] = {"off", "detailed", "balanced", "warm"};
 constexpr int kPresetNameCheck = 309;  // what the message of a wrong name calls its place
@@ -121,7 +124,7 @@ TuningFileParser::Attributes TuningFileParser::parseAttributes(TagIterator::Name
 FormatVersion TuningFileParser::parseVersion() const {
     static constexpr std::array<std::string_view, 3> kAttrNames{"major", "minor", "maintenance"};
     const Attributes numbers = parseAttributes(kAttrNames);
-    return {numbers[0], numbers[1], numbers[2]};
+    return {nameOf(numbers[0]), nameOf(numbers[1]), nameOf(numbers[2])};
 }
 
 void TuningFileParser::parseFormatVersion() {
@@ -296,20 +299,27 @@ void TuningFileParser::parseTuning() {
     const Attributes attributes = parseAttributes(kAttrNames);
     const std::string name = nameOf(attributes[0]);
     const std::string what = "tuning " + name;
-    if (!claim(what)) return;
+    if (name.size() > kMaxNameLength) {
+        ALOGW("A tuning is ignored: its name has %zu bytes, more than %zu", name.size(),
+              kMaxNameLength);
+        return;
+    }
 
     auto record = std::make_unique<Tuning>(
         name, endpointOf(attributes[1]).value_or(Endpoint::SPEAKER), attributes[2] == "true");
     record->set(ORIENTATION, {orientationOf(attributes[3])});
     record->set(OUTPUT_CHANNELS, {string2Int(attributes[4])});
 
-    // Device ids come first; the first other element is the data.
+    // Device ids come first; the first other element is the data. The devices of a second tuning of
+    // the name get the first one.
     Owned<DeviceTuning> devices;
     for (const Descent below(mIterator); below && mIterator.isCurValid(); mIterator.next()) {
         if (!mIterator.isElementNode()) continue;
         if (mIterator.getNodeName() != kDeviceId) {
-            parseData(*record);
-            add(mContents.tunings, std::move(record), what);
+            if (claim(what)) {
+                parseData(*record);
+                add(mContents.tunings, std::move(record), what);
+            }
             std::move(devices.begin(), devices.end(), std::back_inserter(mContents.deviceTunings));
             return;
         }
@@ -334,20 +344,17 @@ void TuningFileParser::completeProfiles() {
     }
 }
 
-// The rest of the system knows profiles and presets by their place in the row.
+// The rest of the system counts on numbers without gaps. IEQ preset 0 needs no curve.
 void TuningFileParser::warnOfNumbering() const {
-    const auto profiles = static_cast<int>(mContents.profiles.size());
-    for (const auto& record : mContents.profiles) {
-        const int id = record->getProfileId();
-        if (id >= 0 && id < profiles) continue;
-        ALOGW("%s is out of reach: %d profiles are numbered from 0", profile(id).c_str(), profiles);
-    }
-    const auto presets = static_cast<int>(mContents.ieqPresets.size());
-    for (const auto& record : mContents.ieqPresets) {
-        const int id = record->getPresetId();
-        if (id >= 0 && id <= presets) continue;
-        ALOGW("%s is out of reach: there are %d", ieqPreset(id).c_str(), presets);
-    }
+    const auto warnOfMissing = [&](int first, size_t count, auto describe) {
+        for (int id = first; id < static_cast<int>(count); ++id) {
+            const std::string what = describe(id);
+            if (mContents.taken.contains(what)) continue;
+            ALOGW("%s is missing, and a higher number is out of reach", what.c_str());
+        }
+    };
+    warnOfMissing(0, mContents.profiles.size(), profile);
+    warnOfMissing(1, mContents.ieqPresets.size(), ieqPreset);
 }
 
 void TuningFileParser::buildDeviceData() {

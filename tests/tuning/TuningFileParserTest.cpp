@@ -78,6 +78,9 @@ TEST_F(TuningFileParserTest, TheSampleFileYieldsItsRecords) {
     EXPECT_EQ(speaker.get(REGULATOR_ISOLATED_BAND).size(), 20U);
     EXPECT_EQ(speaker.get(AUDIO_OPTIMIZER_GAIN_R)[19], 42);
     EXPECT_TRUE(speaker.find(AUDIO_OPTIMIZER_GAIN_RS)->empty());
+    EXPECT_EQ(speaker.get(BASS_ENHANCER_BOOST), Values{128});
+    EXPECT_EQ(speaker.get(VIRTUAL_BASS_HARMGAINS), (Values{0, -24, -60, -96, -144, -192}));
+    EXPECT_EQ(speaker.get(REGULATOR_THRESHOLD_LOW)[2], -512);
     const auto& portrait = tuning("speaker_mono_portrait");
     EXPECT_TRUE(portrait.isMono());
     EXPECT_EQ(portrait.get(ORIENTATION), Values{1});
@@ -91,6 +94,12 @@ TEST_F(TuningFileParserTest, TheSampleFileYieldsItsRecords) {
     EXPECT_EQ(data.getIeqPresets()[3]->getName(), "warm");
     EXPECT_EQ(data.getIeqPresets()[1]->get(IEQ_TARGET)[11], -4);
     EXPECT_EQ(data.getGeqPresets()[4]->get(GEQ_GAIN).size(), 20U);
+    EXPECT_EQ(data.getProfiles()[3]->get(HEADPHONE_VIRTUALIZER_MODE), Values{0});
+    EXPECT_FALSE(data.getProfiles()[0]->get(CUSTOM_DRC_METADATA).empty());
+    EXPECT_EQ(log.count("D TuningFileParser: xml version: 3.4.0"), 1U);
+    EXPECT_EQ(
+        log.count("D TuningFileParser: parseProfileEndpoint:other, parse the include ieq preset"),
+        5U);
     EXPECT_EQ(data.getDeviceTunings()[0]->getDevice(), "default_internal_speaker");
     EXPECT_EQ(log.count("W ...") + log.count("E ..."), 0U);
 }
@@ -221,9 +230,10 @@ TEST_F(TuningFileParserTest, VersionsDecideHowPresetsAreNamedAndWhatIsMissing) {
         int speakerPreset;
         Values reverb, headphoneMode;
     } const cases[] = {
-        {"3.2.1", 3, "warm", false, 2, {0}, {1}},    {"3.3.0", 3, "warm", true, 0, {}, {1}},
-        {"3.3.1", 0, "Own name", true, 0, {}, {1}},  {"3.4.0", 0, "Own name", true, 0, {}, {}},
-        {"3.1.9", 0, "Own name", true, 0, {0}, {1}}, {"3.4.10", 0, "Own name", true, 0, {}, {}},
+        {"3.2.1", 3, "warm", false, 2, {0}, {1}},   {"3.3.0", 3, "warm", true, 0, {}, {1}},
+        {"3.3.1", 0, "Own name", true, 0, {}, {1}}, {"3.4.0", 0, "Own name", true, 0, {}, {}},
+        {"3.9.10", 0, "Own name", true, 0, {}, {}}, {"3.1.9", 0, "Own name", true, 0, {0}, {1}},
+        {"3.4.10", 0, "Own name", true, 0, {}, {}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.version);
@@ -267,11 +277,18 @@ TEST_F(TuningFileParserTest, EndpointsTakeTheirIeqSettingsFromTheProfileUnlessTh
 TEST_F(TuningFileParserTest, AttributesOfTuningsAreWordsOrNumbers) {
     parse(
         "3.4.0",
-        "<tuning name='a&#10;b' endpoint_type='other' mono_device='true' orientation='3' "
-        "output_channels='4'>\n<device_id id='d&#10;1' endpoint_port='hdmi'/><x/>"
-        "<device_id id='late'/></tuning>"
-        "<tuning name='c' endpoint_type='Speaker' mono_device='True' orientation='Portrait'>\n<x/>"
-        "</tuning><tuning name='c'>\n<device_id id='second' endpoint_port='usb'/><x/></tuning>");
+        "<tuning name='" + std::string(256, 'n') +
+            "'>\n<x/></tuning>"
+            "<tuning name='c'>\n<device_id id='lost'/></tuning>"  // its name is free again
+            "<tuning name='a&#10;b' endpoint_type='other' mono_device='true' orientation='3' "
+            "output_channels='4'>\n<device_id id='d&#10;1' endpoint_port='hdmi&#10;'/><x/>"
+            "<device_id id='late'/></tuning>"
+            "<tuning name='c' endpoint_type='Speaker' mono_device='True' orientation='Portrait'>\n"
+            "<data/></tuning><tuning name='c' mono_device='true'>\n"
+            "<device_id id='second' endpoint_port='usb'/><x/></tuning>");
+    EXPECT_EQ(
+        log.count("W TuningFileParser: A tuning is ignored: its name has 256 bytes, more than 255"),
+        1U);
     const auto& first = tuning("a b");
     EXPECT_EQ(first.getEndpoint(), Endpoint::OTHER);
     EXPECT_TRUE(first.isMono());
@@ -282,17 +299,20 @@ TEST_F(TuningFileParserTest, AttributesOfTuningsAreWordsOrNumbers) {
     EXPECT_EQ(tuning("c").get(ORIENTATION), Values{0});
     EXPECT_EQ(log.count("W TuningFileParser: A second tuning c is ignored"), 1U);
     const auto& devices = parser.getDeviceData()->getDeviceTunings();
-    ASSERT_EQ(devices.size(), 1U);
-    EXPECT_EQ(devices[0]->toString(), "id=-1\ndevice=d 1\nport=hdmi\ntuning=a b");
+    ASSERT_EQ(devices.size(), 2U);
+    EXPECT_EQ(devices[0]->toString(), "id=-1\ndevice=d 1\nport=hdmi \ntuning=a b");
+    EXPECT_EQ(devices[1]->toString(), "id=-1\ndevice=second\nport=usb\ntuning=c");
 }
 
-TEST_F(TuningFileParserTest, NumbersOutOfTheRowAreNamed) {
+TEST_F(TuningFileParserTest, MissingNumbersAreNamed) {
     parse("3.4.0",
-          "<profile id='1'/><profile id='0'/><profile id='7'/><preset type='ieq' id='5'/>");
-    EXPECT_EQ(
-        log.count("W TuningFileParser: profile 7 is out of reach: 3 profiles are numbered from 0"),
-        1U);
-    EXPECT_EQ(log.count("W TuningFileParser: IEQ preset 5 is out of reach: there are 1"), 1U);
+          "<profile id='1'/><profile id='0'/><profile id='7'/><preset type='ieq' id='1'/>"
+          "<preset type='ieq' id='2'/><preset type='ieq' id='9'/><preset type='ieq' id='4'/>");
+    for (const char* what : {"profile 2", "IEQ preset 3"}) {
+        EXPECT_EQ(log.count("W TuningFileParser: " + std::string(what) +
+                            " is missing, and a higher number is out of reach"),
+                  1U);
+    }
     EXPECT_EQ(log.count("W ..."), 2U);
 }
 

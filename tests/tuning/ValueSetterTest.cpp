@@ -17,7 +17,10 @@ protected:
     const Tuning& read(std::string_view element, std::string_view setterName = {}) {
         record = Tuning("t", Endpoint::SPEAKER, false);
         TagIterator it;
-        EXPECT_EQ(it.init(dir.write("f.xml", "<r>\n" + std::string(element) + "</r>")), 0);
+        EXPECT_EQ(
+            it.init(dir.write("f.xml", "<r>\n" + std::string(element) +
+                                           "<row v='7'/><band_ieq frequency='7' target='7'/></r>")),
+            0);
         it.next();
         const std::string name(it.getNodeName());
         setters.getValueSetter(setterName.empty() ? name : setterName)->set(record, it);

@@ -20,8 +20,8 @@ bool AMessage::findBuffer(const std::string& name, sp<ABuffer>* buffer) const {
 status_t AMessage::post() {
     const sp<AHandler> handler = mHandler.promote();
     if (!handler) return NAME_NOT_FOUND;
-    const auto [id, looper] = handler->target();
-    return looper ? looper->post(id, this) : status_t{NAME_NOT_FOUND};
+    const AHandler::Target target = handler->target();
+    return target.looper ? target.looper->post(target.id, this) : status_t{NAME_NOT_FOUND};
 }
 
 }  // namespace android
