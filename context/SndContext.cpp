@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::string_view kDefaultPrefix = "default_";
 
-const char* nameOf(Port port) { return infoOf(port).name.data(); }
+const char* nameOf(Port port) { return isPort(port) ? infoOf(port).name.data() : "?"; }
 
 }  // namespace
 
@@ -44,10 +44,10 @@ void SndContext::load() {
         Mutex::Autolock lock(mLock);
         loadProfilesLocked();
         for (const Port port : kSupportedPorts) {
-            const std::string device = mProvider->getDeviceTuning(nameOf(port));
-            mProvider->loadDeviceTuningsForPort(port);
-            mSelectedDevices.try_emplace(port, device);
-            mSelectedTunings.try_emplace(port, mProvider->loadTuningForDevice(device));
+            mSelectedDevices.try_emplace(port, mProvider->getDeviceTuning(nameOf(port)));
+            useAvailableDeviceLocked(port);
+            mSelectedTunings.try_emplace(port,
+                                         mProvider->loadTuningForDevice(mSelectedDevices[port]));
         }
     }
     mObservable->onLoad(*this);
@@ -102,16 +102,19 @@ void SndContext::reloadTuning() {
     }
 }
 
-Tuning* SndContext::reloadTuningLocked(Port port) {
+void SndContext::useAvailableDeviceLocked(Port port) {
     std::string& device = mSelectedDevices[port];
     const auto available = devicesForLocked(port);
-    if (std::find(available.begin(), available.end(), device) == available.end()) {
-        const std::string fallback = defaultDeviceForLocked(port);
-        ALOGW(
-            "Current selected tuning dev[%s] is not available for port[%s], revert to use dev[%s].",
-            device.c_str(), nameOf(port), fallback.c_str());
-        device = fallback;
-    }
+    if (std::find(available.begin(), available.end(), device) != available.end()) return;
+    const std::string fallback = defaultDeviceForLocked(port);
+    ALOGW("Current selected tuning dev[%s] is not available for port[%s], revert to use dev[%s].",
+          device.c_str(), nameOf(port), fallback.c_str());
+    device = fallback;
+}
+
+Tuning* SndContext::reloadTuningLocked(Port port) {
+    useAvailableDeviceLocked(port);
+    const std::string& device = mSelectedDevices[port];
     Tuning* const tuning = mProvider->loadTuningForDevice(device);
     if (tuning == nullptr) {
         ALOGE("Cannot load tuning data for device[%s] on port[%s]", device.c_str(), nameOf(port));
@@ -275,6 +278,7 @@ void SndContext::resetProfileGeq(int id) {
 }
 
 bool SndContext::setParameter(ParameterValues& record, Parameter parameter, const Values& values) {
+    if (!record.getValidParams().contains(parameter)) return false;
     const Values& stored = record.get(parameter);
     if (!stored.empty()) {
         const bool begins = values.size() <= stored.size() &&
@@ -317,45 +321,59 @@ void SndContext::setProfileParameter(int id, Endpoint endpoint, Parameter parame
         selectIeqPreset(id, endpoint, values);
         return;
     }
-    ProfileEndpoint* record = nullptr;
-    std::vector<Port> ports;
     {
         Mutex::Autolock lock(mLock);
-        record = getContextLocked(id)->getProfileEndpoint(endpoint);
-        const bool written = setParameter(*record, parameter, values);
-        if (written && isSelectedLocked(id)) ports = portsWithLocked(endpoint);
+        ProfileEndpoint* const record = getContextLocked(id)->getProfileEndpoint(endpoint);
+        if (!setParameter(*record, parameter, values)) return;
     }
-    for (const Port port : ports) {
+    notifyEndpoint(id, endpoint);
+}
+
+// An observer may change the selection while it is told: what no longer holds isn't told on.
+bool SndContext::isInForceLocked(int id, Port port, Endpoint endpoint) const {
+    const Tuning* const tuning = findTuningLocked(port);
+    return isSelectedLocked(id) && tuning != nullptr && tuning->getEndpoint() == endpoint;
+}
+
+void SndContext::notifyEndpoint(int id, Endpoint endpoint) {
+    for (const Port port : kSupportedPorts) {
+        ProfileEndpoint* record = nullptr;
+        {
+            Mutex::Autolock lock(mLock);
+            if (!isInForceLocked(id, port, endpoint)) continue;
+            record = getContextLocked(id)->getProfileEndpoint(endpoint);
+        }
         mObservable->onSelectedProfileEndpointChanged(*this, port, *record);
     }
 }
 
 void SndContext::selectIeqPreset(int id, Endpoint endpoint, const Values& values) {
-    std::vector<Port> ports;
+    if (values.empty()) return;
+    const int preset = values.front();
     {
         Mutex::Autolock lock(mLock);
-        ports = portsWithLocked(endpoint);
-        if (ports.empty() || values.empty()) return;
-        const int preset = values.front();
+        if (!isUsedLocked(endpoint)) return;
         if (preset < 0 || preset > mNumOfIeqPresets) {
             ALOGE("%s(): Invalid IEq preset %d", "setProfileParameter", preset);
             return;
         }
-        if (getContextLocked(id)->getProfileEndpoint(endpoint)->getSelectedIeqPreset() == preset) {
-            return;
-        }
+        const auto* const record = getContextLocked(id)->getProfileEndpoint(endpoint);
+        if (record->getSelectedIeqPreset() == preset) return;
     }
-    const int preset = values.front();
     setProfileParameter(id, endpoint, IEQ_ENABLE, {preset != 0});
-    IeqPreset* inForce = nullptr;
     {
         Mutex::Autolock lock(mLock);
-        ProfileContext* const context = getContextLocked(id);
-        context->getProfileEndpoint(endpoint)->setSelectedIeqPreset(preset);
-        if (isSelectedLocked(id)) inForce = context->getSelectedIeqPreset(endpoint);
+        getContextLocked(id)->getProfileEndpoint(endpoint)->setSelectedIeqPreset(preset);
     }
-    if (inForce == nullptr) return;
-    for (const Port port : ports) mObservable->onSelectedProfileIeqChanged(*this, port, *inForce);
+    for (const Port port : kSupportedPorts) {
+        IeqPreset* inForce = nullptr;
+        {
+            Mutex::Autolock lock(mLock);
+            if (!isInForceLocked(id, port, endpoint)) continue;
+            inForce = getContextLocked(id)->getSelectedIeqPreset(endpoint);
+        }
+        mObservable->onSelectedProfileIeqChanged(*this, port, *inForce);
+    }
 }
 
 SndContext::Values SndContext::getProfileParameter(int id, Parameter parameter) {
@@ -391,12 +409,10 @@ std::string SndContext::deviceOfLocked(Port port) const {
     return place != mSelectedDevices.end() ? place->second : std::string();
 }
 
-std::vector<Port> SndContext::portsWithLocked(Endpoint endpoint) const {
-    std::vector<Port> ports;
-    for (const auto& [port, tuning] : mSelectedTunings) {
-        if (tuning != nullptr && tuning->getEndpoint() == endpoint) ports.push_back(port);
-    }
-    return ports;
+bool SndContext::isUsedLocked(Endpoint endpoint) const {
+    return std::any_of(mSelectedTunings.begin(), mSelectedTunings.end(), [&](const auto& entry) {
+        return entry.second != nullptr && entry.second->getEndpoint() == endpoint;
+    });
 }
 
 Tuning* SndContext::getSelectedTuning(Port port) {

@@ -38,7 +38,8 @@ public:
     void registerObserver(OnSndContextChange* observer);
     void unregisterObserver(OnSndContextChange* observer);
 
-    /// Reads everything from the store; a port that has a device keeps it.
+    /// Reads everything from the store; a port that has a device keeps it. A stored device that has
+    /// no tuning any more gives way to the port's default one.
     void load();
     /// Writes everything, as a whole. False if it couldn't be stored.
     bool save();
@@ -79,8 +80,8 @@ public:
     void resetProfile(int id);
     void resetProfileGeq(int id);
 
-    /// Stores `values` in `record` if they are a change: not if they equal the beginning of what it
-    /// has, nor if they are empty where it has some. True if stored.
+    /// has, nor if they are empty where it has some, nor if the parameter is not valid there. True
+    /// if stored. has, nor if they are empty where it has some. True if stored.
     static bool setParameter(ParameterValues& record, Parameter parameter, const Values& values);
     void setProfileParameter(int id, Parameter parameter, const Values& values);
     /// `IEQ_ID` selects the IEQ preset of an endpoint that some port's tuning has, and switches IEQ
@@ -112,9 +113,13 @@ private:
     void saveProfilesLocked() REQUIRES(mLock);
     Tuning* findTuningLocked(Port port) const REQUIRES(mLock);
     std::string deviceOfLocked(Port port) const REQUIRES(mLock);
-    std::vector<Port> portsWithLocked(Endpoint endpoint) const REQUIRES(mLock);
+    /// Some port's tuning is for this endpoint.
+    bool isUsedLocked(Endpoint endpoint) const REQUIRES(mLock);
+    bool isInForceLocked(int id, Port port, Endpoint endpoint) const REQUIRES(mLock);
+    void notifyEndpoint(int id, Endpoint endpoint);
     std::vector<std::string> devicesForLocked(Port port) REQUIRES(mLock);
     std::string defaultDeviceForLocked(Port port) REQUIRES(mLock);
+    void useAvailableDeviceLocked(Port port) REQUIRES(mLock);
     Tuning* reloadTuningLocked(Port port) REQUIRES(mLock);
     void selectIeqPreset(int id, Endpoint endpoint, const Values& values);
 

@@ -14,7 +14,8 @@ namespace velora {
 class SndContext;
 
 /// Is told what changed in the context, on the thread that changed it, with the context unlocked:
-/// an observer may call back into it. The records belong to the store and stand beyond the call.
+/// an observer may call back into it, but not into the context's manager. The records belong to the
+/// store and stand beyond the call.
 class OnSndContextChange {
 public:
     virtual ~OnSndContextChange() = default;

@@ -107,10 +107,10 @@ void SndContextManager::init() {
     }
     releaseLocked();
     mProvider = std::make_unique<Provider>();
-    if (mProvider->isDamaged()) mProvider->replaceDamaged();
     loadContextLocked(path);
-    if (mProvider->isDamaged()) {  // as reading it showed
-        mContext.reset();
+    if (mProvider->isDamaged()) {
+        releaseLocked();
+        mProvider = std::make_unique<Provider>();
         mProvider->replaceDamaged();
         loadContextLocked(path);
     }
@@ -120,18 +120,24 @@ void SndContextManager::init() {
 void SndContextManager::loadContextLocked(const std::string& path) {
     initDatabase(mProvider.get(), path);
     if (mProvider->init() != 0) return;
+    mFormatVersion = mProvider->getDefaultXmlFormatVersion();
+    mZenithGameSystemGain = mProvider->getZenithGameSystemGain();
     mObservable = std::make_unique<SndContextChangeObservable>();
     mContext = std::make_unique<SndContext>(mProvider.get(), mObservable.get());
     mContext->load();
 }
 
+// One transaction: with the new signature stored, nobody would merge the extra file later.
 int SndContextManager::initDatabase(Provider* provider, const std::string& path) {
     DeviceData* const data = loadXmlIfChanged(path, provider);
     if (data == nullptr) return 0;
     data->validateData();
+    provider->beginTransaction();
     populateDatabase(data, provider);
     loadOemTuningLocked();
     ALOGI("Load OEM tuning XML after default tuning XML is reloaded");
+    provider->commitTransaction();
+    provider->reloadCachedDeviceTunings();
     return 0;
 }
 
@@ -148,6 +154,10 @@ DeviceData* SndContextManager::loadXmlIfChanged(const std::string& path, Provide
     DeviceData* const data = mParser->getDeviceData();
     if (data->getProfiles().empty()) {
         ALOGE("The tuning file has no profile, it is not used");
+        return nullptr;
+    }
+    if (getSignature(path) != signature) {
+        ALOGE("The tuning file changed while it was read, it is not used");
         return nullptr;
     }
     data->setSignature(signature);
@@ -193,6 +203,7 @@ void SndContextManager::populateDatabase(DeviceData* data, Provider* provider) {
     provider->setDefaultXmlSignature(data->getSignature());
     provider->setDefaultXmlFormatVersion(data->getFormatVersion());
     provider->setZenithGameSystemGain(data->getZenithGameSystemGain());
+    if (provider->init() != 0) provider->abortTransaction();
     provider->commitTransaction();
 }
 
@@ -227,20 +238,24 @@ int SndContextManager::loadOemTuningLocked() {
             oem->getFormatVersion().c_str(), current.c_str());
         return android::BAD_VALUE;
     }
-    // Names the default file defines already; without it nothing may be merged over it.
+    // The names that the default file defines already, which must be those that are stored.
+    const std::string defaultPath = rooted(kDefaultXml);
     TuningFileParser defaultParser;
-    if (defaultParser.setTuningFile(rooted(kDefaultXml)) != 0) {
-        ALOGE("XML parses error!!");
+    if (getSignature(defaultPath) != mProvider->getDefaultXmlSignature() ||
+        defaultParser.setTuningFile(defaultPath) != 0) {
+        ALOGE("The default tuning XML is not the one in force, abort loading OEM tuning XML.");
         return android::BAD_VALUE;
     }
     defaultParser.parseTuningFile();
-    mergeOemTuning(*oem, *defaultParser.getDeviceData(), mProvider.get());
+    if (!mergeOemTuning(*oem, *defaultParser.getDeviceData(), mProvider.get())) {
+        return android::INVALID_OPERATION;
+    }
     ALOGI("Tell database to reload cached device tuning mappings.");
     mProvider->reloadCachedDeviceTunings();
     return 0;
 }
 
-void SndContextManager::mergeOemTuning(const DeviceData& oem, const DeviceData& defaults,
+bool SndContextManager::mergeOemTuning(const DeviceData& oem, const DeviceData& defaults,
                                        Provider* provider) {
     const auto defaultTunings = namesOf(defaults.getTunings(), &Tuning::getName);
     const auto defaultDevices = namesOf(defaults.getDeviceTunings(), &DeviceTuning::getDevice);
@@ -279,7 +294,7 @@ void SndContextManager::mergeOemTuning(const DeviceData& oem, const DeviceData& 
               device->getPort().c_str(), name.c_str(), tuning.c_str());
         provider->create(device, Provider::kOemName);
     }
-    provider->commitTransaction();
+    return provider->commitTransaction();
 }
 
 SndContext* SndContextManager::getSndContext() {
@@ -289,12 +304,12 @@ SndContext* SndContextManager::getSndContext() {
 
 std::string SndContextManager::getDefaultXmlFormatVersion() {
     Mutex::Autolock lock(mLock);
-    return mProvider != nullptr ? mProvider->getDefaultXmlFormatVersion() : std::string();
+    return mFormatVersion;
 }
 
 int SndContextManager::getZenithGameSystemGain() {
     Mutex::Autolock lock(mLock);
-    return mProvider != nullptr ? mProvider->getZenithGameSystemGain() : 0;
+    return mZenithGameSystemGain;
 }
 
 void SndContextManager::releaseLocked() {
@@ -302,6 +317,8 @@ void SndContextManager::releaseLocked() {
     mObservable.reset();
     mParser.reset();
     mProvider.reset();
+    mFormatVersion.clear();
+    mZenithGameSystemGain = 0;
 }
 
 void SndContextManager::release() {

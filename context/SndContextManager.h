@@ -18,9 +18,13 @@ namespace velora {
 /// rebuilds the settings database if the file or the database's layout changed, merges the maker's
 /// extra file, and loads the sound context.
 ///
-/// Any thread. Owns provider, observable and context; there is no context as long as there is no
-/// default tuning file or nothing could be read from it, and `init` may be tried again. A database
-/// that is found damaged at start-up is put aside and built anew from the file, once.
+/// Any thread may call `init`, `getSndContext`, `getSignature` and the getters; `loadOemTuning` and
+/// `release` share the provider with the context, so they are called under the lock that serialises
+/// the context's callers (the facade's). Observers of the context that are told during a reload
+/// must not call back into the manager. Owns provider, observable and context; there is no context
+/// as long as there is no default tuning file or nothing could be read from it, and `init` may be
+/// tried again. A database that is found damaged at start-up is put aside and built anew from the
+/// file, once.
 class SndContextManager : public android::Singleton<SndContextManager> {
 public:
     /// Does nothing once there is a context.
@@ -33,14 +37,15 @@ public:
     /// then.
     int loadOemTuning();
 
-    /// Format version of the default tuning file; empty without a database.
+    /// Of the default tuning file in force; empty and 0 without a context.
     std::string getDefaultXmlFormatVersion();
     int getZenithGameSystemGain();
 
     /// Lets everything go. Nobody may use the context any more.
     void release();
 
-    /// MD5 of a file as 32 lower-case hexadecimal digits; empty if it can't be read.
+    /// MD5 of a file as 32 lower-case hexadecimal digits; empty if it can't be read. The file is
+    /// mapped: it must not be shortened meanwhile.
     static std::string getSignature(const std::string& path);
 
 private:
@@ -52,9 +57,10 @@ private:
     int initDatabase(Provider* provider, const std::string& path) REQUIRES(mLock);
     DeviceData* loadXmlIfChanged(const std::string& path, Provider* provider) REQUIRES(mLock);
     static std::string getChangedSignature(const std::string& path, Provider* provider);
+    /// Nothing is stored if no profile could be.
     static void populateDatabase(DeviceData* data, Provider* provider);
     int loadOemTuningLocked() REQUIRES(mLock);
-    static void mergeOemTuning(const DeviceData& oem, const DeviceData& defaults,
+    static bool mergeOemTuning(const DeviceData& oem, const DeviceData& defaults,
                                Provider* provider);
     void releaseLocked() REQUIRES(mLock);
 
@@ -64,6 +70,9 @@ private:
     std::unique_ptr<SndContext> mContext GUARDED_BY(mLock);
     /// Holds the records of the default file during start-up.
     std::unique_ptr<TuningFileParser> mParser GUARDED_BY(mLock);
+    // Of the file in force.
+    std::string mFormatVersion GUARDED_BY(mLock);
+    int mZenithGameSystemGain GUARDED_BY(mLock) = 0;
 };
 
 }  // namespace velora

@@ -300,10 +300,10 @@ void DatabaseHelper::noteResult(int result) {
     if (!isStorageFailure(result)) return;
     ALOGE("database %s: %s", mPath.c_str(), sqlite3_errstr(result));
     mDamaged = mDamaged || isDamage(result);
-    failTransaction();
+    abortTransaction();
 }
 
-void DatabaseHelper::failTransaction() {
+void DatabaseHelper::abortTransaction() {
     if (mTransaction == Transaction::OPEN) mTransaction = Transaction::FAILED;
 }
 
@@ -330,12 +330,12 @@ int DatabaseHelper::execSQL(const std::string& sql, Arguments arguments) {
     Statement* const statement = prepare(sql);
     if (statement == nullptr) {
         ALOGD("failed to prepare SQL : %s", sql.c_str());
-        failTransaction();
+        abortTransaction();
         return kFailed;
     }
     statement->bind(arguments);
     const int result = runWrite(*statement, sql);
-    if (result != kOk) failTransaction();
+    if (result != kOk) abortTransaction();
     return result;
 }
 
@@ -428,14 +428,14 @@ int64_t DatabaseHelper::insertRow(TableType table, std::span<const std::string_v
     Statement* const statement = prepare(sql);
     if (statement == nullptr) {
         ALOGD("failed to prepare SQL : %s", sql.c_str());
-        failTransaction();
+        abortTransaction();
         return id;
     }
     int index = 0;
     statement->bind(++index, id);
     for (const std::string_view value : values) statement->bind(++index, value);
     if (runWrite(*statement, sql) != kOk) {
-        failTransaction();
+        abortTransaction();
     } else if (auto& known = mRowCounts[static_cast<size_t>(table)]) {
         ++*known;
     }
@@ -631,7 +631,7 @@ void DatabaseHelper::clearOem(TableType table, const char* message) {
                                 .append(kOemCopy)
                                 .append("'");
     ALOGD(message, sql.c_str());
-    if (execSQL(sql) != kOk) failTransaction();
+    if (execSQL(sql) != kOk) abortTransaction();
     mRowCounts[static_cast<size_t>(table)].reset();
 }
 

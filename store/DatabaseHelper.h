@@ -81,6 +81,8 @@ public:
     void beginTransaction();
     /// True if all writes since the beginning are stored for good; else none is.
     bool commitTransaction();
+    /// Makes the bracket at hand fail: nothing of it will be stored.
+    void abortTransaction();
 
     /// Runs one statement. 0, or 1 if it failed.
     int execSQL(const std::string& sql);
@@ -144,7 +146,6 @@ private:
     Statement* prepare(const std::string& sql);
     int runWrite(Statement& statement, const std::string& sql);
     void noteResult(int result);
-    void failTransaction();
 
     bool isStorable(std::span<const std::string_view> values) const;
     int64_t insertRow(TableType table, std::span<const std::string_view> values, int64_t id);

@@ -68,6 +68,8 @@ void Provider::beginTransaction() { mDatabase.beginTransaction(); }
 
 bool Provider::commitTransaction() { return mDatabase.commitTransaction(); }
 
+void Provider::abortTransaction() { mDatabase.abortTransaction(); }
+
 void Provider::clearOemTunings() { mDatabase.clearOemTunings(); }
 
 void Provider::clearOemDeviceTunings() { mDatabase.clearOemDeviceTunings(); }
@@ -275,10 +277,13 @@ std::string Provider::getDeviceTuning(std::string_view port) {
     return mDatabase.queryConfigurationValue(port);
 }
 
+// A port that there isn't has none.
 const Provider::Devices& Provider::devicesOf(Port port) {
     const auto cached = mDeviceTunings.find(port);
     if (cached != mDeviceTunings.end()) return cached->second;
-    return mDeviceTunings[port] = mDatabase.queryDeviceTunings(infoOf(port).name);
+    Devices& devices = mDeviceTunings[port];
+    if (isPort(port)) devices = mDatabase.queryDeviceTunings(infoOf(port).name);
+    return devices;
 }
 
 std::vector<DeviceTuning*> Provider::loadDeviceTuningsForPort(Port port) {

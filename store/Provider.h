@@ -53,6 +53,7 @@ public:
     /// What is written between the two is stored as a whole or not at all. Brackets count.
     virtual void beginTransaction();
     virtual bool commitTransaction();
+    virtual void abortTransaction();
     virtual void clearOemTunings();
     virtual void clearOemDeviceTunings();
 

@@ -36,31 +36,34 @@ std::string_view textOf(const xmlChar* text) {
     return text != nullptr ? reinterpret_cast<const char*>(text) : "";
 }
 
-/// libxml2's global state. It is cleaned up when the last open document closes, but for one case:
-/// where threads had documents open at the same time, its record of the other threads would be lost
-/// with it.
+/// libxml2's global state. It is cleaned up when the last open document closes, as long as one
+/// thread alone has used it: what it keeps for other threads that live would be lost with it.
 class XmlLibrary {
 public:
     static void open() {
         Mutex::Autolock lock(sLock);
-        if (sDocuments++ == 0) {
+        const auto caller = std::this_thread::get_id();
+        if (sThread == std::thread::id()) {
             xmlInitParser();
-            sThread = std::this_thread::get_id();
-            sShared = false;
+            sThread = caller;
         }
-        sShared = sShared || sThread != std::this_thread::get_id();
+        sShared = sShared || sThread != caller;
+        ++sDocuments;
     }
     static void close() {
         Mutex::Autolock lock(sLock);
         sShared = sShared || sThread != std::this_thread::get_id();
-        if (--sDocuments == 0 && !sShared) xmlCleanupParser();
+        if (--sDocuments > 0 || sShared) return;
+        xmlCleanupParser();
+        sThread = {};
     }
 
 private:
     static Mutex sLock;
     static int sDocuments GUARDED_BY(sLock);
-    static std::thread::id sThread GUARDED_BY(sLock);  ///< that opened the first
-    static bool sShared GUARDED_BY(sLock);
+    static std::thread::id sThread
+        GUARDED_BY(sLock);                  ///< that uses it; none while it is cleaned up
+    static bool sShared GUARDED_BY(sLock);  ///< other threads have used it too
 };
 
 Mutex XmlLibrary::sLock;

@@ -18,8 +18,9 @@ namespace velora {
 /// doesn't skip any. Descending goes to the *second* child, because in the indented files that the
 /// system reads the first one is white space.
 ///
-/// When the last open document closes, libxml2 is cleaned up as a whole: nobody else in the process
-/// may be using it then, and what others had set there is lost.
+/// When the last open document closes, libxml2 is cleaned up as a whole, as long as one thread
+/// alone has opened documents: nobody else in the process may be using it then, and what others had
+/// set there is lost.
 ///
 /// Owned by one parser; one thread at a time. Owns the document; what it hands out as views stands
 /// until the document is closed. Fails by its result in `init`, and by log lines elsewhere.

@@ -178,19 +178,62 @@ TEST_F(SndContextManagerTest, AStoredProfileThatIsGoneGivesWayToTheFirst) {
 }
 
 TEST_F(SndContextManagerTest, ADamagedDatabaseIsBuiltAnewFromTheFile) {
+    constexpr size_t kPage = 4096;
     changeEverything(restart());
     manager().release();
     const std::string file = dir.path() / "data/vendor/velora/kiv_sqlite3.db";
     const std::string intact = contentsOf(file);
-    for (const bool header : {true, false}) {
+    size_t rebuilt = 0;
+    for (size_t page = 0; page < intact.size(); page += kPage) {
+        SCOPED_TRACE(page / kPage);
         std::string damaged = intact;
-        damaged.replace(header ? 0 : 4096, header ? 100 : intact.size() - 4096,
-                        std::string(header ? 100 : intact.size() - 4096, '\xa5'));
+        damaged.replace(page, kPage, std::string(kPage, '\xa5'));
+        std::filesystem::remove(file + ".damaged");
         dir.write("data/vendor/velora/kiv_sqlite3.db", damaged);
-        expectChanged(restart(), false);
-        manager().release();
+        SndContext& context = restart();
+        for (const Port port : SndContext::kSupportedPorts) {
+            EXPECT_NE(context.getSelectedTuning(port), nullptr);
+        }
+        if (!std::filesystem::exists(file + ".damaged")) continue;
+        ++rebuilt;
+        expectChanged(context, false);
         EXPECT_EQ(contentsOf(file + ".damaged"), damaged);
     }
+    EXPECT_GT(rebuilt, 3U);
+}
+
+TEST_F(SndContextManagerTest, WhatCannotBeStoredReplacesNothing) {
+    changeEverything(restart());
+    install(
+        replaced(contentsOf(sourceFile("data/minimal.xml")), "name=\"Dynamic\"", "name=\"Bob's\""));
+    expectChanged(restart(), true);  // no profile of that file can be stored
+    // A default file that is replaced while the service runs isn't the one that the store knows.
+    installOem(extra);
+    EXPECT_NE(manager().loadOemTuning(), 0);
+    install(sample);
+    EXPECT_EQ(manager().loadOemTuning(), 0);
+    std::filesystem::remove(dir.path() / "data/vendor/velora/kiv-extra.xml");
+    EXPECT_NE(manager().loadOemTuning(), 0);
+}
+
+TEST_F(SndContextManagerTest, AStoredDeviceThatIsGoneGivesWayToTheDefaultOne) {
+    installOem(extra);
+    SndContext& context = restart();
+    EXPECT_TRUE(context.setSelectedTuning(PORT_HEADPHONE, "sport_in_ear", false));
+    EXPECT_TRUE(context.save());
+    installOem("<r>\n<format_version major='3' minor='4' maintenance='0'/></r>");
+    EXPECT_EQ(manager().loadOemTuning(), 0);  // and nobody saves
+    SndContext& again = restart();
+    EXPECT_EQ(again.getSelectedTuningDevice(PORT_HEADPHONE), "default_headphone");
+    EXPECT_NE(again.getSelectedTuning(PORT_HEADPHONE), nullptr);
+
+    installOem(extra);
+    install(replaced(sample, "default_usb", "my_usb"));  // merged again with the new file
+    SndContext& renamed = restart();
+    EXPECT_EQ(renamed.getSelectedTuningDevice(PORT_USB), "my_usb");  // the first there is
+    EXPECT_THAT(renamed.getAvailableTuningDevice(PORT_HEADPHONE), Contains("sport_in_ear"));
+    install(replaced(sample, "default_usb", "usb"));
+    EXPECT_EQ(restart().getSelectedTuningDevice(PORT_USB), "usb");
 }
 
 }  // namespace

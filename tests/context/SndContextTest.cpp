@@ -177,6 +177,25 @@ TEST_F(SndContextTest, AnObserverMayCallBackAndLeaveWhileItIsTold) {
     EXPECT_EQ(observer.told.size() + second.told.size(), 1U);  // the first one sent both away
 }
 
+TEST_F(SndContextTest, WhatAnObserverChangedMeanwhileIsNotToldAnyMore) {
+    context.setProfileParameter(0, Endpoint::OTHER, IEQ_ID, {2});
+    observer.take();
+    observer.onTold = [&, once = false]() mutable {
+        if (observer.told.back() == "ieq 1 warm" && !std::exchange(once, true)) {
+            context.setProfileParameter(0, Endpoint::OTHER, IEQ_ID, {1});
+        }
+        if (observer.told.back() == "endpoint 3") context.setSelectedProfile(2);
+    };
+    context.setProfileParameter(0, Endpoint::OTHER, IEQ_ID, {3});
+    EXPECT_EQ(observer.take().back(), "ieq 2 detailed");  // what is in force
+    context.setProfileParameter(0, Endpoint::HEADPHONE, VOLMAX_BOOST, {77});
+    EXPECT_THAT(observer.take(), ElementsAre("endpoint 3", "profile"));
+    observer.onTold = nullptr;
+    context.setProfileParameter(2, ORIENTATION, {1});  // not a profile's
+    context.setProfileParameter(2, static_cast<Parameter>(5000), {1});
+    EXPECT_THAT(observer.take(), IsEmpty());
+}
+
 using SndContextDeathTest = SndContextTest;
 
 TEST_F(SndContextDeathTest, AProfileThatDoesNotExistEndsTheProcess) {
