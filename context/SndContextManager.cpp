@@ -165,7 +165,7 @@ DeviceData* SndContextManager::loadXmlIfChanged(const std::string& path, Provide
 }
 
 std::string SndContextManager::getChangedSignature(const std::string& path, Provider* provider) {
-    const std::string signature = getSignature(path);
+    std::string signature = getSignature(path);
     if (signature != provider->getDefaultXmlSignature()) return signature;
     return provider->isDatabaseVersionChanged() ? signature : std::string();
 }

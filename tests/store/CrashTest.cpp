@@ -1,3 +1,4 @@
+#include "model/Integers.h"
 #include "tests/store/StoreFixture.h"
 
 #include <chrono>
@@ -17,7 +18,7 @@ namespace {
 std::optional<std::pair<int, int>> marksOfStore() {
     Provider provider;
     if (provider.init() != 0 || provider.getNumOfProfiles() != kFilledProfiles) return std::nullopt;
-    std::set<int> factory{atoi(provider.getDefaultXmlSignature().c_str())};
+    std::set<int> factory{string2Int(provider.getDefaultXmlSignature())};
     std::set<int> user{provider.getSelectedProfile()};
     for (int id = 0; id < kFilledProfiles; ++id) {
         for (const int gain : provider.loadDefaultGeqPreset(id)->get(GEQ_GAIN))
