@@ -1,0 +1,62 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include <velora/EffectParamParser.h>
+
+namespace velora {
+
+/// The parameters of the audio effect.
+enum class SfxParameter : int32_t {
+#define SFX_PARAMETER(name) name,
+#include "effect/SfxParameters.def"
+#undef SFX_PARAMETER
+};
+
+/// Their short names, at the index of their numbers.
+inline constexpr auto kSfxParameterNames = std::to_array<std::string_view>({
+#define SFX_PARAMETER(name) #name,
+#include "effect/SfxParameters.def"
+#undef SFX_PARAMETER
+});
+inline constexpr size_t kNumSfxParameters = kSfxParameterNames.size();
+
+/// What the effect calls a parameter of this short name: its characters, A to Z in lower case, the
+/// first in the least significant byte. 0 for an empty name and one of more than four characters.
+constexpr SfxParameterId sfxCodeOf(std::string_view name) {
+    if (name.size() > sizeof(SfxParameterId)) return 0;
+    SfxParameterId code = 0;
+    for (size_t i = name.size(); i-- > 0;) {
+        const char c = name[i] >= 'A' && name[i] <= 'Z' ? char(name[i] - 'A' + 'a') : name[i];
+        code = code << 8 | static_cast<uint8_t>(c);
+    }
+    return code;
+}
+
+namespace detail {
+
+inline constexpr auto kSfxCodes = [] {
+    std::array<SfxParameterId, kNumSfxParameters> codes{};
+    std::transform(kSfxParameterNames.begin(), kSfxParameterNames.end(), codes.begin(), sfxCodeOf);
+    return codes;
+}();
+
+}  // namespace detail
+
+constexpr SfxParameterId codeOf(SfxParameter parameter) {
+    return detail::kSfxCodes[static_cast<size_t>(parameter)];
+}
+
+static_assert(kNumSfxParameters == 91);
+static_assert(static_cast<size_t>(SfxParameter::SDFA) == kNumSfxParameters - 1);
+static_assert([] {
+    auto codes = detail::kSfxCodes;
+    std::sort(codes.begin(), codes.end());
+    return codes.front() != 0 && std::adjacent_find(codes.begin(), codes.end()) == codes.end();
+}());
+
+}  // namespace velora

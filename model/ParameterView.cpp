@@ -1,0 +1,21 @@
+#include "model/ParameterView.h"
+
+namespace velora {
+
+ParameterView::ParameterView(ParamChangeObserver* observer)
+    : ParameterValues(false), mObserver(observer) {
+    announce(Endpoint::OTHER, false);
+}
+
+void ParameterView::announce(Endpoint endpoint, bool mono) {
+    if (mObserver != nullptr) mObserver->setSource(this, endpoint, mono);
+}
+
+void ParameterView::updateParams(const ParameterValues& record) {
+    for (const auto& [parameter, values] : record) {
+        if (values.empty() || !checkAndUpdate(parameter, values)) continue;
+        if (mObserver != nullptr) mObserver->onParameterChanged(parameter);
+    }
+}
+
+}  // namespace velora
