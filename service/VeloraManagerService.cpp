@@ -95,8 +95,17 @@ void VeloraManagerService::onFirstRef() {
 
 VeloraManagerService::~VeloraManagerService() {
     ALOGI("%s ", "~VeloraManagerService");
+    shutdown();
+}
+
+void VeloraManagerService::saveSettings() {
     if (mInitialized) mManager->saveSndStateAndSettings();
+}
+
+void VeloraManagerService::shutdown() {
+    if (mEnded.exchange(true)) return;
     if (mHandler) mHandler->stop();
+    saveSettings();
 }
 
 void VeloraManagerService::initManager() {
@@ -161,9 +170,7 @@ void VeloraManagerService::unregisterClient(const sp<IKmsCallbacks>& /*listener*
     mClients.removeItemsAt(static_cast<size_t>(mClients.indexOfKey(key)));
     noteDepartureLocked(client->type());
     countDepartureLocked(client->type());
-    if (mInitialized && findClientType(client->type()) == nullptr) {
-        mManager->saveSndStateAndSettings();
-    }
+    if (findClientType(client->type()) == nullptr) saveSettings();
     postRegistrationNotice();
     ALOGD("%s(type = %d, uid = %u) exit", __func__, type, uid);
 }

@@ -37,6 +37,14 @@ public:
 
     VeloraManagerService();
 
+    /// Writes all settings to the store, on the calling thread, if initialised.
+    void saveSettings();
+    /// The end: stops the looper, waiting for the request at hand, and then saves. Requests that
+    /// are still queued, and those that come later, are dropped. For a host that must have it done
+    /// before the process leaves; the destructor does it otherwise. The second call does nothing.
+    /// Not from a client's update.
+    void shutdown();
+
     /// Enters a client, tries to initialise the service if it isn't yet, and tells all clients.
     /// `type` says what the client is (1 to 6 decoders, 8 game effects, 9 spatializer, any other:
     /// plain). A client is known by `uid + type` (wrapping): one that is registered already under
@@ -104,8 +112,7 @@ public:
 protected:
     /// Makes facade and event handler and starts the looper.
     void onFirstRef() override;
-    /// Saves all settings, if initialised, and ends the looper; requests that are still queued are
-    /// dropped. May run on any thread, the looper's included.
+    /// `shutdown`, if it wasn't called. May run on any thread, the looper's included.
     ~VeloraManagerService() override;
 
 private:
@@ -141,6 +148,7 @@ private:
 
     // Read without the lock.
     std::atomic<bool> mInitialized{false};
+    std::atomic<bool> mEnded{false};
     std::atomic<int32_t> mCpDecoderCount{0};
     std::atomic<int32_t> mDvDecoderCount{0};
     std::atomic<int32_t> mMultichannelDvDecoderCount{0};

@@ -120,6 +120,18 @@ TEST_F(EventHandlerTest, DestructionSavesAndDropsWhatIsStillQueued) {
     EXPECT_EQ(client->take(1).size(), 1U);
 }
 
+TEST_F(EventHandlerTest, ShutdownEndsTheLooperAndSavesOnce) {
+    enter(0, 1);
+    set(bytesOf({command(12), 0, 7}));
+    service->shutdown();
+    const auto calls = fake.takeCalls();
+    EXPECT_EQ(calls.back(), "save all");  // after whatever the looper was still doing
+    EXPECT_EQ(set(bytesOf({command(12), 0, 8})), 0);
+    service->shutdown();
+    endService();
+    EXPECT_EQ(fake.takeCalls(), std::vector<std::string>{"~"});
+}
+
 TEST_F(EventHandlerTest, AClientMayDropTheLastReferenceFromItsUpdate) {
     auto client = sp<RecordingClient>::make();
     client->onUpdate = [this](const Bytes& bytes) {
