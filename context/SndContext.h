@@ -80,8 +80,9 @@ public:
     void resetProfile(int id);
     void resetProfileGeq(int id);
 
+    /// The change rule: values aren't stored if they are the beginning of those that the record
     /// has, nor if they are empty where it has some, nor if the parameter is not valid there. True
-    /// if stored. has, nor if they are empty where it has some. True if stored.
+    /// if stored.
     static bool setParameter(ParameterValues& record, Parameter parameter, const Values& values);
     void setProfileParameter(int id, Parameter parameter, const Values& values);
     /// `IEQ_ID` selects the IEQ preset of an endpoint that some port's tuning has, and switches IEQ

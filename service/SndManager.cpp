@@ -1,49 +1,342 @@
+#define LOG_TAG "SndManager"
+
 #include "service/SndManager.h"
 
+#include "context/SndContextManager.h"
+#include "effect/SfxController.h"
+#include "effect/SfxEffect.h"
+#include "service/ParameterAdapter.h"
+
+#include <utility>
+
+#include <log/log.h>
 #include <utils/Errors.h>
 
 namespace velora {
 
-// There is no sound context to connect to yet, so every operation gives its answer of before
-// `init`.
+using android::Mutex;
+
+namespace {
+
+constexpr int kVersionParameter = 3;  // the effect's, to be asked for
+
+constexpr int kVirtualBassEnable = 111;
+constexpr int kSourceDistance = 112;
+
+constexpr int kPortraitOrientation = 1;
+
+/// A port's endpoint; null, and a line, for a number that is no port.
+const Endpoint* endpointOfPort(int port) {
+    if (isPort(port)) return kEndpNameToEndpoint.find(infoOf(static_cast<Port>(port)).name);
+    ALOGE("Invalid Port!");
+    return nullptr;
+}
+
+/// Hands `values` to `set` for a parameter, each time a copy: what is set is what was asked for,
+/// whatever the ranges of the others.
+template <typename Set>
+void setWithFollowers(int id, const SndManager::Values& values, Set set) {
+    SndManager::Values copy = values;
+    set(id, copy);
+    if (id != kVirtualBassEnable) return;
+    copy = values;
+    set(kSourceDistance, copy);
+}
+
+}  // namespace
+
+Mutex SndManager::sLock;
 
 SndManager::SndManager() = default;
-SndManager::~SndManager() = default;
 
-int SndManager::init() { return android::NO_INIT; }
+SndManager::~SndManager() {
+    Mutex::Autolock lock(sLock);
+    if (mController != nullptr) mContext->unregisterObserver(mController.get());
+    mController.reset();
+    mAdapter.reset();
+    mEffect.reset();
+}
 
-bool SndManager::getSndOn() { return false; }
-void SndManager::setSndOn(bool) {}
+int SndManager::init() {
+    Mutex::Autolock lock(sLock);
+    if (mContext != nullptr) return android::OK;
+    SndContextManager& manager = SndContextManager::getInstance();
+    manager.init();
+    SndContext* const context = manager.getSndContext();
+    if (context == nullptr) return android::NO_INIT;
 
-int SndManager::getNumOfProfiles() { return 0; }
-std::string SndManager::getProfileName(int) { return {}; }
-bool SndManager::setSelectedProfile(int) { return false; }
-int SndManager::getSelectedProfile() { return 0; }
-bool SndManager::resetProfile(int) { return false; }
-bool SndManager::isProfileModified(int) { return false; }
-bool SndManager::isMobilityProfileSelected() { return false; }
+    mEffect = createSfxEffect(0);
+    mEffect->setEnabled(true);
+    std::vector<int32_t> version{0};
+    mEffect->receive(kVersionParameter, version);
+    ALOGI("Created SFX effect version [ %d ]", version.front());
+    mController = std::make_unique<SfxController>(*mEffect);
+    context->registerObserver(mController.get());
+    mAdapter = std::make_unique<ParameterAdapter>(context);
+    mContext = context;
+    return android::OK;
+}
 
-int SndManager::getNumOfIeqPresets() { return 0; }
-std::string SndManager::getIeqPresetName(int) { return {}; }
+std::unique_ptr<SfxEffect> SndManager::createSfxEffect(int sessionId) {
+    if (sessionId < 0) {
+        ALOGE("SFX effect with specified session Id (%d) is less than zero", sessionId);
+    }
+    mSessionId = sessionId;
+    return std::make_unique<SfxEffect>(sessionId, android::String16("SndService"));
+}
 
-int SndManager::getAvailableTuningDevicesLen(Port) { return 0; }
-std::vector<std::string> SndManager::getAvailableTuningDevices(Port) { return {}; }
-std::string SndManager::getSelectedTuningName(Port) { return {}; }
-void SndManager::setSelectedTuning(Port, const std::string&) {}
-bool SndManager::isMonoInternalSpeaker() { return false; }
-bool SndManager::isSpeakerPortraitMode() { return false; }
+void SndManager::recreateSndEffectLocked() {
+    // The one before goes when nothing refers to it any more.
+    const auto before = std::exchange(mEffect, createSfxEffect(mSessionId));
+    mController->setSfxEffect(*mEffect, *mContext);
+    mEffect->setEnabled(true);
+}
 
-bool SndManager::setParameter(int, int, const std::vector<int>&) { return false; }
-std::vector<int> SndManager::getParameter(int, int) { return {}; }
-bool SndManager::setProfilePortParameter(int, int, int, const std::vector<int>&) { return false; }
-std::vector<int> SndManager::getProfilePortParameter(int, int, int) { return {}; }
+void SndManager::validateSndEffectLocked() {
+    if (mEffect->hasControl()) return;
+    ALOGI("Cannot control the SndEffect, trying to recreate...");
+    recreateSndEffectLocked();
+}
 
-int SndManager::getZenithGameSystemGain() { return 0; }
-std::string SndManager::getDefaultXmlFormatVersion() { return {}; }
-int SndManager::reloadTuningXml() { return android::NO_INIT; }
+bool SndManager::prepareChangeLocked() {
+    if (mContext == nullptr) return false;
+    validateSndEffectLocked();
+    return true;
+}
 
-void SndManager::saveSndStateAndSettings() {}
-void SndManager::saveSndState() {}
-void SndManager::saveSndProfile() {}
+bool SndManager::recreateSndEffect() {
+    Mutex::Autolock lock(sLock);
+    if (mContext == nullptr) return false;
+    recreateSndEffectLocked();
+    return true;
+}
+
+bool SndManager::validateSndEffect() {
+    Mutex::Autolock lock(sLock);
+    return prepareChangeLocked();
+}
+
+bool SndManager::getSndOn() {
+    Mutex::Autolock lock(sLock);
+    if (mSuspended) {
+        ALOGI("SND effect is now suspended");
+        return false;
+    }
+    return mContext != nullptr && mContext->getSfxOn();
+}
+
+void SndManager::setSndOn(bool on) {
+    Mutex::Autolock lock(sLock);
+    if (prepareChangeLocked()) mContext->setSfxOn(on);
+}
+
+bool SndManager::setSndSuspended(bool suspended) {
+    Mutex::Autolock lock(sLock);
+    if (!prepareChangeLocked()) return false;
+    if (mSuspended == suspended) return suspended;
+    mSuspended = suspended;
+    return mContext->getSfxOn();
+}
+
+bool SndManager::getSndSuspended() {
+    Mutex::Autolock lock(sLock);
+    prepareChangeLocked();
+    return mSuspended;
+}
+
+std::string SndManager::getSndVersion() { return "SND_VERSION_EXTERNAL"; }
+
+bool SndManager::isProfileLocked(int profile) const {
+    return mContext != nullptr && profile >= 0 && profile < mContext->getNumOfProfiles();
+}
+
+bool SndManager::isParameterLocked(int profile, int id) const {
+    return isProfileLocked(profile) && id >= kFirstAdapterParameter;
+}
+
+int SndManager::getNumOfProfiles() {
+    Mutex::Autolock lock(sLock);
+    return mContext != nullptr ? mContext->getNumOfProfiles() : 0;
+}
+
+int SndManager::getProfileNameLen(int profile) {
+    const std::string name = getProfileName(profile);
+    return static_cast<int>(name.size()) + 1;
+}
+
+std::string SndManager::getProfileName(int profile) {
+    Mutex::Autolock lock(sLock);
+    if (isProfileLocked(profile)) return mContext->getProfile(profile)->getName();
+    ALOGE("Invalid Profile Id!");
+    return {};
+}
+
+bool SndManager::setSelectedProfile(int profile) {
+    Mutex::Autolock lock(sLock);
+    if (!prepareChangeLocked() || !isProfileLocked(profile)) return false;
+    mContext->setSelectedProfile(profile);
+    return true;
+}
+
+int SndManager::getSelectedProfile() {
+    Mutex::Autolock lock(sLock);
+    return mContext != nullptr ? mContext->getSelectedProfile()->getProfileId() : 0;
+}
+
+bool SndManager::resetProfile(int profile) {
+    Mutex::Autolock lock(sLock);
+    if (!prepareChangeLocked() || !isProfileLocked(profile)) return false;
+    mContext->resetProfile(profile);
+    return true;
+}
+
+bool SndManager::isProfileModified(int profile) {
+    Mutex::Autolock lock(sLock);
+    return isProfileLocked(profile) && mContext->isProfileModified(profile);
+}
+
+bool SndManager::isMobilityProfileSelected() {
+    Mutex::Autolock lock(sLock);
+    return mContext != nullptr && mContext->getSelectedProfile()->isMobility();
+}
+
+int SndManager::getNumOfIeqPresets() {
+    Mutex::Autolock lock(sLock);
+    return mContext != nullptr ? mContext->getNumOfIeqPresets() : 0;
+}
+
+std::string SndManager::getIeqPresetName(int preset) {
+    Mutex::Autolock lock(sLock);
+    return mContext != nullptr ? mContext->getIeqPresetName(preset) : std::string();
+}
+
+int SndManager::getAvailableTuningDevicesLen(Port port) {
+    size_t length = 0;
+    for (const std::string& name : getAvailableTuningDevices(port)) length += name.size() + 1;
+    return static_cast<int>(length);
+}
+
+std::vector<std::string> SndManager::getAvailableTuningDevices(Port port) {
+    Mutex::Autolock lock(sLock);
+    if (mContext == nullptr) return {};
+    return mContext->getAvailableTuningDevice(port);
+}
+
+std::string SndManager::getSelectedTuningName(Port port) {
+    Mutex::Autolock lock(sLock);
+    return mContext != nullptr ? mContext->getSelectedTuningDevice(port) : std::string();
+}
+
+void SndManager::setSelectedTuning(Port port, const std::string& name) {
+    Mutex::Autolock lock(sLock);
+    if (mContext != nullptr) mContext->setSelectedTuning(port, name, false);
+}
+
+bool SndManager::isMonoInternalSpeaker() {
+    Mutex::Autolock lock(sLock);
+    if (mContext == nullptr) return false;
+    const Tuning* const tuning = mContext->getSelectedTuning(PORT_INTERNAL_SPEAKER);
+    return tuning != nullptr && tuning->isMono();
+}
+
+bool SndManager::isSpeakerPortraitMode() {
+    Mutex::Autolock lock(sLock);
+    if (mContext == nullptr) return false;
+    const Values orientation =
+        mContext->getSelectedTuningParameter(PORT_INTERNAL_SPEAKER, ORIENTATION);
+    return !orientation.empty() && orientation.front() == kPortraitOrientation;
+}
+
+int SndManager::getParamLength(int id) {
+    Mutex::Autolock lock(sLock);
+    if (id < kFirstAdapterParameter) {
+        ALOGE("Invalid paramId!");
+        return 0;
+    }
+    return mAdapter != nullptr ? mAdapter->getParameterLength(id) : 0;
+}
+
+bool SndManager::setParameter(int profile, int id, const Values& values) {
+    Mutex::Autolock lock(sLock);
+    if (!prepareChangeLocked() || !isParameterLocked(profile, id) || values.empty()) return false;
+    setWithFollowers(id, values, [this, profile](int each, Values& copy) REQUIRES(sLock) {
+        mAdapter->setParameter(profile, each, copy);
+    });
+    return true;
+}
+
+SndManager::Values SndManager::getParameter(int profile, int id) {
+    Mutex::Autolock lock(sLock);
+    if (!isParameterLocked(profile, id)) return {};
+    return mAdapter->getParameter(profile, id);
+}
+
+SndManager::Values SndManager::getProfileParameter(int profile, Parameter parameter) {
+    Mutex::Autolock lock(sLock);
+    if (!isProfileLocked(profile)) return {};
+    return mContext->getProfileParameter(profile, parameter);
+}
+
+bool SndManager::setProfilePortParameter(int profile, int port, int id, const Values& values) {
+    Mutex::Autolock lock(sLock);
+    if (!prepareChangeLocked()) return false;
+    const Endpoint* const endpoint = endpointOfPort(port);
+    if (endpoint == nullptr || !isParameterLocked(profile, id) || values.empty()) return false;
+    setWithFollowers(id, values, [this, profile, endpoint](int each, Values& copy) REQUIRES(sLock) {
+        mAdapter->setProfileEndpointParameter(profile, *endpoint, each, copy);
+    });
+    return true;
+}
+
+SndManager::Values SndManager::getProfilePortParameter(int profile, int port, int id) {
+    Mutex::Autolock lock(sLock);
+    const Endpoint* const endpoint = endpointOfPort(port);
+    if (endpoint == nullptr || !isParameterLocked(profile, id)) return {};
+    return mAdapter->getProfileEndpointParameter(profile, *endpoint, id);
+}
+
+int SndManager::getZenithGameSystemGain() {
+    Mutex::Autolock lock(sLock);
+    if (mContext == nullptr) return 0;
+    return SndContextManager::getInstance().getZenithGameSystemGain();
+}
+
+std::string SndManager::getDefaultXmlFormatVersion() {
+    Mutex::Autolock lock(sLock);
+    if (mContext == nullptr) return {};
+    return SndContextManager::getInstance().getDefaultXmlFormatVersion();
+}
+
+int SndManager::reloadTuningXml() {
+    Mutex::Autolock lock(sLock);
+    if (mContext == nullptr) return android::NO_INIT;
+    ALOGI("Tell SndContextManager to reload tuning XML.");
+    return SndContextManager::getInstance().loadOemTuning();
+}
+
+void SndManager::restoreCurrentProfiles() {
+    Mutex::Autolock lock(sLock);
+    if (mContext != nullptr) mContext->reloadAllProfile();
+}
+
+void SndManager::saveSndStateAndSettings() {
+    Mutex::Autolock lock(sLock);
+    if (mContext != nullptr) mContext->save();
+}
+
+void SndManager::saveSndState() {
+    Mutex::Autolock lock(sLock);
+    if (mContext != nullptr) mContext->saveSndState();
+}
+
+void SndManager::saveSndProfile() {
+    Mutex::Autolock lock(sLock);
+    if (mContext != nullptr) mContext->saveSndProfile();
+}
+
+void SndManager::saveSndProfileSettings() {
+    Mutex::Autolock lock(sLock);
+    if (mContext != nullptr) mContext->saveSndProfileSettings();
+}
 
 }  // namespace velora

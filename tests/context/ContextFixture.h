@@ -18,12 +18,6 @@
 
 namespace velora::test {
 
-inline std::string contentsOf(const std::string& path) {
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
-
 /// The context of a fresh root directory with the sample tuning file, and the log.
 class ContextFixture : public testing::Test {
 protected:

@@ -1,151 +1,240 @@
 #include "tests/service/ServiceFixture.h"
 
 #include <atomic>
+#include <fstream>
+#include <functional>
 #include <future>
 #include <thread>
+
+#include <velora/SfxParamStore.h>
 
 namespace velora::test {
 namespace {
 
 using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// The looper threads of this process: a service that ends on its own looper has one until it has
+/// ended.
+int looperThreads() {
+    int count = 0;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::string name;
+        std::getline(std::ifstream(task.path() / "comm"), name);
+        count += name == "VeloraManagerSe" ? 1 : 0;
+    }
+    return count;
+}
+
+/// What the effect has of one parameter now.
+std::vector<int32_t> published(audio_devices_t device, const char* name) {
+    SfxParamStore::Caches caches;
+    int count = 0;
+    SfxParamStore::getInstance().getStoredParams(&caches, true, &count);
+    return caches.valueAt(static_cast<size_t>(caches.indexOfKey(device)))
+        ->params()
+        .at(*reinterpret_cast<const SfxParameterId*>(name));
+}
 
 using EventHandlerTest = ServiceFixture;
 
-TEST_F(EventHandlerTest, CommandsReachTheFacadeAndComeBackToTheClients) {
-    const auto client = enter(0, 1);
+// Every command, followed to context, effect, clients, and the state after a restart. Short and odd
+// buffers do nothing, or what their words that are there say, and reach the clients all the same.
+TEST_F(EventHandlerTest, CommandsReachContextEffectStoreAndClients) {
     struct Case {
-        Bytes request;
-        std::vector<std::string> calls;
-        Bytes notified;
+        std::string what;
+        std::vector<int32_t> request;
+        std::vector<int32_t> notified;
+        std::function<std::vector<int32_t>()> state;
+        std::vector<int32_t> expected;
+        size_t cut = 0;  ///< bytes that are missing at the end
     };
-    const auto words = [](const std::vector<int32_t>& w) { return bytesOf(w); };
-    const auto unchanged = [&](const Bytes& request, const std::vector<std::string>& calls) {
-        return Case{request, calls, request};
+    const auto on = [&] { return ask({command(0)}); };
+    const auto amount = [&] { return parameter(2, 106); };
+    const auto headphoneAmount = [&] { return parameter(2, 3, 106); };
+    const auto selected = [&] { return ask({command(10)}); };
+    const auto modified = [&] { return ask({command(11), 2}); };
+    const std::vector<Case> cases{
+        {"on", {command(0), 9, 3}, {command(0), 3, 3}, on, {1}},
+        {"off", {command(0), 9, -5}, {command(0), -5, -5}, on, {0}},
+        {"set, clamped", {command(1), 9, 2, 106, 99}, {}, amount, {16}},
+        {"set on a port", {command(2), 9, 2, 3, 106, 5}, {}, headphoneAmount, {5}},
+        {"the other ports keep theirs", {command(2), 9, 2, 7, 106, 1}, {}, amount, {16}},
+        {"no such profile", {command(1), 9, 5, 106, 1}, {}, amount, {16}},
+        {"no value", {command(1), 9, 2, 106}, {}, amount, {16}},
+        {"half a value", {command(1), 9, 2, 106, 3}, {}, amount, {16}, 1},
+        {"half a second one", {command(1), 9, 2, 106, 3, 4}, {}, amount, {3}, 2},
+        {"select", {command(10), 9, 2}, {command(10), 2, 2}, selected, {2}},
+        {"select none", {command(10), 9, 5}, {command(10), 5, 5}, selected, {2}},
+        {"bytes the other way round", {10, 9, 1}, {}, selected, {2}},
+        {"a number too many", {command(10) | 1, 9, 1}, {}, selected, {2}},
+        {"no room for a result", {command(10), 9, 1}, {}, selected, {2}, 1},
+        {"unknown", {command(3), 9, 1}, {}, selected, {2}},
+        {"nothing", {}, {}, selected, {2}},
+        {"changed so far", {command(3)}, {}, modified, {1}},
+        {"reset", {command(12), 9, 2}, {command(12), 2, 2}, modified, {0}},
     };
-    const auto cut = [](Bytes bytes, size_t size) {
-        bytes.resize(size);
-        return bytes;
-    };
-    const Case cases[] = {
-        {words({command(0), 9, 3}), {"on", "save state"}, words({command(0), 3, 3})},
-        {words({command(0), 9, -5}), {"off", "save state"}, words({command(0), -5, -5})},
-        unchanged(words({command(1), 9, 2, 106, 16}), {"set 2 106: 16"}),
-        unchanged(words({command(1), 9, 2, 106, 16, -1}), {"set 2 106: 16 -1"}),
-        unchanged(words({command(1), 9, 2, 106}), {"set 2 106:"}),
-        unchanged(cut(words({command(1), 9, 2, 106, 16, 7}), 22), {"set 2 106: 16"}),
-        unchanged(cut(words({command(1), 9, 2, 106, 16}), 19), {"set 2 106:"}),
-        unchanged(words({command(1), 9, 2}), {"set 2 0:"}),
-        unchanged(words({command(2), 9, 2, 3, 106, 16, 17}), {"set 2/3 106: 16 17"}),
-        unchanged(words({command(2), 9, 2, 3, 106}), {"set 2/3 106:"}),
-        unchanged(cut(words({command(2), 9, 2, 3, 106, 16}), 14), {"set 2/0 0:"}),
-        {words({command(10), 9, 2}), {"select 2", "save profile"}, words({command(10), 2, 2})},
-        {words({command(12), 9, 1}), {"reset 1"}, words({command(12), 1, 1})},
-        unchanged(words({command(3), 9, 1}), {}),
-        unchanged(words({command(10) | 1, 9, 1}), {}),
-        unchanged(words({10, 9, 1}), {}),
-        unchanged(cut(words({command(12), 9, 1}), 11), {}),
-        unchanged(Bytes{0}, {}),
-        unchanged(Bytes{}, {}),
-    };
-    fake.takeCalls();
+    auto client = enter(0, 7);
     for (const Case& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(c.request));
-        EXPECT_EQ(set(c.request), 0);
-        EXPECT_THAT(client->take(1), ElementsAre(c.notified));
-        EXPECT_EQ(fake.takeCalls(), c.calls);
+        SCOPED_TRACE(c.what);
+        auto request = bytesOf(c.request);
+        request.resize(request.size() - c.cut);
+        auto notified = c.notified.empty() ? request : bytesOf(c.notified);
+        EXPECT_EQ(setBytes(request), 0);
+        EXPECT_THAT(client->take(1), ElementsAre(notified));
+        EXPECT_EQ(c.state(), c.expected);
+        restart();
+        EXPECT_EQ(c.state(), c.expected) << "after a restart";
+        client = enter(0, 7);
     }
     EXPECT_EQ(service->setSfxParam(nullptr, 12), -22);
-    EXPECT_EQ(set(Bytes(android::VeloraManagerService::kMaxRequestSize + 1)), -22);
+    EXPECT_EQ(setBytes(Bytes(android::VeloraManagerService::kMaxRequestSize + 1)), -22);
 }
 
-TEST_F(EventHandlerTest, AProfileThatCannotBeSelectedIsNotSavedButNamed) {
+TEST_F(EventHandlerTest, WhatIsSetReachesTheEffectBeforeTheClients) {
     const auto client = enter(0, 1);
-    fake.selectable = false;
-    fake.takeCalls();
-    set(bytesOf({command(10), 9, 2}));
-    EXPECT_THAT(client->take(1), ElementsAre(bytesOf({command(10), 2, 2})));
-    EXPECT_THAT(fake.takeCalls(), ElementsAre("select 2"));
-    fake.selectable = fake.ignoresSelection = true;  // selected, and another one is in force
-    set(bytesOf({command(10), 9, 2}));
+    set({command(1), 0, 0, 107, 4});
     client->take(1);
-    EXPECT_THAT(fake.takeCalls(), ElementsAre("select 2"));
+    EXPECT_THAT(published(0x2, "dea"), ElementsAre(4));
+    EXPECT_THAT(published(0x8000, "dea"), ElementsAre(4));
+    client->onUpdate = [](const Bytes&) { EXPECT_THAT(published(0x2, "dea"), ElementsAre(12)); };
+    set({command(2), 0, 0, 0, 107, 15});
+    client->take(1);
+    EXPECT_THAT(published(0x8, "dea"), ElementsAre(4));
+    set({command(2), 0, 1, 0, 107, 3});  // of a profile that isn't selected
+    set({command(10), 0, 1});
+    client->onUpdate = nullptr;
+    client->take(2);
+    EXPECT_THAT(published(0x2, "dea"), ElementsAre(3));
+    int commits = 0;
+    SfxParamStore::getInstance().setListener([&] { ++commits; });
+    set({command(2), 0, 1, 0, 107, 3});
+    client->take(1);
+    SfxParamStore::getInstance().setListener(nullptr);
+    EXPECT_EQ(commits, 0) << "what is set already is sent nowhere";
 }
 
 TEST_F(EventHandlerTest, TheTuningDeviceIsSelectedByNameAndPort) {
     const auto client = enter(0, 1);
-    fake.takeCalls();
-    char name[] = "tv\0set";
-    service->setSelectedTuningDevice(1, name, 6);
+    char name[] = "tablet_dock_speaker";
+    service->setSelectedTuningDevice(0, name, sizeof name - 1);
+    name[0] = 'x';  // the caller's memory is its own again
+    service->setSelectedTuningDevice(0, name, sizeof name - 1);
     service->setSelectedTuningDevice(6, name, 0);
     service->setSelectedTuningDevice(1, nullptr, 3);
     service->setSelectedTuningDevice(1, name, -1);
-    name[0] = 'x';  // the caller's memory is its own again
-    EXPECT_EQ(client->take(2), (std::vector<Bytes>{{'t', 'v', 0, 's', 'e', 't'}, {}}));
-    EXPECT_THAT(fake.takeCalls(),
-                ElementsAre(std::string("tuning 1 [tv\0set]", 17), "tuning 6 []"));
+    EXPECT_EQ(client->take(3),
+              (std::vector<Bytes>{{'t', 'a', 'b', 'l', 'e', 't', '_', 'd', 'o', 'c', 'k', '_', 's',
+                                   'p', 'e', 'a', 'k', 'e', 'r'},
+                                  Bytes(name, name + sizeof name - 1),
+                                  {}}));
+    EXPECT_EQ(service->getSelectedTuningDevice(0), "tablet_dock_speaker");
+    EXPECT_THAT(published(0x2, "aobs").front(), 4);
+    restart();
+    EXPECT_EQ(service->getSelectedTuningDevice(0), "tablet_dock_speaker");
 }
 
 TEST_F(EventHandlerTest, RequestsAreDoneInTheOrderOfPosting) {
     constexpr int kRequests = 500;
     const auto client = enter(0, 1);
-    fake.takeCalls();
-    for (int i = 0; i < kRequests; ++i) set(bytesOf({command(12), 0, i}));
-    EXPECT_EQ(client->take(kRequests).size(), size_t{kRequests});
-    const auto calls = fake.takeCalls();
-    ASSERT_EQ(calls.size(), size_t{kRequests});
+    std::vector<Bytes> posted;
     for (int i = 0; i < kRequests; ++i) {
-        EXPECT_EQ(calls[static_cast<size_t>(i)], "reset " + std::to_string(i));
+        posted.push_back(bytesOf({command(1), 0, 0, 114, i % 10}));
+        setBytes(posted.back());
     }
+    std::vector<Bytes> notified;
+    while (notified.size() < kRequests) {
+        for (auto& update : client->take(1)) notified.push_back(std::move(update));
+    }
+    EXPECT_EQ(notified, posted);
+    EXPECT_THAT(parameter(0, 114), ElementsAre(9));
+}
+
+TEST_F(EventHandlerTest, APlainClientsLeavingSavesAndADecodersDoesNot) {
+    const auto client = enter(0, 1);
+    service->registerClient(nullptr, 1, 50);
+    const auto stored = [] {
+        Provider provider;
+        provider.init();
+        return provider.loadProfile(0)->get(REVERB_SUPPRESSION_AMOUNT);
+    };
+    set({command(1), 0, 0, 114, 7});
+    client->take(2);
+    service->unregisterClient(nullptr, 1, 50);
+    EXPECT_THAT(stored(), ElementsAre(2));
+    service->unregisterClient(nullptr, 0, 1);
+    EXPECT_THAT(stored(), ElementsAre(7));
 }
 
 TEST_F(EventHandlerTest, DestructionSavesAndDropsWhatIsStillQueued) {
     std::promise<void> busy;
     std::promise<void> go;
-    const auto client = enter(0, 1);
+    const auto client = enter(0, 7);
     client->onUpdate = [&, first = true](const Bytes&) mutable {
-        if (std::exchange(first, false)) {
-            busy.set_value();
-            go.get_future().wait();
-        }
+        if (!std::exchange(first, false)) return;
+        busy.set_value();
+        go.get_future().wait();
     };
-    for (int i = 0; i < 100; ++i) set(bytesOf({command(12), 0, i}));
+    set({command(1), 0, 0, 115, 3});
+    for (int i = 0; i < 100; ++i) set({command(1), 0, 0, 114, 6});
     busy.get_future().wait();
     service.clear();  // the looper thread holds the last reference now
-    EXPECT_EQ(fake.countOf("save all"), 0U);
     go.set_value();
-    while (fake.alive > 0) std::this_thread::yield();
-    EXPECT_EQ(fake.countOf("save all"), 1U);
-    EXPECT_EQ(fake.countOf("reset 0"), 1U);
-    EXPECT_EQ(fake.countOf("reset 1"), 0U);
-    EXPECT_EQ(client->take(1).size(), 1U);
+    while (looperThreads() > 0) std::this_thread::yield();
+    restart();
+    EXPECT_THAT(parameter(0, 115), ElementsAre(3));
+    EXPECT_THAT(parameter(0, 114), ElementsAre(2));
 }
 
-TEST_F(EventHandlerTest, ShutdownEndsTheLooperAndSavesOnce) {
-    enter(0, 1);
-    set(bytesOf({command(12), 0, 7}));
+TEST_F(EventHandlerTest, ShutdownSavesAndLaterRequestsAreDropped) {
+    const auto client = enter(0, 7);
+    set({command(1), 0, 0, 114, 5});
+    client->take(1);
     service->shutdown();
-    const auto calls = fake.takeCalls();
-    EXPECT_EQ(calls.back(), "save all");  // after whatever the looper was still doing
-    EXPECT_EQ(set(bytesOf({command(12), 0, 8})), 0);
+    EXPECT_EQ(looperThreads(), 0);
+    EXPECT_EQ(set({command(1), 0, 0, 114, 9}), 0);
     service->shutdown();
-    endService();
-    EXPECT_EQ(fake.takeCalls(), std::vector<std::string>{"~"});
+    SndContextManager::getInstance().getSndContext()->setProfileParameter(
+        0, REVERB_SUPPRESSION_AMOUNT, {9});
+    restart();
+    EXPECT_THAT(parameter(0, 114), ElementsAre(5)) << "saved once, at the first shutdown";
 }
 
 TEST_F(EventHandlerTest, AClientMayDropTheLastReferenceFromItsUpdate) {
     auto client = sp<RecordingClient>::make();
     client->onUpdate = [this](const Bytes& bytes) {
-        if (bytes.size() == 12) service.clear();
+        if (bytes.size() == 20) service.clear();
     };
     service->registerClient(client, 0, 1);
     {
         const auto mine = service;  // for the time of the call
-        set(bytesOf({command(12), 0, 1}));
+        set({command(1), 0, 0, 114, 5});
     }
-    while (fake.alive > 0) std::this_thread::yield();
-    EXPECT_EQ(client->take(2).size(), 2U);
+    EXPECT_EQ(client->take(2).size() > 0, true);
+    while (looperThreads() > 0) std::this_thread::yield();
+    restart();
+    EXPECT_THAT(parameter(0, 114), ElementsAre(5));
 }
 
+TEST_F(EventHandlerTest, AClientThatDiesWhileItIsToldIsGoneAfterwards) {
+    const auto witness = enter(0, 1);
+    const auto dying = enter(1, 50);
+    std::thread death;
+    dying->onUpdate = [&](const Bytes&) {
+        if (!death.joinable()) death = std::thread([&] { dying->onDied(); });
+    };
+    set({command(0), 0, 1});
+    witness->take(2);
+    dying->take(1);
+    death.join();
+    dying->onUpdate = nullptr;
+    EXPECT_FALSE(service->hasDecCP());
+    set({command(0), 0, 0});
+    witness->take(1);
+    EXPECT_THAT(dying->take(0), IsEmpty());
+}
+
+// One service follows another while clients still call the one before, all in one process.
 TEST_F(EventHandlerTest, ManyLivesOfAServiceWhileClientsCall) {
     for (int life = 0; life < 20; ++life) {
         std::atomic<bool> stop{false};
@@ -154,9 +243,9 @@ TEST_F(EventHandlerTest, ManyLivesOfAServiceWhileClientsCall) {
         for (uint32_t i = 0; i < 3; ++i) {
             callers.emplace_back([&stop, i, mine = current] {
                 mine->registerClient(sp<RecordingClient>::make(), 0, i * 100);
-                auto request = bytesOf({command(12), 0, 1});
+                auto request = bytesOf({command(1), 0, 0, 114, static_cast<int>(i)});
                 do {
-                    mine->setSfxParam(request.data(), 12);
+                    mine->setSfxParam(request.data(), 20);
                     mine->getSfxEnabled();
                 } while (!stop);
             });
@@ -165,8 +254,8 @@ TEST_F(EventHandlerTest, ManyLivesOfAServiceWhileClientsCall) {
         stop = true;
         for (auto& caller : callers) caller.join();
     }
-    while (fake.alive > 1) std::this_thread::yield();  // the fixture's own stays
-    EXPECT_EQ(fake.countOf("save all"), 20U);
+    endService();
+    while (looperThreads() > 0) std::this_thread::yield();
 }
 
 }  // namespace

@@ -1,18 +1,21 @@
 #pragma once
 
+#include "context/SndContextManager.h"
 #include "service/VeloraManagerService.h"
 #include "service/Words.h"
-#include "tests/support/FakeSndManager.h"
+#include "store/Provider.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/RecordingClient.h"
+#include "tests/support/TestFiles.h"
 
 #include <cstring>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <velora/RootPrefix.h>
 
 namespace velora::test {
 
@@ -28,20 +31,36 @@ inline Bytes bytesOf(const std::vector<int32_t>& words) {
 /// A command number as its word in a request.
 constexpr int32_t command(int number) { return number << 24; }
 
-/// A service on the fake facade, and the log.
+/// A service on a fresh root directory with the sample tuning file, and the log.
 class ServiceFixture : public testing::Test {
 protected:
     ServiceFixture() {
-        fake.reset();
+        setRootPrefix(dir.path().string());
+        SndContextManager::getInstance().release();
+        std::filesystem::create_directories(dir.path() / "data/vendor/velora");
+        install(contentsOf(sourceFile("data/multimedia_velora_kiv_default.xml")));
         service = sp<android::VeloraManagerService>::make();
     }
+    ~ServiceFixture() override { endProcess(); }
 
-    ~ServiceFixture() override { endService(); }
+    void install(const std::string& xml) {
+        dir.write("odm/etc/velora/multimedia_velora_kiv_default.xml", xml);
+    }
 
-    /// Drops the service and waits for its end, which may come a moment later on the looper thread.
     void endService() {
+        if (service) service->shutdown();
         service.clear();
-        while (fake.alive > 0) std::this_thread::yield();
+    }
+    /// What is left afterwards is what is stored.
+    void endProcess() {
+        endService();
+        SndContextManager::getInstance().release();
+    }
+    /// As a new process, with a plain client in it.
+    void restart() {
+        endProcess();
+        service = sp<android::VeloraManagerService>::make();
+        service->registerClient(nullptr, 0, 1);
     }
 
     /// Registers a client of its own and waits for the notice of it.
@@ -56,11 +75,30 @@ protected:
         return service->getIntParam(android::fourCharacters(name));
     }
 
-    int set(Bytes request) {
+    int setBytes(Bytes request) {
         return service->setSfxParam(request.data(), static_cast<uint32_t>(request.size()));
     }
+    int set(const std::vector<int32_t>& words) { return setBytes(bytesOf(words)); }
 
-    FakeSndManager& fake = FakeSndManager::get();
+    /// The answer to a get-request.
+    std::vector<int32_t> askBytes(Bytes request, uint32_t room = 128) {
+        std::vector<int32_t> out(32, 77);
+        EXPECT_EQ(service->getSfxParam(request.data(), static_cast<uint32_t>(request.size()),
+                                       out.data(), room),
+                  0);
+        while (!out.empty() && out.back() == 77) out.pop_back();
+        return out;
+    }
+    std::vector<int32_t> ask(const std::vector<int32_t>& words, uint32_t room = 128) {
+        return askBytes(bytesOf(words), room);
+    }
+    /// Of a whole profile, or on one port.
+    std::vector<int32_t> parameter(int profile, int id) { return ask({command(1), id, profile}); }
+    std::vector<int32_t> parameter(int profile, int port, int id) {
+        return ask({command(2), id, profile << 4 | port});
+    }
+
+    TempDir dir;
     LogCapture log;
     sp<android::VeloraManagerService> service;
 };

@@ -8,14 +8,17 @@
 namespace velora::test {
 namespace {
 
-using namespace std::chrono_literals;
-
 using ServiceStressTest = ServiceFixture;
 
-// Every thread registers, unregisters, dies, asks and posts by dice, on keys that collide.
-TEST_F(ServiceStressTest, RegistrationsDeathsQueriesAndRequestsAtOnce) {
+constexpr int kSeconds = VELORA_STRESS_SECONDS;
+
+// Every thread registers, unregisters, dies, asks, changes settings and reloads by dice, on keys
+// that collide.
+TEST_F(ServiceStressTest, RegistrationsDeathsQueriesChangesAndReloadsAtOnce) {
+    dir.write("data/vendor/velora/kiv-extra.xml", contentsOf(sourceFile("data/kiv-extra.xml")));
     service->registerClient(nullptr, 0, 0);
-    const auto end = std::chrono::steady_clock::now() + 2s;
+    std::vector<std::string> devices{"default_bluetooth", "bluetooth_car_kit", "bluetooth_earbud"};
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(kSeconds);
     std::atomic<int> rounds{0};
     const auto live = [&](unsigned seed) {
         std::minstd_rand dice(seed);
@@ -23,7 +26,7 @@ TEST_F(ServiceStressTest, RegistrationsDeathsQueriesAndRequestsAtOnce) {
             return static_cast<uint32_t>(dice() % sides);
         };
         sp<RecordingClient> mine;
-        auto request = bytesOf({command(1), 0, 0, 106, 16});
+        auto question = bytesOf({command(1), 109, 0});
         char names[64];
         int32_t answer[32];
         while (std::chrono::steady_clock::now() < end) {
@@ -42,15 +45,27 @@ TEST_F(ServiceStressTest, RegistrationsDeathsQueriesAndRequestsAtOnce) {
                 case 3:
                     if (mine) mine->onDied();
                     break;
-                case 4:
-                    service->setSfxParam(request.data(), throwDice(21));
+                case 4: {
+                    const int commands[] = {0, 1, 1, 2, 2, 10, 12};
+                    const int profile = static_cast<int>(throwDice(6));
+                    const int value = static_cast<int>(throwDice(18));
+                    const int id = 100 + static_cast<int>(throwDice(17));
+                    const int number = commands[throwDice(7)];
+                    auto request = number == 2 ? bytesOf({command(2), 0, profile, type, id, value})
+                                               : bytesOf({command(number), 0, profile, id, value});
+                    request.resize(request.size() - throwDice(3));
+                    setBytes(std::move(request));
                     break;
+                }
                 case 5:
-                    service->getSfxParam(request.data(), throwDice(13), answer, 128);
+                    service->getSfxParam(question.data(), throwDice(13), answer, 128);
                     break;
-                case 6:
-                    service->setSelectedTuningDevice(static_cast<int>(uid), names, 0);
+                case 6: {
+                    std::string& device = devices[throwDice(3)];
+                    service->setSelectedTuningDevice(4, device.data(),
+                                                     static_cast<int>(device.size()));
                     break;
+                }
                 case 7:
                     service->setIntParam(android::fourCharacters("RLTF"), 0);
                     break;

@@ -8,20 +8,10 @@ using testing::IsEmpty;
 
 const Bytes kNotice = bytesOf({-1, 0});
 
-class VeloraManagerServiceTest : public ServiceFixture {
-protected:
-    std::vector<int32_t> ask(Bytes request, uint32_t room) {
-        std::vector<int32_t> out(16, 77);
-        EXPECT_EQ(service->getSfxParam(request.data(), static_cast<uint32_t>(request.size()),
-                                       out.data(), room),
-                  0);
-        while (!out.empty() && out.back() == 77) out.pop_back();
-        return out;
-    }
-};
+using VeloraManagerServiceTest = ServiceFixture;
 
 TEST_F(VeloraManagerServiceTest, AnswersNeutrallyUntilARegistrationInitialises) {
-    fake.initResult = -19;
+    std::filesystem::remove_all(dir.path() / "odm");
     service->registerClient(nullptr, 0, 1);
     service->registerClient(nullptr, 0, 2);
     char buffer[] = "untouched";
@@ -47,18 +37,15 @@ TEST_F(VeloraManagerServiceTest, AnswersNeutrallyUntilARegistrationInitialises) 
                             " SndManager doesn't initialize!"),
                   1U);
     }
+    service->setIntParam(android::fourCharacters("RLTF"), 0);
     service->unregisterClient(nullptr, 0, 1);  // nothing to save yet
-    endService();
-    EXPECT_THAT(fake.takeCalls(), ElementsAre("init", "init", "~"));  // nor at the end
+    EXPECT_FALSE(std::filesystem::exists(dir.path() / "data/vendor/velora/kiv_sqlite3.db"));
 
-    service = sp<android::VeloraManagerService>::make();
-    service->registerClient(nullptr, 0, 1);
-    fake.takeCalls();
-    fake.initResult = 0;
+    install(contentsOf(sourceFile("data/minimal.xml")));
     service->registerClient(nullptr, 0, 3);
     service->registerClient(nullptr, 0, 4);
-    EXPECT_TRUE(service->getSfxEnabled());
-    EXPECT_THAT(fake.takeCalls(), ElementsAre("init"));
+    EXPECT_GT(key("DTFV"), 0);
+    EXPECT_EQ(log.count("I SndManager: Created SFX effect version [ 0 ]"), 1U);
 }
 
 struct TypeCase {
@@ -85,11 +72,8 @@ TEST_F(VeloraManagerServiceTest, EachClientTypeMovesItsCountersAndFlags) {
         };
         EXPECT_THAT(state(), ElementsAre(c.cp, c.dv, c.multichannel, c.channels, c.game,
                                          c.spatializer, c.codec));
-        fake.takeCalls();
         service->unregisterClient(nullptr, c.type, 1000);
         EXPECT_THAT(state(), ElementsAre(0, 0, 0, 0, 0, 0, c.codec));
-        const bool plain = c.codec == -1 && c.game == 0 && c.spatializer == 0;
-        EXPECT_EQ(fake.takeCalls().size(), plain ? 1U : 0U);  // only a plain client's leaving saves
     }
 }
 
@@ -160,7 +144,6 @@ TEST_F(VeloraManagerServiceTest, ADeadClientLeavesWithItsCounterAndNothingElse) 
     EXPECT_FALSE(service->hasMulitchannelDecDV());
     EXPECT_EQ(key("DCOC"), 8);
     EXPECT_EQ(key("GDEA"), 1);
-    EXPECT_EQ(fake.countOf("save all"), 0U);
 
     const auto successor = enter(4, 50);  // no notice of the deaths came before this one's
     EXPECT_THAT(witness->take(1), ElementsAre(kNotice));
@@ -214,28 +197,29 @@ TEST_F(VeloraManagerServiceTest, UpdatesGoToEveryClientInKeyOrderWhateverAnother
 }
 
 TEST_F(VeloraManagerServiceTest, GetRequestsAreAnsweredInWords) {
-    service->registerClient(nullptr, 0, 1);
-    fake.parameters[109] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
-    fake.parameters[106] = {16};
-    fake.selectedProfile = 2;
-    fake.mono = true;
+    const auto client = enter(0, 1);
+    set({command(10), 0, 2});
+    set({command(2), 0, 2, 3, 106, 11});
+    client->take(2);
+    const std::vector<int32_t> gains{-96, -84, -60, -48, -36, -12, 0,  2,  8, 16,
+                                     22,  24,  28,  36,  40,  34,  22, 16, 0, -16};
     struct Case {
         std::vector<int32_t> request;
         uint32_t room;
         std::vector<int32_t> answer;
     } const cases[] = {
         {{command(0)}, 4, {1}},
-        {{command(1), 109, 2}, 40, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}},
-        {{command(1), 109, 0}, 36, {}},
-        {{command(1), 104, 0}, 0, {}},  // no values: nothing to write
-        {{command(2), 106, 0x77777723}, 4, {16}},
-        {{command(3)}, 4, {3}},
+        {{command(1), 109, 4}, 80, gains},
+        {{command(1), 109, 4}, 79, {}},
+        {{command(1), 116, 0}, 0, {}},  // no values: nothing to write
+        {{command(2), 106, 0x77777723}, 4, {11}},
+        {{command(3)}, 4, {5}},
         {{command(4)}, 4, {4}},
         {{command(10)}, 4, {2}},
         {{command(10)}, 3, {}},
-        {{command(11), 1}, 4, {1}},
-        {{command(11), 2}, 4, {0}},
-        {{command(13)}, 4, {1}},
+        {{command(11), 1}, 4, {0}},
+        {{command(11), 2}, 4, {1}},
+        {{command(13)}, 4, {0}},
         {{command(5)}, 4, {}},
         {{command(12)}, 4, {}},
         {{command(14)}, 4, {}},
@@ -243,32 +227,32 @@ TEST_F(VeloraManagerServiceTest, GetRequestsAreAnsweredInWords) {
         {{command(3) | 1}, 4, {}},
     };
     for (const Case& c : cases) {
-        EXPECT_EQ(ask(bytesOf(c.request), c.room), c.answer) << testing::PrintToString(c.request);
+        EXPECT_EQ(ask(c.request, c.room), c.answer) << testing::PrintToString(c.request);
     }
-    EXPECT_EQ(fake.countOf("get 2/3"), 1U);
-    EXPECT_EQ(fake.countOf("get 2"), 1U);
     EXPECT_EQ(log.count("E VeloraManagerService: packAndReceiveParam : Invalid output length, not "
                         "enough buffer!"),
               2U);
     EXPECT_EQ(log.count("E VeloraManagerService: packAndReceiveParam : Invalid input length!"), 0U);
-    EXPECT_EQ(ask({0, 0}, 4), std::vector{1});  // too short, answered from zeros
-    EXPECT_EQ(ask({}, 4), std::vector{1});
+    EXPECT_EQ(askBytes({0, 0}, 4), std::vector{1});  // too short, answered from zeros
+    EXPECT_EQ(askBytes({}, 4), std::vector{1});
     EXPECT_EQ(log.count("E VeloraManagerService: packAndReceiveParam : Invalid input length!"), 2U);
     EXPECT_EQ(service->getSfxParam(nullptr, 4, nullptr, 4), 0);
 }
 
 TEST_F(VeloraManagerServiceTest, DeviceNamesFillTheBufferWithBlanksBetweenAndBehind) {
     service->registerClient(nullptr, 0, 1);
-    std::string buffer(18, '#');
-    service->getAvailableTuningDevices(1, buffer.data(), 16);
-    EXPECT_EQ(buffer, "default_hdmi tv ##");
-    EXPECT_EQ(fake.countOf("devices 1"), 1U);
-    buffer.assign(20, '#');
-    service->getAvailableTuningDevices(1, buffer.data(), 20);
-    EXPECT_EQ(buffer, "default_hdmi tv     ");
-    buffer.assign(20, '#');
-    for (const int length : {15, 0, -1}) {
-        service->getAvailableTuningDevices(1, buffer.data(), length);
+    const std::string names = "default_hdmi hdmi_soundbar ";
+    const int length = service->getAvailableTuningDevicesLen(1);
+    EXPECT_EQ(length, static_cast<int>(names.size()));
+    for (const int room : {length, length + 5}) {
+        std::string buffer(40, '#');
+        service->getAvailableTuningDevices(1, buffer.data(), room);
+        EXPECT_EQ(buffer, names + std::string(static_cast<size_t>(room - length), ' ') +
+                              std::string(static_cast<size_t>(40 - room), '#'));
+    }
+    std::string buffer(40, '#');
+    for (const int room : {length - 1, 0, -1}) {
+        service->getAvailableTuningDevices(1, buffer.data(), room);
     }
     service->getAvailableTuningDevices(1, nullptr, 100);
     for (const int port : {7, -1}) {
@@ -277,7 +261,7 @@ TEST_F(VeloraManagerServiceTest, DeviceNamesFillTheBufferWithBlanksBetweenAndBeh
         service->setSelectedTuningDevice(port, buffer.data(), 4);
         EXPECT_EQ(service->getAvailableTuningDevicesLen(port), 0);
     }
-    EXPECT_EQ(buffer, std::string(20, '#'));
+    EXPECT_EQ(buffer, std::string(40, '#'));
     EXPECT_EQ(log.count("E VeloraManagerService: getAvailableTuningDevices not enough buffer for "
                         "transferring device name lists for port 1"),
               4U);
@@ -287,94 +271,100 @@ TEST_F(VeloraManagerServiceTest, DeviceNamesFillTheBufferWithBlanksBetweenAndBeh
             log.count(std::string("E VeloraManagerService: ") + name + " invalid port number, 7"),
             1U);
     }
-    EXPECT_EQ(service->getAvailableTuningDevicesLen(6), 106);
-    EXPECT_EQ(service->getSelectedTuningDevice(6), "port 6");
+    EXPECT_EQ(service->getAvailableTuningDevicesLen(6), 0);
+    EXPECT_EQ(service->getSelectedTuningDevice(6), "");
 }
 
 TEST_F(VeloraManagerServiceTest, NamesAreAskedForUpToTheCountIncluded) {
     service->registerClient(nullptr, 0, 1);
-    EXPECT_EQ(service->getProfileName(3), "profile 3");
-    EXPECT_EQ(service->getIeqPresetName(4), "preset 4");
-    EXPECT_EQ(service->getProfileName(4) + service->getProfileName(-1) +
-                  service->getIeqPresetName(5) + service->getIeqPresetName(-1),
+    EXPECT_EQ(service->getProfileName(4), "Mobility");
+    EXPECT_EQ(service->getIeqPresetName(3), "warm");
+    EXPECT_EQ(log.count("E ..."), 0U);
+    EXPECT_EQ(service->getProfileName(6) + service->getProfileName(-1) +
+                  service->getIeqPresetName(4) + service->getIeqPresetName(5) +
+                  service->getIeqPresetName(-1),
               "");
     EXPECT_EQ(log.count("E ..."), 0U);
+    EXPECT_EQ(service->getProfileName(5), "");
+    EXPECT_EQ(log.count("E SndManager: Invalid Profile Id!"), 1U);
 }
 
 TEST_F(VeloraManagerServiceTest, TheFormatVersionIsThreeNumbersBelowAThousand) {
-    service->registerClient(nullptr, 0, 1);
+    const std::string xml = contentsOf(sourceFile("data/minimal.xml"));
+    const auto place = xml.find("<format_version");
+    ASSERT_NE(place, std::string::npos);
     const std::pair<const char*, int64_t> cases[] = {
-        {"2.0.1", 2000001},
-        {"1.2.3", 1002003},
-        {"999.999.999", 999999999},
-        {"..", 0},
-        {"3x.4.", 3004000},
-        {"2.0", -22},
-        {"2.0.0.1", -22},
-        {"", -22},
-        {"1.1000.0", -22},
-        {"1.-1.0", -22},
-        {"1.0.99999999999999999999", -22},
+        {R"(major="1" minor="2" maintenance="3")", 1002003},
+        {R"(major="999" minor="999" maintenance="999")", 999999999},
+        {R"(major="3x" minor="4" maintenance="")", 3004000},
+        {R"(major="2" minor="0.0" maintenance="1")", -22},
+        {R"(major="1" minor="1000" maintenance="0")", -22},
+        {R"(major="1" minor="-1" maintenance="0")", -22},
+        {R"(major="1" minor="0" maintenance="99999999999999999999")", -22},
     };
-    for (const auto& [text, number] : cases) {
-        fake.version = text;
-        EXPECT_EQ(key("DTFV"), number) << text;
+    for (const auto& [version, number] : cases) {
+        install(std::string(xml).replace(place, xml.find("/>", place) - place,
+                                         std::string("<format_version ") + version));
+        restart();
+        EXPECT_EQ(key("DTFV"), number) << version;
     }
-    EXPECT_EQ(log.count("E VeloraManagerService: XML version 2.0 is not in Major.Minor.Maintain "
-                        "format!"),
+    EXPECT_EQ(log.count("E VeloraManagerService: XML version 2.0.0.1 is not in "
+                        "Major.Minor.Maintain format!"),
               1U);
     EXPECT_EQ(log.count("E VeloraManagerService: XML version 1.1000.0 is invalid!\n"), 1U);
 }
 
-TEST_F(VeloraManagerServiceTest, TheDialogEnhancerAmountNeedsBothParameters) {
-    service->registerClient(nullptr, 0, 1);
-    fake.selectedProfile = 1;
-    EXPECT_EQ(key("DEAM"), -1);
-    fake.parameters[105] = {0};
-    EXPECT_EQ(key("DEAM"), -1);
-    fake.parameters[108] = {9, 4};
+TEST_F(VeloraManagerServiceTest, TheDialogEnhancerAmountIsThatOfTheSelectedProfileOnTheSpeaker) {
+    const auto client = enter(0, 1);
+    set({command(2), 0, 0, 0, 108, 9});
+    client->take(1);
+    EXPECT_EQ(key("DEAM"), 9);
+    set({command(2), 0, 0, 0, 105, 0});  // the graphic equaliser goes off
+    client->take(1);
     EXPECT_EQ(key("DEAM"), 0);
-    fake.parameters[105] = {2};
-    EXPECT_EQ(key("DEAM"), 9);
-    EXPECT_EQ(fake.countOf("get 1/0"), 8U);
-    fake.selectedProfile = 2;
-    EXPECT_EQ(key("DEAM"), 9);
-    EXPECT_EQ(fake.countOf("get 2/0"), 2U);  // of the selected profile on the internal speaker
+    set({command(10), 0, 2});
+    set({command(1), 0, 2, 105, 1});
+    set({command(1), 0, 2, 108, 4});
+    client->take(3);
+    EXPECT_EQ(key("DEAM"), 4);
 }
 
 TEST_F(VeloraManagerServiceTest, IntegersAreReadByTheirKeys) {
     EXPECT_EQ(key("LCTM"), -1000);
     EXPECT_EQ(key("SPKP"), 0);
-    service->registerClient(nullptr, 0, 1);
+    const auto client = enter(0, 1);
     EXPECT_EQ(key("ADEV"), 2);
     EXPECT_GE(key("LCTM"), 0);
-    EXPECT_EQ(key("AGSG"), -7);
+    EXPECT_EQ(key("AGSG"), -24);
     EXPECT_EQ(key("CHCT"), 2);
+    EXPECT_EQ(key("NONE"), -1);
+    EXPECT_EQ(key("RLTF"), -1);
     const auto switches = [&] {
         return std::vector{key("APMO"), key("SFXO"), key("SPKM"), key("SPKP")};
     };
     EXPECT_THAT(switches(), ElementsAre(0, 1, 0, 0));
-    for (auto* const one : {&fake.mobility, &fake.mono, &fake.portrait}) {
-        *one = true;
-        EXPECT_THAT(switches(), ElementsAre(fake.mobility, 1, fake.mono, fake.portrait));
-        EXPECT_EQ(service->isMobilityProfileSelected(), fake.mobility);
-        EXPECT_EQ(service->isMonoInternalSpeaker(), fake.mono);
-        EXPECT_EQ(service->isSpeakerPortraitMode(), fake.portrait);
-        *one = false;
-    }
-    EXPECT_EQ(key("NONE"), -1);
-    EXPECT_EQ(key("RLTF"), -1);
+    set({command(0), 0, 0});
+    set({command(10), 0, 4});
+    char name[] = "handheld_speaker";
+    service->setSelectedTuningDevice(0, name, sizeof name - 1);
+    client->take(3);
+    EXPECT_THAT(switches(), ElementsAre(1, 0, 1, 1));
 }
 
 TEST_F(VeloraManagerServiceTest, ReloadingTellsTheClientsOnlyWhenItSucceeded) {
     const auto client = enter(0, 1);
     service->setIntParam(android::fourCharacters("RLTX"), 1);
-    fake.reloadResult = -2;
+    dir.write("data/vendor/velora/kiv-extra.xml", "<no");
     service->setIntParam(android::fourCharacters("RLTF"), 1);
     EXPECT_THAT(client->take(0), IsEmpty());
-    fake.reloadResult = 0;
+    EXPECT_EQ(log.count("I SndManager: Tell SndContextManager to reload tuning XML."), 1U);
+    dir.write("data/vendor/velora/kiv-extra.xml", contentsOf(sourceFile("data/kiv-extra.xml")));
     service->setIntParam(android::fourCharacters("RLTF"), 0);
     EXPECT_THAT(client->take(1), ElementsAre(Bytes{}));
+    char name[] = "bluetooth_car_kit";
+    service->setSelectedTuningDevice(4, name, sizeof name - 1);
+    client->take(1);
+    EXPECT_EQ(service->getSelectedTuningDevice(4), name);
 }
 
 TEST_F(VeloraManagerServiceTest, RawParametersGoToTheStore) {
@@ -384,8 +374,8 @@ TEST_F(VeloraManagerServiceTest, RawParametersGoToTheStore) {
     SfxParamStore::Caches caches;
     int count = 0;
     EXPECT_EQ(service->getStoredParams(&caches, true, &count), 0);
-    ASSERT_EQ(count, 1);
-    EXPECT_EQ(caches.valueAt(0)->params().at(42), (std::vector<int32_t>{3, 4}));
+    const auto index = static_cast<size_t>(caches.indexOfKey(0x8));
+    EXPECT_EQ(caches.valueAt(index)->params().at(42), (std::vector<int32_t>{3, 4}));
 }
 
 }  // namespace

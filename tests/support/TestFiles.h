@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <string_view>
 
@@ -36,6 +37,12 @@ private:
 /// A file of the source tree.
 inline std::string sourceFile(std::string_view name) {
     return std::filesystem::path(VELORA_SOURCE_DIR) / name;
+}
+
+inline std::string contentsOf(const std::string& path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
 }
 
 }  // namespace velora::test

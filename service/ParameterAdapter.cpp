@@ -1,0 +1,136 @@
+#define LOG_TAG "ParameterAdapter"
+
+#include "service/ParameterAdapter.h"
+
+#include <algorithm>
+
+#include <log/log.h>
+
+namespace velora {
+
+namespace {
+
+// The renderer's configuration, whose first value is the steerer's source distance.
+constexpr Parameter kRendering = ADVANCED_HEADPHONE_VIRTUALIZER_RENDERING_CONFIG;
+constexpr std::array kRenderingTemplate{35, 32767, 32767, 32767, 0, 3, 3, 3};
+
+const AdapterParameter* find(int id) {
+    const bool known = id >= kFirstAdapterParameter && id <= kAdapterParameters.back().id;
+    return known ? &kAdapterParameters[static_cast<size_t>(id - kFirstAdapterParameter)] : nullptr;
+}
+
+const AdapterParameter* findOrLog(int id) {
+    const AdapterParameter* const parameter = find(id);
+    if (parameter == nullptr) ALOGE("param id %d not supported", id);
+    return parameter;
+}
+
+bool isOfEndpoints(Scope scope) { return scope == Scope::ENDPOINT || scope == Scope::STEERING; }
+
+/// The one endpoint that has a parameter, or whose values stand for the whole profile.
+Endpoint endpointOf(Scope scope) {
+    const bool headphone = scope == Scope::HEADPHONE || scope == Scope::STEERING;
+    return headphone ? Endpoint::HEADPHONE : Endpoint::SPEAKER;
+}
+
+}  // namespace
+
+int ParameterAdapter::getParameterLength(int id) const {
+    const AdapterParameter* const parameter = findOrLog(id);
+    return parameter != nullptr ? parameter->length : 1;
+}
+
+void ParameterAdapter::setParameter(int profile, int id, Values& values) {
+    if (const auto* const parameter = find(id)) set(*parameter, profile, values);
+}
+
+void ParameterAdapter::setProfileEndpointParameter(int profile, Endpoint endpoint, int id,
+                                                   Values& values) {
+    const AdapterParameter* const parameter = find(id);
+    if (parameter == nullptr || !isOfEndpoints(parameter->scope)) return;
+    set(*parameter, profile, endpoint, values);
+}
+
+ParameterAdapter::Values ParameterAdapter::getParameter(int profile, int id) {
+    const AdapterParameter* const parameter = findOrLog(id);
+    if (parameter == nullptr) return {};
+    switch (parameter->scope) {
+        case Scope::PROFILE:
+            return mContext->getProfileParameter(profile, parameter->parameter);
+        case Scope::GEQ_PRESET:
+            return mContext->getProfileGeqParameter(profile, parameter->parameter);
+        case Scope::ENDPOINT:
+        case Scope::STEERING:
+        case Scope::HEADPHONE:
+        case Scope::SPEAKER:
+            break;
+    }
+    return get(*parameter, profile, endpointOf(parameter->scope));
+}
+
+ParameterAdapter::Values ParameterAdapter::getProfileEndpointParameter(int profile,
+                                                                       Endpoint endpoint, int id) {
+    const AdapterParameter* const parameter = findOrLog(id);
+    if (parameter == nullptr || !isOfEndpoints(parameter->scope)) return {};
+    return get(*parameter, profile, endpoint);
+}
+
+void ParameterAdapter::set(const AdapterParameter& parameter, int profile, Values& values) {
+    switch (parameter.scope) {
+        case Scope::PROFILE:
+            clamp(parameter, values);
+            mContext->setProfileParameter(profile, parameter.parameter, values);
+            return;
+        case Scope::GEQ_PRESET:
+            clamp(parameter, values);
+            mContext->setProfileGeqParameter(profile, parameter.parameter, values);
+            return;
+        case Scope::HEADPHONE:
+        case Scope::SPEAKER:  // as it is
+            mContext->setProfileParameter(profile, endpointOf(parameter.scope), parameter.parameter,
+                                          values);
+            return;
+        case Scope::ENDPOINT:
+        case Scope::STEERING:
+            break;
+    }
+    for (const Endpoint endpoint : kEndpoints) set(parameter, profile, endpoint, values);
+}
+
+void ParameterAdapter::set(const AdapterParameter& parameter, int profile, Endpoint endpoint,
+                           Values& values) {
+    clamp(parameter, values);
+    if (parameter.scope == Scope::STEERING && !isSteeredByEndpoints(profile)) {
+        restoreRendering(profile);
+    } else {
+        mContext->setProfileParameter(profile, endpoint, parameter.parameter, values);
+    }
+}
+
+ParameterAdapter::Values ParameterAdapter::get(const AdapterParameter& parameter, int profile,
+                                               Endpoint endpoint) {
+    if (parameter.scope == Scope::STEERING && !isSteeredByEndpoints(profile)) {
+        const Values rendering = mContext->getProfileParameter(profile, kRendering);
+        return {rendering.empty() ? kRenderingTemplate.front() : rendering.front()};
+    }
+    return mContext->getProfileParameter(profile, endpoint, parameter.parameter);
+}
+
+void ParameterAdapter::clamp(const AdapterParameter& parameter, Values& values) const {
+    const bool byPresets = parameter.max == kNumberOfIeqPresets;
+    const int max = byPresets ? mContext->getNumOfIeqPresets() : parameter.max;
+    for (int& value : values) value = std::clamp(value, parameter.min, max);
+}
+
+bool ParameterAdapter::isSteeredByEndpoints(int profile) {
+    const Values mode = mContext->getProfileParameter(profile, HEADPHONE_VIRTUALIZER_MODE);
+    return !mode.empty() && mode.front() == 1;
+}
+
+// Whatever distance was asked for.
+void ParameterAdapter::restoreRendering(int profile) {
+    mContext->setProfileParameter(profile, kRendering,
+                                  {kRenderingTemplate.begin(), kRenderingTemplate.end()});
+}
+
+}  // namespace velora

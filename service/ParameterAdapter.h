@@ -1,0 +1,46 @@
+#pragma once
+
+#include "context/SndContext.h"
+#include "model/Port.h"
+#include "service/AdapterParameter.h"
+
+namespace velora {
+
+/// Serves the client-facing parameters (`kAdapterParameters`): brings values into their range and
+/// reads and writes them where they live in the sound context, whose change rule and notifications
+/// apply.
+///
+/// Owned by the facade and used under its lock; the context stays its owner's. `profile` must be
+/// one of the context's. A number that has no row is logged and gets the neutral answer; the
+/// setters ignore it silently.
+class ParameterAdapter {
+public:
+    using Values = SndContext::Values;
+
+    explicit ParameterAdapter(SndContext* context) : mContext(context) {}
+
+    /// Number of values of a parameter; 1 for an unknown one.
+    int getParameterLength(int id) const;
+
+    /// For the whole profile. `values` are those that were written, within their range; a
+    /// virtualiser's switch is written as it is.
+    void setParameter(int profile, int id, Values& values);
+    /// As the speaker has it, or the one endpoint that has it.
+    Values getParameter(int profile, int id);
+
+    /// For one endpoint; nothing, and empty, for a parameter that isn't kept by endpoint.
+    void setProfileEndpointParameter(int profile, Endpoint endpoint, int id, Values& values);
+    Values getProfileEndpointParameter(int profile, Endpoint endpoint, int id);
+
+private:
+    void set(const AdapterParameter& parameter, int profile, Values& values);
+    void set(const AdapterParameter& parameter, int profile, Endpoint endpoint, Values& values);
+    Values get(const AdapterParameter& parameter, int profile, Endpoint endpoint);
+    void clamp(const AdapterParameter& parameter, Values& values) const;
+    bool isSteeredByEndpoints(int profile);
+    void restoreRendering(int profile);
+
+    SndContext* const mContext;
+};
+
+}  // namespace velora
