@@ -117,19 +117,29 @@ void SndContextManager::init() {
     mParser.reset();
 }
 
+// A context of which something couldn't be read isn't used: saving it would make the gap lasting.
 void SndContextManager::loadContextLocked(const std::string& path) {
-    initDatabase(mProvider.get(), path);
+    if (initDatabase(mProvider.get(), path) != 0) return;
+    const size_t failedBefore = mProvider->failedReads();
     if (mProvider->init() != 0) return;
     mFormatVersion = mProvider->getDefaultXmlFormatVersion();
     mZenithGameSystemGain = mProvider->getZenithGameSystemGain();
     mObservable = std::make_unique<SndContextChangeObservable>();
     mContext = std::make_unique<SndContext>(mProvider.get(), mObservable.get());
     mContext->load();
+    if (mProvider->failedReads() == failedBefore) return;
+    ALOGE("The stored settings couldn't be read, they stay as they are");
+    mContext.reset();
+    mObservable.reset();
 }
 
 // One transaction: with the new signature stored, nobody would merge the extra file later.
 int SndContextManager::initDatabase(Provider* provider, const std::string& path) {
     DeviceData* const data = loadXmlIfChanged(path, provider);
+    if (provider->failedReads() > 0) {
+        ALOGE("The stored settings couldn't be read, they stay as they are");
+        return android::INVALID_OPERATION;
+    }
     if (data == nullptr) return 0;
     data->validateData();
     provider->beginTransaction();
@@ -143,7 +153,7 @@ int SndContextManager::initDatabase(Provider* provider, const std::string& path)
 
 DeviceData* SndContextManager::loadXmlIfChanged(const std::string& path, Provider* provider) {
     const std::string signature = getChangedSignature(path, provider);
-    if (signature.empty()) return nullptr;
+    if (signature.empty() || provider->failedReads() > 0) return nullptr;
     ALOGD("Tuning XML file has been updated");
     mParser = std::make_unique<TuningFileParser>();
     if (mParser->setTuningFile(path) != 0) {
@@ -166,13 +176,17 @@ DeviceData* SndContextManager::loadXmlIfChanged(const std::string& path, Provide
 
 std::string SndContextManager::getChangedSignature(const std::string& path, Provider* provider) {
     std::string signature = getSignature(path);
+    if (provider->isEmpty() || !provider->isComplete()) return signature;
     if (signature != provider->getDefaultXmlSignature()) return signature;
     return provider->isDatabaseVersionChanged() ? signature : std::string();
 }
 
 std::string SndContextManager::getSignature(const std::string& path) {
     const MappedFile file(path);
-    if (!file.isValid()) return {};
+    if (!file.isValid()) {
+        ALOGE("%s(): can't read %s", __func__, path.c_str());
+        return {};
+    }
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned int size = 0;
     if (EVP_Digest(file.data(), file.size(), digest, &size, EVP_md5(), nullptr) != 1) return {};
@@ -251,8 +265,9 @@ int SndContextManager::loadOemTuningLocked() {
         return android::INVALID_OPERATION;
     }
     ALOGI("Tell database to reload cached device tuning mappings.");
+    const size_t failedBefore = mProvider->failedReads();
     mProvider->reloadCachedDeviceTunings();
-    return 0;
+    return mProvider->failedReads() == failedBefore ? 0 : android::INVALID_OPERATION;
 }
 
 bool SndContextManager::mergeOemTuning(const DeviceData& oem, const DeviceData& defaults,

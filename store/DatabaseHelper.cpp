@@ -6,10 +6,13 @@
 #include "store/Schema.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <utility>
 
 #include <sqlite3.h>
+#include <unistd.h>
 
 #include <log/log.h>
 #include <velora/RootPrefix.h>
@@ -23,21 +26,15 @@ constexpr std::string_view kDefaultCopy = "default";
 constexpr std::string_view kOemCopy = "oem";
 constexpr std::string_view kTrue = "true";
 constexpr std::string_view kFalse = "false";
-constexpr int kBusyTimeoutMs = 5000;
+constexpr int kBusyTimeoutMs = 2000;  // nobody else should use the file at all
 
 constexpr int kOk = 0;
 constexpr int kFailed = 1;
 
-/// The columns of a table behind `_id` and `custom_name`, and the lines that fill them.
-struct Column {
-    std::string_view name;
-    std::string_view line;
-};
-
 /// What every row of a table is inserted with.
 struct TableInfo {
-    explicit TableInfo(const TableSchema& table) {
-        for (const AttributeColumn& a : table.attributes) columns.push_back({a.column, a.line});
+    explicit TableInfo(const TableSchema& table)
+        : columns(table.attributes.begin(), table.attributes.end()) {
         for (const Parameter p : table.params) {
             columns.push_back({infoOf(p).column, infoOf(p).column});
         }
@@ -47,7 +44,7 @@ struct TableInfo {
         insertSql.append(")");
     }
 
-    std::vector<Column> columns;
+    std::vector<AttributeColumn> columns;  ///< behind `_id` and `custom_name`
     std::string insertSql = "INSERT INTO ";
 };
 
@@ -63,8 +60,8 @@ const TableInfo& infoOf(TableType table) {
 std::string buildColumnString(const TableSchema& table) {
     std::string columns = "_id INTEGER";
     if (table.hasCopies) columns.append(", custom_name TEXT");
-    for (const Column& column : infoOf(table.type).columns) {
-        columns.append(", ").append(column.name).append(" TEXT");
+    for (const AttributeColumn& column : infoOf(table.type).columns) {
+        columns.append(", ").append(column.column).append(" TEXT");
     }
     return columns;
 }
@@ -79,7 +76,7 @@ std::string_view getStringValue(std::string_view line, size_t equals) {
 }
 
 /// The values of a record's text form in the order of the columns; empty where it has no line.
-std::vector<std::string_view> getStringValues(const std::vector<Column>& columns,
+std::vector<std::string_view> getStringValues(const std::vector<AttributeColumn>& columns,
                                               std::string_view text) {
     std::vector<std::string_view> values(columns.size());
     size_t next = 0;  // lines come in the order of the columns
@@ -93,11 +90,14 @@ std::vector<std::string_view> getStringValues(const std::vector<Column>& columns
             continue;
         }
         const std::string_view name = line.substr(0, equals);
-        const auto matches = [&](const Column& column) { return column.line == name; };
+        const auto matches = [&](const AttributeColumn& column) { return column.line == name; };
         auto column =
             std::find_if(columns.begin() + static_cast<ptrdiff_t>(next), columns.end(), matches);
         if (column == columns.end()) column = std::find_if(columns.begin(), columns.end(), matches);
-        if (column == columns.end()) continue;
+        if (column == columns.end()) {
+            ALOGW("%.*s has no column", static_cast<int>(name.size()), name.data());
+            continue;
+        }
         const auto index = static_cast<size_t>(column - columns.begin());
         values[index] = getStringValue(line, equals);
         next = index + 1;
@@ -141,6 +141,9 @@ int RowData::number() const {
     return all.empty() ? 0 : all.front();
 }
 
+/// SQLite's own statements that make sure a transaction is on the disk when it is reported stored.
+constexpr char kDurable[] = "PRAGMA journal_mode=DELETE; PRAGMA synchronous=FULL";
+
 /// An open connection.
 class DatabaseHelper::Connection {
 public:
@@ -165,7 +168,9 @@ public:
     ~Connection() { sqlite3_close(mHandle); }
 
     sqlite3* handle() const { return mHandle; }
+    void makeDurable() const { sqlite3_exec(mHandle, kDurable, nullptr, nullptr, nullptr); }
     const char* lastError() const { return sqlite3_errmsg(mHandle); }
+    int lastResult() const { return sqlite3_errcode(mHandle); }
     bool isInTransaction() const { return sqlite3_get_autocommit(mHandle) == 0; }
 
 private:
@@ -179,7 +184,9 @@ class DatabaseHelper::Statement {
 public:
     Statement(const Connection& connection, const std::string& sql)
         : mResult(sqlite3_prepare_v2(connection.handle(), sql.c_str(), static_cast<int>(sql.size()),
-                                     &mHandle, nullptr)) {}
+                                     &mHandle, nullptr)) {
+        if (mHandle == nullptr && mResult == SQLITE_OK) mResult = SQLITE_MISUSE;  // no statement
+    }
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
     ~Statement() { sqlite3_finalize(mHandle); }
@@ -223,7 +230,7 @@ public:
 
 private:
     sqlite3_stmt* mHandle = nullptr;
-    const int mResult;
+    int mResult;
 };
 
 DatabaseHelper::DatabaseHelper(std::string_view fileName)
@@ -233,22 +240,61 @@ DatabaseHelper::DatabaseHelper(std::string_view fileName)
 
 DatabaseHelper::~DatabaseHelper() = default;
 
+// Every page is looked at: damage that only a write would meet is found while the file can still be
+// replaced. A file that can't be looked at now isn't used at all.
 void DatabaseHelper::open() {
     mConnection = Connection::open(mPath);
-    // Reading shows whether it is a database at all.
-    if (mConnection != nullptr) getAllRows("SELECT COUNT(*) FROM sqlite_master", {}, [](auto) {});
+    if (mConnection == nullptr) return;
+    std::string check;
+    int64_t tables = 0;
+    const bool read = getAllRows("PRAGMA quick_check(1)", {},
+                                 [&](std::span<const RowData> row) { check = row[0].text; }) &&
+                      getAllRows("SELECT COUNT(*) FROM sqlite_master", {},
+                                 [&](std::span<const RowData> row) { tables = row[0].integer; });
+    mEmpty = tables == 0;
+    if (read && check == "ok") {
+        mConnection->makeDurable();
+        return;
+    }
+    const int result = mConnection->lastResult();
+    mDamaged = mDamaged || read || !isStorageFailure(result);
+    if (mDamaged) ALOGE("database %s is damaged: %s", mPath.c_str(), check.c_str());
+    mStatements.clear();
+    mConnection.reset();
 }
 
 void DatabaseHelper::replaceDamaged() {
     const std::string aside = mPath + ".damaged";
-    ALOGE("the database %s is damaged, it is kept as %s", mPath.c_str(), aside.c_str());
     forgetState();
     mConnection.reset();
-    mDamaged = false;
     // A journal belongs to the file that goes.
-    rename(mPath.c_str(), aside.c_str());
+    unlink((aside + "-journal").c_str());
+    if (rename(mPath.c_str(), aside.c_str()) != 0) {
+        ALOGE("the damaged database %s can't be put aside: %s", mPath.c_str(), strerror(errno));
+        return;
+    }
     rename((mPath + "-journal").c_str(), (aside + "-journal").c_str());
+    ALOGE("the database %s is damaged, it is kept as %s", mPath.c_str(), aside.c_str());
+    mDamaged = false;
+    mFailedReads = 0;
     open();
+}
+
+bool DatabaseHelper::hasLayout() {
+    std::map<std::string, std::string, std::less<>> columns;  // by table
+    const bool read = getAllRows(
+        "SELECT m.name, c.name FROM sqlite_master AS m, pragma_table_info(m.name) AS c ORDER BY "
+        "m.name, c.cid",
+        {}, [&](std::span<const RowData> row) {
+            columns[std::string(row[0].text)].append(row[1].text).append(",");
+        });
+    return read && std::all_of(kTables.begin(), kTables.end(), [&](const TableSchema& table) {
+               std::string expected = table.hasCopies ? "_id,custom_name," : "_id,";
+               for (const AttributeColumn& column : infoOf(table.type).columns) {
+                   expected.append(column.column).append(",");
+               }
+               return columns[std::string(table.name)] == expected;
+           });
 }
 
 void DatabaseHelper::forgetState() {
@@ -266,13 +312,13 @@ void DatabaseHelper::init() {
                     .append(buildColumnString(table))
                     .append(")"));
     }
+    mEmpty = false;
 }
 
 void DatabaseHelper::clear() {
     for (const TableSchema& table : kTables) {
         execSQL(std::string("DROP TABLE IF EXISTS ").append(table.name));
     }
-    mRowCounts = {};
 }
 
 void DatabaseHelper::beginTransaction() {
@@ -282,14 +328,16 @@ void DatabaseHelper::beginTransaction() {
 }
 
 bool DatabaseHelper::commitTransaction() {
-    if (mDepth == 0 || --mDepth > 0) return mTransaction != Transaction::FAILED;
-    bool stored = mTransaction == Transaction::OPEN && execSQL("COMMIT") == kOk;
-    stored = stored && mConnection != nullptr && !mConnection->isInTransaction();
+    if (mDepth == 0) {
+        ALOGE("there is no transaction to commit");
+        return false;
+    }
+    if (--mDepth > 0) return mTransaction == Transaction::OPEN;
+    const bool stored = mTransaction == Transaction::OPEN && execSQL("COMMIT") == kOk;
     mTransaction = Transaction::NONE;
     if (!stored) {
         ALOGE("the transaction failed, nothing of it is stored");
         if (mConnection != nullptr && mConnection->isInTransaction()) execSQL("ROLLBACK");
-        mRowCounts = {};
     }
     return stored;
 }
@@ -298,7 +346,7 @@ bool DatabaseHelper::commitTransaction() {
 // what followed would be stored by itself.
 void DatabaseHelper::noteResult(int result) {
     if (!isStorageFailure(result)) return;
-    ALOGE("database %s: %s", mPath.c_str(), sqlite3_errstr(result));
+    ALOGE("database %s: %s", mPath.c_str(), mConnection->lastError());
     mDamaged = mDamaged || isDamage(result);
     abortTransaction();
 }
@@ -312,6 +360,7 @@ int DatabaseHelper::execSQL(const std::string& sql) {
         ALOGE("the db is not open...");
         return kFailed;
     }
+    mRowCounts = {};
     Statement statement(*mConnection, sql);
     if (statement.result() != SQLITE_OK) {
         ALOGD("failed to prepare SQL : %s", sql.c_str());
@@ -327,7 +376,8 @@ int DatabaseHelper::execSQL(const std::string& sql, Arguments arguments) {
         return kFailed;
     }
     if (!isStorable(arguments)) return kFailed;
-    Statement* const statement = prepare(sql);
+    int prepared = SQLITE_OK;
+    Statement* const statement = prepare(sql, &prepared);
     if (statement == nullptr) {
         ALOGD("failed to prepare SQL : %s", sql.c_str());
         abortTransaction();
@@ -339,9 +389,10 @@ int DatabaseHelper::execSQL(const std::string& sql, Arguments arguments) {
     return result;
 }
 
+// What follows a failure in its bracket isn't tried.
 int DatabaseHelper::runWrite(Statement& statement, const std::string& sql) {
-    const bool refused = mTransaction == Transaction::FAILED && sql != "ROLLBACK";
-    const int result = refused ? SQLITE_ABORT : statement.step();
+    if (mTransaction == Transaction::FAILED) return kFailed;
+    const int result = statement.step();
     statement.reset();
     if (result == SQLITE_DONE) return kOk;
     ALOGE("failed to exec SQL: %s", sql.c_str());
@@ -349,36 +400,37 @@ int DatabaseHelper::runWrite(Statement& statement, const std::string& sql) {
     return kFailed;
 }
 
-DatabaseHelper::Statement* DatabaseHelper::prepare(const std::string& sql) {
+DatabaseHelper::Statement* DatabaseHelper::prepare(const std::string& sql, int* result) {
     auto& statement = mStatements[sql];
     if (statement == nullptr) {
         statement = std::make_unique<Statement>(*mConnection, sql);
-        mPrepareResult = statement->result();
-        if (mPrepareResult != SQLITE_OK) {
+        *result = statement->result();
+        if (*result != SQLITE_OK) {
+            noteResult(*result);
             mStatements.erase(sql);
-            noteResult(mPrepareResult);
             return nullptr;
         }
     }
     return statement.get();
 }
 
-void DatabaseHelper::getAllRows(const std::string& sql, Arguments arguments,
+bool DatabaseHelper::getAllRows(const std::string& sql, Arguments arguments,
                                 const RowVisitor& visit) {
+    ++mFailedReads;  // until it has succeeded
     if (mConnection == nullptr) {
         ALOGE("the database is not connected");
-        return;
+        return false;
     }
-    Statement* const statement = prepare(sql);
+    int result = SQLITE_OK;
+    Statement* const statement = prepare(sql, &result);
     if (statement == nullptr) {
-        ALOGE("failed to prepare sql command: %s, ret = %d, line %d", sql.c_str(), mPrepareResult,
+        ALOGE("failed to prepare sql command: %s, ret = %d, line %d", sql.c_str(), result,
               __LINE__);
-        return;
+        return false;
     }
     statement->bind(arguments);
     std::vector<RowData> row;
-    int result = statement->step();
-    for (; result == SQLITE_ROW; result = statement->step()) {
+    for (result = statement->step(); result == SQLITE_ROW; result = statement->step()) {
         statement->readRow(row);
         visit(row);
     }
@@ -386,7 +438,10 @@ void DatabaseHelper::getAllRows(const std::string& sql, Arguments arguments,
     if (result != SQLITE_DONE) {
         ALOGE("Unknow error... %d", result);
         noteResult(result);
+        return false;
     }
+    --mFailedReads;
+    return true;
 }
 
 int64_t DatabaseHelper::getRowCount(TableType table) {
@@ -403,9 +458,13 @@ int64_t DatabaseHelper::getRowCount(TableType table) {
         noteResult(statement.result());
         return -1;
     }
+    if (const int result = statement.step(); result != SQLITE_ROW) {
+        ALOGE("can't count the rows of %s", schemaOf(table).name.data());
+        noteResult(result);
+        return -1;
+    }
     std::vector<RowData> row;
-    while (statement.step() == SQLITE_ROW) statement.readRow(row);
-    if (row.empty()) return -1;
+    statement.readRow(row);
     known = row.front().integer;
     return *known;
 }
@@ -422,10 +481,16 @@ bool DatabaseHelper::isStorable(std::span<const std::string_view> values) const 
 
 int64_t DatabaseHelper::insertRow(TableType table, std::span<const std::string_view> values,
                                   int64_t id) {
+    if (mTransaction == Transaction::FAILED) return id;
     if (id <= 0) id = getRowCount(table) + 1;
-    if (mConnection == nullptr || !isStorable(values)) return id;
+    if (mConnection == nullptr) {
+        ALOGE("the db is not open...");
+        return id;
+    }
+    if (!isStorable(values)) return id;
     const std::string& sql = infoOf(table).insertSql;
-    Statement* const statement = prepare(sql);
+    int prepared = SQLITE_OK;
+    Statement* const statement = prepare(sql, &prepared);
     if (statement == nullptr) {
         ALOGD("failed to prepare SQL : %s", sql.c_str());
         abortTransaction();
@@ -442,13 +507,6 @@ int64_t DatabaseHelper::insertRow(TableType table, std::span<const std::string_v
     return id;
 }
 
-int64_t DatabaseHelper::executeInsertCommand(TableType table, const std::string& text,
-                                             std::string_view customName, int64_t id) {
-    std::vector<std::string_view> values = getStringValues(infoOf(table).columns, text);
-    values.insert(values.begin(), customName);
-    return insertRow(table, values, id);
-}
-
 template <typename Record>
 void DatabaseHelper::insertRecord(TableType table, Record* record, std::string_view customName,
                                   int64_t id) {
@@ -456,7 +514,11 @@ void DatabaseHelper::insertRecord(TableType table, Record* record, std::string_v
         ALOGE("invalid value");
         return;
     }
-    record->setId(executeInsertCommand(table, record->toString(), customName, id));
+    const std::string text = record->toString();
+    auto values = getStringValues(infoOf(table).columns, text);
+    values.insert(values.begin(), customName);
+    const int64_t row = insertRow(table, values, id);
+    if (id <= 0) record->setId(row);
 }
 
 void DatabaseHelper::insertValue(IeqPreset* preset, std::string_view customName) {
@@ -485,16 +547,18 @@ void DatabaseHelper::insertValue(DeviceTuning* deviceTuning, std::string_view cu
 }
 
 template <typename Record>
-void DatabaseHelper::updateRecord(TableType table, Record* record, std::string_view customName,
+bool DatabaseHelper::updateRecord(TableType table, Record* record, std::string_view customName,
                                   const std::string& endpoint) {
     if (record == nullptr) {
         ALOGE("invalid value");
-        return;
+        return false;
     }
     if (customName == kDefaultCopy) {
         ALOGE("the default value can't be updated, %d", record->getProfileId());
-        return;
+        return false;
     }
+    const std::string text = record->toString();
+    if (!isStorable(getStringValues(infoOf(table).columns, text))) return false;
     const std::string profileId = std::to_string(record->getProfileId());
     std::string sql = std::string("DELETE FROM ")
                           .append(schemaOf(table).name)
@@ -507,21 +571,21 @@ void DatabaseHelper::updateRecord(TableType table, Record* record, std::string_v
     }
     mRowCounts[static_cast<size_t>(table)].reset();
     insertRecord(table, record, customName, record->getId());
-    commitTransaction();
+    return commitTransaction();
 }
 
-void DatabaseHelper::updateGeqValue(GeqPreset* preset, std::string_view customName) {
-    updateRecord(TableType::GEQ_PRESETS, preset, customName);
+bool DatabaseHelper::updateGeqValue(GeqPreset* preset, std::string_view customName) {
+    return updateRecord(TableType::GEQ_PRESETS, preset, customName);
 }
 
-void DatabaseHelper::updateProfileValue(Profile* profile, std::string_view customName) {
-    updateRecord(TableType::PROFILES, profile, customName);
+bool DatabaseHelper::updateProfileValue(Profile* profile, std::string_view customName) {
+    return updateRecord(TableType::PROFILES, profile, customName);
 }
 
-void DatabaseHelper::updateProfileEndpointValue(ProfileEndpoint* endpoint,
+bool DatabaseHelper::updateProfileEndpointValue(ProfileEndpoint* endpoint,
                                                 std::string_view customName) {
-    updateRecord(TableType::PROFILE_ENDPOINTS, endpoint, customName,
-                 endpoint != nullptr ? std::string(nameOf(endpoint->getEndpoint())) : "");
+    return updateRecord(TableType::PROFILE_ENDPOINTS, endpoint, customName,
+                        endpoint != nullptr ? std::string(nameOf(endpoint->getEndpoint())) : "");
 }
 
 template <typename Record, typename SetAttribute>
@@ -599,28 +663,28 @@ bool DatabaseHelper::queryTuning(std::string_view name, Tuning* tuning) {
                        });
 }
 
-std::vector<std::unique_ptr<DeviceTuning>> DatabaseHelper::queryDeviceTunings(
-    std::string_view port) {
-    std::vector<std::unique_ptr<DeviceTuning>> devices;
-    getAllRows("SELECT _id, device, port, tuning_id FROM device_tunings WHERE port=?", {port},
-               [&](std::span<const RowData> row) {
-                   devices.push_back(std::make_unique<DeviceTuning>(
-                       row[0].integer, std::string(row[1].text), std::string(row[2].text),
-                       std::string(row[3].text)));
-               });
-    return devices;
+bool DatabaseHelper::queryDeviceTunings(std::string_view port,
+                                        std::vector<std::unique_ptr<DeviceTuning>>* devices) {
+    return getAllRows(
+        "SELECT _id, device, port, tuning_id FROM device_tunings WHERE port=? ORDER BY rowid",
+        {port}, [&](std::span<const RowData> row) {
+            devices->push_back(
+                std::make_unique<DeviceTuning>(row[0].integer, std::string(row[1].text),
+                                               std::string(row[2].text), std::string(row[3].text)));
+        });
 }
 
-std::vector<std::string> DatabaseHelper::queryNames(TableType table, std::string_view customName) {
+std::map<int, std::string> DatabaseHelper::queryNames(TableType table,
+                                                      std::string_view customName) {
     const TableSchema& schema = schemaOf(table);
-    const std::string sql = std::string("SELECT name FROM ")
+    const std::string sql = std::string("SELECT ")
+                                .append(schema.attributes.front().column)  // the number
+                                .append(", name FROM ")
                                 .append(schema.name)
-                                .append(" WHERE custom_name=? ORDER BY CAST(")
-                                .append(schema.attributes.front().column)
-                                .append(" AS INTEGER)");
-    std::vector<std::string> names;
+                                .append(" WHERE custom_name=?");
+    std::map<int, std::string> names;
     getAllRows(sql, {customName},
-               [&](std::span<const RowData> row) { names.emplace_back(row[0].text); });
+               [&](std::span<const RowData> row) { names.emplace(row[0].number(), row[1].text); });
     return names;
 }
 
@@ -632,7 +696,6 @@ void DatabaseHelper::clearOem(TableType table, const char* message) {
                                 .append("'");
     ALOGD(message, sql.c_str());
     if (execSQL(sql) != kOk) abortTransaction();
-    mRowCounts[static_cast<size_t>(table)].reset();
 }
 
 void DatabaseHelper::clearOemTunings() {

@@ -53,7 +53,7 @@ struct RowData {
 /// record a call means is said by `customName`. Nothing throws: what fails is logged, and readers
 /// leave the record as it was. Between `beginTransaction` and `commitTransaction` all writes take
 /// effect together or not at all, whatever fails in between. A text with a single quote can't be
-/// stored: its row is lost, with an error logged.
+/// stored: its row is left out, or stays as it was, with an error logged.
 class DatabaseHelper {
 public:
     using RowVisitor = std::function<void(std::span<const RowData> row)>;
@@ -71,28 +71,38 @@ public:
     /// Drops all tables.
     void clear();
 
+    /// No table stands: nothing was ever stored.
+    bool isEmpty() const { return mEmpty; }
+    /// All tables stand, with the columns that this code reads and writes.
+    bool hasLayout();
     /// The file was found to be no database, or damaged: what it gave can't be trusted.
     bool isDamaged() const { return mDamaged; }
-    /// Puts a damaged file aside, under its name with ".damaged" behind it, and starts an empty
-    /// one.
+    /// Puts a damaged file aside, under its name with ".damaged" behind it, in the place of one
+    /// that is there, and starts an empty one. If it can't be put aside, it stays damaged.
     void replaceDamaged();
+    /// Queries of this file that failed so far, for whatever reason: what they were to give is not
+    /// known.
+    size_t failedReads() const { return mFailedReads; }
 
     /// Brackets count: only the outermost begins and commits.
     void beginTransaction();
-    /// True if all writes since the beginning are stored for good; else none is.
+    /// True if all writes since the beginning hold so far; at the end of the outermost bracket, are
+    /// stored for good. Else none is.
     bool commitTransaction();
     /// Makes the bracket at hand fail: nothing of it will be stored.
     void abortTransaction();
 
-    /// Runs one statement. 0, or 1 if it failed.
+    /// Runs one statement. 0, or 1 if it failed; one that SQLite doesn't accept leaves the bracket
+    /// at hand as it is.
     int execSQL(const std::string& sql);
-    /// The same with arguments bound to its question marks.
+    /// Runs a statement with arguments bound to its question marks; if it fails, so does the
+    /// bracket at hand.
     int execSQL(const std::string& sql, Arguments arguments);
     /// Number of rows, -1 if it can't be read.
     int64_t getRowCount(TableType table);
     /// Gives every row of a query's result to `visit`. What `visit` does must not change the
-    /// database.
-    void getAllRows(const std::string& sql, Arguments arguments, const RowVisitor& visit);
+    /// database. False if not all could be read.
+    bool getAllRows(const std::string& sql, Arguments arguments, const RowVisitor& visit);
 
     // A row id of 0 or less stands for the next one: the number of rows plus one, which the record
     // then takes.
@@ -103,10 +113,11 @@ public:
     void insertValue(Tuning* tuning, std::string_view customName);
     void insertValue(DeviceTuning* deviceTuning, std::string_view customName);
 
-    // Replace the row of a copy. The factory copy, "default", can't be replaced.
-    void updateGeqValue(GeqPreset* preset, std::string_view customName);
-    void updateProfileValue(Profile* profile, std::string_view customName);
-    void updateProfileEndpointValue(ProfileEndpoint* endpoint, std::string_view customName);
+    // Replace the row of a copy. True if that holds. The factory copy, "default", can't be
+    // replaced.
+    bool updateGeqValue(GeqPreset* preset, std::string_view customName);
+    bool updateProfileValue(Profile* profile, std::string_view customName);
+    bool updateProfileEndpointValue(ProfileEndpoint* endpoint, std::string_view customName);
 
     // Fill a record from its row. False, and nothing filled, when there is none.
     bool queryIeqValue(int presetId, std::string_view customName, IeqPreset* preset);
@@ -115,10 +126,11 @@ public:
     bool queryEndpointValue(int profileId, Endpoint endpoint, std::string_view customName,
                             ProfileEndpoint* record);
     bool queryTuning(std::string_view name, Tuning* tuning);
-    /// The devices of a port in the order of their rows.
-    std::vector<std::unique_ptr<DeviceTuning>> queryDeviceTunings(std::string_view port);
-    /// Names of profiles or IEQ presets of one copy, by ascending number.
-    std::vector<std::string> queryNames(TableType table, std::string_view customName);
+    /// The devices of a port in the order of their rows. False if they couldn't be read.
+    bool queryDeviceTunings(std::string_view port,
+                            std::vector<std::unique_ptr<DeviceTuning>>* devices);
+    /// Names of profiles or IEQ presets of one copy, by number.
+    std::map<int, std::string> queryNames(TableType table, std::string_view customName);
 
     void clearOemTunings();
     void clearOemDeviceTunings();
@@ -143,19 +155,17 @@ private:
 
     void open();
     void forgetState();
-    Statement* prepare(const std::string& sql);
+    /// Null if it failed, with SQLite's number in `result`.
+    Statement* prepare(const std::string& sql, int* result);
     int runWrite(Statement& statement, const std::string& sql);
     void noteResult(int result);
 
     bool isStorable(std::span<const std::string_view> values) const;
     int64_t insertRow(TableType table, std::span<const std::string_view> values, int64_t id);
-    /// Inserts the row that a record's text form describes, and returns its id.
-    int64_t executeInsertCommand(TableType table, const std::string& text,
-                                 std::string_view customName, int64_t id);
     template <typename Record>
     void insertRecord(TableType table, Record* record, std::string_view customName, int64_t id);
     template <typename Record>
-    void updateRecord(TableType table, Record* record, std::string_view customName,
+    bool updateRecord(TableType table, Record* record, std::string_view customName,
                       const std::string& endpoint = {});
     template <typename Record, typename SetAttribute>
     bool queryRecord(const std::string& sql, Arguments arguments, Record* record,
@@ -166,10 +176,11 @@ private:
     const std::string mPath;
     std::unique_ptr<Connection> mConnection;  ///< null while there is no open database
     std::map<std::string, std::unique_ptr<Statement>> mStatements;  ///< prepared, by their SQL
-    int mPrepareResult = 0;
-    std::array<std::optional<int64_t>, kNumTables> mRowCounts;  ///< those that are known
+    std::array<std::optional<int64_t>, kNumTables> mRowCounts;      ///< those that are known
     Transaction mTransaction = Transaction::NONE;
     int mDepth = 0;
+    size_t mFailedReads = 0;
+    bool mEmpty = false;
     bool mDamaged = false;
 };
 

@@ -14,6 +14,7 @@ namespace velora {
 namespace {
 
 constexpr std::string_view kDatabaseFile = "kiv_sqlite3.db";
+constexpr int kMaxProfiles = 256;
 
 template <typename Record>
 Record completed(Record record) {
@@ -46,10 +47,17 @@ int Provider::init() {
     } else {
         ALOGD("%s(): Total %d profiles found", __func__, static_cast<int>(profiles.size()));
     }
-    for (const std::string& name : profiles) {
-        const int id = getNumOfProfiles();
-        mDefaults.push_back(std::make_unique<ProfileRecords>(id, name));
-        mCustoms.push_back(std::make_unique<ProfileRecords>(id, name));
+    for (const auto& [number, name] : profiles) {
+        if (number < 0 || number >= kMaxProfiles) {
+            ALOGE("there can't be a profile %d", number);
+            continue;
+        }
+        while (getNumOfProfiles() <= number) {
+            const int id = getNumOfProfiles();
+            const std::string known = id == number ? name : std::string();
+            mDefaults.push_back(std::make_unique<ProfileRecords>(id, known));
+            mCustoms.push_back(std::make_unique<ProfileRecords>(id, known));
+        }
     }
     const auto presets = mDatabase.queryNames(TableType::IEQ_PRESETS, kDefaultName);
     if (presets.empty()) {
@@ -59,7 +67,7 @@ int Provider::init() {
     }
     mNumOfIeqPresets = static_cast<int>(presets.size());
     mIeqPresets.resize(presets.size() + 1);
-    return profiles.empty() ? android::BAD_VALUE : 0;
+    return mDefaults.empty() ? android::BAD_VALUE : 0;
 }
 
 void Provider::clear() { mDatabase.clear(); }
@@ -73,6 +81,15 @@ void Provider::abortTransaction() { mDatabase.abortTransaction(); }
 void Provider::clearOemTunings() { mDatabase.clearOemTunings(); }
 
 void Provider::clearOemDeviceTunings() { mDatabase.clearOemDeviceTunings(); }
+
+bool Provider::isEmpty() const { return mDatabase.isEmpty(); }
+
+size_t Provider::failedReads() const { return mDatabase.failedReads(); }
+
+bool Provider::isComplete() {
+    return mDatabase.hasLayout() &&
+           !mDatabase.queryNames(TableType::PROFILES, kDefaultName).empty();
+}
 
 bool Provider::isDamaged() const { return mDatabase.isDamaged(); }
 
@@ -185,41 +202,43 @@ IeqPreset* Provider::loadIeqPreset(int presetId) {
 }
 
 void Provider::save(GeqPreset* preset) {
-    mDatabase.updateGeqValue(preset, kCustomName);
-    preset->setDirty(false);
+    if (mDatabase.updateGeqValue(preset, kCustomName)) preset->setDirty(false);
 }
 
 void Provider::save(Profile* profile) {
-    mDatabase.updateProfileValue(profile, kCustomName);
-    profile->setDirty(false);
+    if (mDatabase.updateProfileValue(profile, kCustomName)) profile->setDirty(false);
 }
 
 void Provider::save(ProfileEndpoint* endpoint) {
-    mDatabase.updateProfileEndpointValue(endpoint, kCustomName);
-    endpoint->setDirty(false);
+    if (mDatabase.updateProfileEndpointValue(endpoint, kCustomName)) endpoint->setDirty(false);
 }
 
 // The row of the record stays that of its own copy.
+template <typename Record, typename Query>
+Record* Provider::resetFrom(Record* record, Query query) {
+    if (record == nullptr) return nullptr;
+    const int64_t id = record->getId();
+    query();
+    record->setId(id);
+    return record;
+}
+
 GeqPreset* Provider::reset(GeqPreset* preset) {
-    const int64_t id = preset->getId();
-    mDatabase.queryGeqValue(preset->getProfileId(), kDefaultName, preset);
-    preset->setId(id);
-    return preset;
+    return resetFrom(
+        preset, [&] { mDatabase.queryGeqValue(preset->getProfileId(), kDefaultName, preset); });
 }
 
 Profile* Provider::reset(Profile* profile) {
-    const int64_t id = profile->getId();
-    mDatabase.queryProfileValue(profile->getProfileId(), kDefaultName, profile);
-    profile->setId(id);
-    return profile;
+    return resetFrom(profile, [&] {
+        mDatabase.queryProfileValue(profile->getProfileId(), kDefaultName, profile);
+    });
 }
 
 ProfileEndpoint* Provider::reset(ProfileEndpoint* endpoint) {
-    const int64_t id = endpoint->getId();
-    mDatabase.queryEndpointValue(endpoint->getProfileId(), endpoint->getEndpoint(), kDefaultName,
-                                 endpoint);
-    endpoint->setId(id);
-    return endpoint;
+    return resetFrom(endpoint, [&] {
+        mDatabase.queryEndpointValue(endpoint->getProfileId(), endpoint->getEndpoint(),
+                                     kDefaultName, endpoint);
+    });
 }
 
 template <typename Record>
@@ -277,18 +296,21 @@ std::string Provider::getDeviceTuning(std::string_view port) {
     return mDatabase.queryConfigurationValue(port);
 }
 
-// A port that there isn't has none.
-const Provider::Devices& Provider::devicesOf(Port port) {
-    const auto cached = mDeviceTunings.find(port);
-    if (cached != mDeviceTunings.end()) return cached->second;
-    Devices& devices = mDeviceTunings[port];
-    if (isPort(port)) devices = mDatabase.queryDeviceTunings(infoOf(port).name);
-    return devices;
+// What couldn't be read is tried again the next time.
+void Provider::loadDevices(Port port) {
+    if (!isPort(port) || mDeviceTunings.contains(port)) return;
+    Devices devices;
+    if (mDatabase.queryDeviceTunings(infoOf(port).name, &devices)) {
+        mDeviceTunings[port] = std::move(devices);
+    }
 }
 
 std::vector<DeviceTuning*> Provider::loadDeviceTuningsForPort(Port port) {
+    loadDevices(port);
     std::vector<DeviceTuning*> devices;
-    for (const auto& device : devicesOf(port)) devices.push_back(device.get());
+    const auto loaded = mDeviceTunings.find(port);
+    if (loaded == mDeviceTunings.end()) return devices;
+    for (const auto& device : loaded->second) devices.push_back(device.get());
     return devices;
 }
 
@@ -314,7 +336,10 @@ Tuning* Provider::loadTuningForDevice(const std::string& device) {
         return cached->second.get();
     }
     auto tuning = std::make_unique<Tuning>(completed(Tuning(name, Endpoint::SPEAKER, false)));
-    if (!mDatabase.queryTuning(name, tuning.get())) return nullptr;
+    if (!mDatabase.queryTuning(name, tuning.get())) {
+        ALOGW("There is no tuning[%s] for device[%s]", name.c_str(), device.c_str());
+        return nullptr;
+    }
     ALOGD("Load tuning[%s] from cache device[%s], and put it in cached mTunings", name.c_str(),
           device.c_str());
     return (mTunings[name] = std::move(tuning)).get();
@@ -328,8 +353,15 @@ void Provider::reloadCachedDeviceTunings() {
         }
     }
     mDeviceTunings.clear();
-    for (const Port port : kSupportedPorts) devicesOf(port);
-    for (const auto& [name, tuning] : mTunings) mDatabase.queryTuning(name, tuning.get());
+    for (const Port port : kSupportedPorts) loadDevices(port);
+    for (auto place = mTunings.begin(); place != mTunings.end();) {
+        if (mDatabase.queryTuning(place->first, place->second.get())) {
+            ++place;
+        } else {
+            mGoneTunings.push_back(std::move(place->second));
+            place = mTunings.erase(place);
+        }
+    }
 }
 
 }  // namespace velora

@@ -16,8 +16,10 @@ namespace velora {
 /// choosing the right copy of each, and keeps the configuration values.
 ///
 /// Created by the context manager and used under its callers' locks, by one thread at a time. Owns
-/// every record that it hands out: they stay the same objects, refilled by each load, until `init`
-/// or the end. Failures are logged below; loading a record without a row leaves it as it was.
+/// every record that it hands out. Those of profiles and presets stay the same objects, refilled by
+/// each load, until `init`; tunings until the end; device tunings until they are reloaded. Failures
+/// are logged below; loading a record without a row leaves it as it was, and saving null does
+/// nothing.
 class Provider {
 public:
     /// The copies of a record.
@@ -46,8 +48,9 @@ public:
 
     /// Makes the tables that aren't there.
     virtual void initDatabase();
-    /// Makes the records of all profiles and presets, without values. 0, or -22 when the database
-    /// has no profiles. Records that were handed out before are gone.
+    /// Makes the records of all profiles, 0 to the largest number that is stored, without values;
+    /// one without a row has no name. 0, or -22 when the database has no profiles. Records of
+    /// profiles and presets that were handed out before are gone.
     virtual int init();
     virtual void clear();
     /// What is written between the two is stored as a whole or not at all. Brackets count.
@@ -57,12 +60,19 @@ public:
     virtual void clearOemTunings();
     virtual void clearOemDeviceTunings();
 
+    /// Nothing was ever stored.
+    virtual bool isEmpty() const;
     /// The database file was found damaged; `replaceDamaged` puts it aside and starts an empty one.
     virtual bool isDamaged() const;
     virtual void replaceDamaged();
+    /// How many times something that is stored couldn't be read; what was answered then isn't what
+    /// is stored.
+    virtual size_t failedReads() const;
 
     /// The layout is not the expected one, or there is none.
     virtual bool isDatabaseVersionChanged();
+    /// The tables are there as the expected layout has them, with a factory profile.
+    virtual bool isComplete();
 
     /// Stores the signature with the configuration of a fresh store: profile 0, effect on.
     virtual void setDefaultXmlSignature(const std::string& signature);
@@ -112,8 +122,8 @@ public:
     virtual int getZenithGameSystemGain();
     virtual void setZenithGameSystemGain(int gain);
 
-    /// The selected device of a port, by the port's name: a new row, its new value, its value.
-    virtual void setDeviceTuning(std::string_view port, std::string_view device);
+    // The selected device of a port, by the port's name.
+    virtual void setDeviceTuning(std::string_view port, std::string_view device);  ///< a new row
     virtual void updateDeviceTuning(std::string_view port, std::string_view device);
     virtual std::string getDeviceTuning(std::string_view port);
 
@@ -121,7 +131,8 @@ public:
     virtual std::vector<DeviceTuning*> loadDeviceTuningsForPort(Port port);
     /// The tuning of a device of a port that was loaded; null if there is none.
     virtual Tuning* loadTuningForDevice(const std::string& device);
-    /// Reads all devices anew, and the tunings that were handed out: these stay the same objects.
+    /// Reads all devices anew, and the tunings that were handed out: these stay the same objects,
+    /// but one that has no row any more isn't handed out again.
     virtual void reloadCachedDeviceTunings();
 
 private:
@@ -139,19 +150,23 @@ private:
     Profile* loadProfile(int profileId, std::string_view customName);
     GeqPreset* loadGeqPreset(int profileId, std::string_view customName);
     Endpoints loadProfileEndpoints(int profileId, std::string_view customName);
+    template <typename Record, typename Query>
+    Record* resetFrom(Record* record, Query query);
     template <typename Record>
     void createCopies(Record* record);
-    const Devices& devicesOf(Port port);
+    void loadDevices(Port port);
     const DeviceTuning* findDevice(const std::string& device) const;
 
     DatabaseHelper mDatabase;
     // Indexed by profile number.
     std::vector<std::unique_ptr<ProfileRecords>> mDefaults;
     std::vector<std::unique_ptr<ProfileRecords>> mCustoms;
-    std::vector<std::unique_ptr<IeqPreset>> mIeqPresets;  ///< 0 to the count; null until asked for
+    std::vector<std::unique_ptr<IeqPreset>> mIeqPresets{
+        1};  ///< 0 to the count; null until asked for
     int mNumOfIeqPresets = 0;
     std::map<Port, Devices> mDeviceTunings;
     std::map<std::string, std::unique_ptr<Tuning>> mTunings;  ///< by name
+    std::vector<std::unique_ptr<Tuning>> mGoneTunings;        ///< handed out once
 };
 
 }  // namespace velora

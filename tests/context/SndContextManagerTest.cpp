@@ -46,7 +46,9 @@ protected:
 };
 
 TEST_F(SndContextManagerTest, AColdStartTakesTheStateOfTheFile) {
+    LogCapture::clear();
     SndContext& context = restart();
+    EXPECT_EQ(log.count("E ..."), 0U);
     expectChanged(context, false);
     EXPECT_EQ(context.getNumOfProfiles(), 5);
     EXPECT_EQ(context.getNumOfIeqPresets(), 4);
@@ -90,6 +92,33 @@ TEST_F(SndContextManagerTest, AChangedByteOrLayoutPutsEverythingBack) {
             database.execSQL("UPDATE configuration SET value='2' WHERE key='database_version'"), 0);
     }
     expectChanged(restart(), false);
+    for (const char* harm : {"DROP TABLE geq_presets", "ALTER TABLE tunings ADD COLUMN more TEXT",
+                             "DELETE FROM profiles", "DROP TABLE configuration"}) {
+        SCOPED_TRACE(harm);
+        changeEverything(restart());
+        manager().release();
+        EXPECT_EQ(DatabaseHelper("kiv_sqlite3.db").execSQL(harm), 0);
+        expectChanged(restart(), false);
+    }
+}
+
+// The file may be in use, or the disk slow to come: what can't be read now is not lost.
+TEST_F(SndContextManagerTest, SettingsThatCannotBeReadAreLeftAloneUntilTheyCan) {
+    changeEverything(restart());
+    manager().release();
+    {
+        DatabaseHelper other("kiv_sqlite3.db");
+        other.beginTransaction();
+        manager().init();
+        EXPECT_EQ(manager().getSndContext(), nullptr);
+        EXPECT_EQ(
+            log.count(
+                "E SndContextManager: The stored settings couldn't be read, they stay as they are"),
+            1U);
+    }
+    manager().init();
+    ASSERT_NE(manager().getSndContext(), nullptr);
+    expectChanged(*manager().getSndContext(), true);
 }
 
 TEST_F(SndContextManagerTest, AFileThatCannotBeUsedReplacesNothing) {

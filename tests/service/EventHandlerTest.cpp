@@ -83,9 +83,8 @@ TEST_F(EventHandlerTest, CommandsReachContextEffectStoreAndClients) {
         EXPECT_EQ(setBytes(request), 0);
         EXPECT_THAT(client->take(1), ElementsAre(notified));
         EXPECT_EQ(c.state(), c.expected);
-        restart();
+        client = restart();
         EXPECT_EQ(c.state(), c.expected) << "after a restart";
-        client = enter(0, 7);
     }
     EXPECT_EQ(service->setSfxParam(nullptr, 12), -22);
     EXPECT_EQ(setBytes(Bytes(android::VeloraManagerService::kMaxRequestSize + 1)), -22);

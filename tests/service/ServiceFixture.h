@@ -57,10 +57,10 @@ protected:
         SndContextManager::getInstance().release();
     }
     /// As a new process, with a plain client in it.
-    void restart() {
+    sp<RecordingClient> restart() {
         endProcess();
         service = sp<android::VeloraManagerService>::make();
-        service->registerClient(nullptr, 0, 1);
+        return enter(0, 7);
     }
 
     /// Registers a client of its own and waits for the notice of it.

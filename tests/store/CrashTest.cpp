@@ -61,7 +61,9 @@ protected:
         const timespec moment{0, std::uniform_int_distribution<long>(0, 3 * mTransactionNs)(mDice)};
         nanosleep(&moment, nullptr);
         kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "it left by itself";
         for (int mark = 0; read(ends[0], &mark, sizeof mark) == sizeof mark;) last = mark;
         close(ends[0]);
         return last;

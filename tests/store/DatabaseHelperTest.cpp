@@ -5,7 +5,6 @@ namespace velora::test {
 namespace {
 
 using testing::ElementsAre;
-using Values = ParameterValues::Values;
 
 class DatabaseHelperTest : public StoreFixture {
 protected:
@@ -34,8 +33,7 @@ TEST_F(DatabaseHelperTest, TablesHaveTheirColumnsInOrder) {
         std::vector<std::string> names;
         db.getAllRows("SELECT name, type, pk FROM pragma_table_info('" + table + "')", {},
                       [&](std::span<const RowData> row) {
-                          EXPECT_EQ(row[1].text,
-                                    row[0].text == "x" || names.empty() ? "INTEGER" : "TEXT");
+                          EXPECT_EQ(row[1].text, names.empty() ? "INTEGER" : "TEXT");
                           EXPECT_EQ(row[2].integer, 0);
                           names.emplace_back(row[0].text);
                       });
@@ -51,9 +49,25 @@ TEST_F(DatabaseHelperTest, TablesHaveTheirColumnsInOrder) {
     const auto type = std::find(endpoints.begin(), endpoints.end(), "virtual_bass_type");
     EXPECT_THAT(std::vector(type - 1, type + 2),
                 ElementsAre("virtual_bass_enable", "virtual_bass_type", "virtualizer_enable"));
-    EXPECT_EQ(columns("profiles").size(), 6U + 12U);
-    EXPECT_EQ(columns("tunings").size(), 6U + 59U);
-    EXPECT_EQ(columns("geq_presets").size(), 5U);
+    EXPECT_THAT(columns("geq_presets"),
+                ElementsAre("_id", "custom_name", "profile_id", "geq_frequency", "geq_gain"));
+    const auto attributes = [&](const std::string& table, size_t parameters) {
+        auto names = columns(table);
+        EXPECT_TRUE(std::is_sorted(names.begin() + 6, names.end() - 1));
+        EXPECT_EQ(names.size(), 6 + parameters);
+        names.resize(6);
+        return names;
+    };
+    EXPECT_THAT(attributes("profiles", 12), ElementsAre("_id", "custom_name", "profile_id", "name",
+                                                        "is_mobility", "selected_geq_preset_id"));
+    auto tunings = columns("tunings");
+    EXPECT_EQ(tunings.size(), 6U + 59U);
+    tunings.resize(6);
+    EXPECT_THAT(tunings,
+                ElementsAre("_id", "custom_name", "name", "endpoint", "is_mono", "is_readonly"));
+    EXPECT_TRUE(db.hasLayout());
+    db.execSQL("ALTER TABLE profiles ADD COLUMN more TEXT");
+    EXPECT_FALSE(db.hasLayout());
 }
 
 TEST_F(DatabaseHelperTest, EachRecordComesBackAsItWasStored) {
@@ -107,7 +121,8 @@ TEST_F(DatabaseHelperTest, EachRecordComesBackAsItWasStored) {
         DeviceTuning device("d", "usb", tuning.getName());
         db.insertValue(&device, "oem");
     }
-    const auto devices = db.queryDeviceTunings("usb");
+    std::vector<std::unique_ptr<DeviceTuning>> devices;
+    EXPECT_TRUE(db.queryDeviceTunings("usb", &devices));
     ASSERT_EQ(devices.size(), 3U);
     EXPECT_EQ(devices[0]->toString(), "id=1\ndevice=d\nport=usb\ntuning=tuning speaker");
     db.clearOemTunings();
@@ -139,6 +154,49 @@ TEST_F(DatabaseHelperTest, AQuoteCostsItsRowAndNothingElse) {
     EXPECT_EQ(log.count("E DatabaseHelper: failed to store a value with a single quote: Bob's"),
               1U);
     EXPECT_FALSE(db.queryTuning("x' OR '1'='1", &plain));
+
+    Profile profile(1, "plain", false);
+    db.insertValue(&profile, "custom", -1);
+    profile.setName("Bob's");
+    EXPECT_FALSE(db.updateProfileValue(&profile, "custom"));
+    db.insertConfigurationValue("Profile", "3");
+    db.updateSelectedProfile("Profile", "4'");
+    EXPECT_THAT(cells("SELECT name FROM profiles"), ElementsAre("plain"));
+    EXPECT_EQ(db.queryConfigurationValue("Profile"), "3");
+}
+
+TEST_F(DatabaseHelperTest, AFailedWriteFailsItsWholeBracketAndOnlyThat) {
+    GeqPreset preset(1);
+    db.insertValue(&preset, "custom", -1);
+    db.execSQL(
+        "CREATE TRIGGER no BEFORE INSERT ON geq_presets BEGIN SELECT RAISE(FAIL, 'no'); END");
+    EXPECT_FALSE(db.updateGeqValue(&preset, "custom"));
+    EXPECT_EQ(db.getRowCount(TableType::GEQ_PRESETS), 1) << "the old row stays";
+    db.beginTransaction();
+    db.insertConfigurationValue("a", "1");
+    db.beginTransaction();
+    EXPECT_TRUE(db.commitTransaction()) << "good so far";
+    EXPECT_FALSE(db.updateGeqValue(&preset, "custom"));
+    LogCapture::clear();
+    db.insertConfigurationValue("b", "1");
+    EXPECT_EQ(log.count("E ..."), 0U) << "what follows a failure isn't tried";
+    EXPECT_FALSE(db.commitTransaction());
+    EXPECT_THAT(cells("SELECT key FROM configuration"), ElementsAre());
+    db.insertConfigurationValue("c", "1");
+    EXPECT_THAT(cells("SELECT _id, key FROM configuration"), ElementsAre("1", "c"));
+    EXPECT_FALSE(db.commitTransaction()) << "there is none";
+}
+
+TEST_F(DatabaseHelperTest, WhatAnotherProcessHoldsIsNotRead) {
+    db.insertConfigurationValue("Profile", "3");
+    DatabaseHelper other("kiv_sqlite3.db");
+    other.beginTransaction();
+    EXPECT_EQ(db.queryConfigurationValue("Profile"), "");
+    EXPECT_EQ(db.failedReads(), 1U);
+    other.commitTransaction();
+    EXPECT_EQ(db.queryConfigurationValue("Profile"), "3");
+    EXPECT_EQ(db.failedReads(), 1U);
+    EXPECT_FALSE(db.isDamaged());
 }
 
 TEST_F(DatabaseHelperTest, OnlyTheFactoryCopyCannotBeReplaced) {
@@ -192,6 +250,13 @@ TEST_F(DatabaseHelperTest, NullRecordsAndTablesThatStandAreHarmless) {
     EXPECT_EQ(db.execSQL("SELECT 1 FROM nothing"), 1);
     EXPECT_EQ(log.count("D DatabaseHelper: failed to prepare SQL : SELECT 1 FROM nothing"), 1U);
     EXPECT_EQ(db.execSQL("SELECT 1"), 1);  // a row is not done
+    for (const char* nothing : {"", "-- comment"}) {
+        EXPECT_EQ(db.execSQL(nothing), 1);
+        EXPECT_FALSE(db.getAllRows(nothing, {}, [](auto) {}));
+    }
+    EXPECT_EQ(db.getRowCount(TableType::GEQ_PRESETS), 1);
+    EXPECT_EQ(db.execSQL("DELETE FROM geq_presets"), 0);
+    EXPECT_EQ(db.getRowCount(TableType::GEQ_PRESETS), 0);
 }
 
 TEST_F(DatabaseHelperTest, WithoutADatabaseEveryOperationFailsAndSaysSo) {

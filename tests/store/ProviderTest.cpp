@@ -42,6 +42,9 @@ TEST_F(ProviderTest, AFreshStoreHasItsDefaults) {
               "abc3.4.0");
     EXPECT_EQ(provider.getZenithGameSystemGain(), -24);
     EXPECT_EQ(provider.getDeviceTuning("usb"), "dac2");
+    EXPECT_EQ(provider.loadIeqPreset(7)->getName(), "off");
+    provider.save(static_cast<Profile*>(nullptr));
+    EXPECT_EQ(provider.reset(static_cast<GeqPreset*>(nullptr)), nullptr);
     EXPECT_EQ(provider.loadProfile(0), nullptr);
     EXPECT_EQ(provider.loadProfileEndpoints(-1)[0], nullptr);
 }
@@ -127,6 +130,55 @@ TEST_F(ProviderTest, TuningsAreCachedByNameAndDevicesByPort) {
     EXPECT_EQ(log.count("D VlrDatabaseProvider: Clear cached device tuning ..."), 4U);
 }
 
+TEST_F(ProviderTest, ProfilesAreKnownByTheirNumbers) {
+    Provider provider;
+    fill(provider, 5);
+    for (const int id : {4, 300}) {
+        Profile profile(id, "number " + std::to_string(id), false);
+        provider.create(&profile);
+    }
+    ASSERT_EQ(provider.init(), 0);
+    EXPECT_EQ(provider.getNumOfProfiles(), 5);
+    EXPECT_EQ(provider.loadProfile(3)->getName(), "");
+    EXPECT_EQ(provider.loadProfile(4)->getName(), "number 4");
+    EXPECT_EQ(log.count("E VlrDatabaseProvider: there can't be a profile 300"), 1U);
+}
+
+TEST_F(ProviderTest, WhatCannotBeReadIsAskedForAgain) {
+    Provider provider;
+    fill(provider, 5, 2);
+    ASSERT_EQ(provider.init(), 0);
+    {
+        DatabaseHelper other("kiv_sqlite3.db");
+        other.beginTransaction();
+        EXPECT_TRUE(devices(provider, PORT_USB).empty());
+        EXPECT_TRUE(devices(provider, static_cast<Port>(99)).empty());
+        EXPECT_EQ(provider.failedReads(), 1U);
+    }
+    EXPECT_EQ(devices(provider, PORT_USB).size(), 2U);
+    Tuning* const tuning = provider.loadTuningForDevice("device0");
+    {
+        DatabaseHelper other("kiv_sqlite3.db");
+        other.execSQL("DELETE FROM tunings WHERE name='tuning0'");
+    }
+    provider.reloadCachedDeviceTunings();
+    EXPECT_EQ(provider.loadTuningForDevice("device0"), nullptr);
+    EXPECT_EQ(tuning->getName(), "tuning0") << "it was handed out";
+    EXPECT_EQ(log.count("W VlrDatabaseProvider: There is no tuning[tuning0] for device[device0]"),
+              1U);
+}
+
+TEST_F(ProviderTest, AFileThatCannotBePutAsideStaysAsItIs) {
+    std::ofstream(database()) << std::string(100000, 'x');
+    std::filesystem::create_directories(database().string() + ".damaged/occupied");
+    Provider provider;
+    provider.replaceDamaged();
+    EXPECT_TRUE(provider.isDamaged());
+    EXPECT_FALSE(fill(provider, 1));
+    EXPECT_EQ(std::filesystem::file_size(database()), 100000U);
+    EXPECT_EQ(log.count("E DatabaseHelper: the damaged database ..."), 1U);
+}
+
 TEST_F(ProviderTest, AFileThatIsNoDatabaseIsPutAsideAndReplaced) {
     std::ofstream(database()) << std::string(100000, 'x');
     Provider provider;
@@ -141,8 +193,8 @@ TEST_F(ProviderTest, AFileThatIsNoDatabaseIsPutAsideAndReplaced) {
     EXPECT_EQ(std::filesystem::file_size(database().string() + ".damaged"), 100000U);
 }
 
-// Damage anywhere in the file is noticed or harmless, and never the end of the process.
-TEST_F(ProviderTest, ADamagedFileIsReadWithoutHarm) {
+// Never the end of the process, and a store that can be filled anew.
+TEST_F(ProviderTest, DamageAnywhereInTheFileIsSurvived) {
     {
         Provider provider;
         fill(provider, 5);
