@@ -2,6 +2,8 @@
 
 #include "effect/SetParamCommand.h"
 
+#include <utility>
+
 namespace velora {
 
 void ParameterTranslator::setSource(ParameterValues* source, Endpoint endpoint, bool mono) {
@@ -17,14 +19,15 @@ void ParameterTranslator::onParameterChanged(Parameter parameter) {
 }
 
 void ParameterTranslator::translatePending(SetParamCommand& command) {
-    for (size_t i = 0; mSource != nullptr && i < kNumTranslators; ++i) {
-        if (mPending.test(i)) kAllTranslators[i].sfxTranslate(command, *mSource, mEndpoint, mMono);
+    const auto due = std::exchange(mPending, {});
+    if (mSource == nullptr) return;
+    for (size_t i = 0; i < kNumTranslators; ++i) {
+        if (due.test(i)) kAllTranslators[i].sfxTranslate(command, *mSource, mEndpoint, mMono);
     }
-    mPending.reset();
 }
 
 void ParameterTranslator::translateAll(SetParamCommand& command) {
-    if (mSource == nullptr) return;
+    if (mSource == nullptr) return translatePending(command);
     for (const Parameter parameter : mSource->getValidParams()) onParameterChanged(parameter);
     translatePending(command);
 }

@@ -9,8 +9,8 @@ namespace velora {
 
 /// Remembers which translators a source's changes made due, and runs them on request.
 ///
-/// Owned by the effect's controller, one per output device; one thread at a time. The source stays
-/// its owner's; without one nothing is translated.
+/// Owned by the effect's controller, one per output device and one for all; one thread at a time.
+/// The source stays its owner's; without one nothing is translated.
 class ParameterTranslator : public ParamChangeObserver {
 public:
     /// What is due stays due.

@@ -14,7 +14,7 @@ class SfxEffect;
 
 /// The effect parameters of one sending pass, packed into one block (docs/effect-block.md).
 ///
-/// Made, filled, executed once and dropped by the effect's controller; one thread. Nothing fails.
+/// Made, filled, executed once and dropped by the effect's controller. Nothing fails.
 class SetParamCommand {
 public:
     using Values = ParameterValues::Values;
@@ -35,9 +35,6 @@ public:
     void add(SfxParameter parameter, const Values& values);
     void add(SfxParameter parameter, Parts parts);
     void add(SfxParameter parameter, int first, Parts parts);
-
-    /// The words so far; the number of entries is written into it by `execute`.
-    const std::vector<int32_t>& block() const { return mBlock; }
 
 private:
     void beginEntry(SfxParameter parameter, size_t count);

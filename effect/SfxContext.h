@@ -15,9 +15,9 @@ inline constexpr AndroidDevice kAllDevices = AUDIO_DEVICE_OUT_DEFAULT;
 
 /// What the effect is to have: the profile's parameters, and those of each output device.
 ///
-/// Owned by the effect's controller, whose thread alone uses it. Owns the views; the records that
-/// are handed in stay the store's and must stand as long as they are in force. A port without a
-/// device is ignored.
+/// Owned by the effect's controller and used as it is, by one thread at a time. Owns the views; the
+/// records that are handed in stay the store's and must stand as long as they are in force. A port
+/// without a device is ignored.
 class SfxContext {
 public:
     static constexpr const auto& kDeviceForPort = velora::kDeviceForPort;

@@ -26,8 +26,7 @@ public:
                                           ProfileEndpoint& endpoint) override;
     void onSelectedProfileIeqChanged(SndContext& context, Port port, IeqPreset& preset) override;
     void onSelectedProfileGeqChanged(SndContext& context, GeqPreset& preset) override;
-    /// Also hands over the endpoint and the IEQ preset, if the tuning is for another class of
-    /// output than the one before.
+    /// Also hands over the endpoint and the IEQ preset, if others are in force with this tuning.
     void onSelectedTuningChanged(SndContext& context, Port port, Tuning& tuning) override;
 
     /// Sends what changed since the last time, in a block for `target`: device by device in

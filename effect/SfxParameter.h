@@ -51,6 +51,7 @@ constexpr SfxParameterId codeOf(SfxParameter parameter) {
     return detail::kSfxCodes[static_cast<size_t>(parameter)];
 }
 
+static_assert(sfxCodeOf("") == 0 && sfxCodeOf("VBONX") == 0 && sfxCodeOf("Z") == 'z');
 static_assert(kNumSfxParameters == 91);
 static_assert(static_cast<size_t>(SfxParameter::SDFA) == kNumSfxParameters - 1);
 static_assert([] {

@@ -11,7 +11,8 @@ public:
     virtual ~ParamChangeObserver() = default;
 
     /// From now on the values are those of `source`, which stays the caller's, on an output of this
-    /// class; `mono`: one with a single loudspeaker.
+    /// class; `mono`: one with a single loudspeaker. The source may still be being made: it isn't
+    /// to be used before the call returns.
     virtual void setSource(ParameterValues* source, Endpoint endpoint, bool mono) = 0;
     /// The source has other values of `parameter` than before.
     virtual void onParameterChanged(Parameter parameter) = 0;

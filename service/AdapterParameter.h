@@ -25,28 +25,36 @@ struct AdapterParameter {
     Parameter parameter;
     Scope scope;
     int min;
-    int max;     ///< kNumberOfIeqPresets: as many presets as there are
+    int max;     ///< or kUpToIeqPresets
     int length;  ///< number of values
 };
 
+/// Stands for as many as there are IEQ presets.
+inline constexpr int kUpToIeqPresets = -1;
+
 inline constexpr int kFirstAdapterParameter = 100;
-inline constexpr int kNumberOfIeqPresets = -1;
+// Those that are known by more than their row.
+inline constexpr int kGraphicEqualizerEnable = 105;
+inline constexpr int kDialogEnhancerDucking = 108;
+inline constexpr int kVirtualBassEnable = 111;
+inline constexpr int kSteererSourceDistance = 112;
 
 /// By number, without a gap.
 inline constexpr auto kAdapterParameters = std::to_array<AdapterParameter>({
     {100, VIRTUALIZER_ENABLE, Scope::HEADPHONE, 0, 1, 1},
     {101, VIRTUALIZER_ENABLE, Scope::SPEAKER, 0, 1, 1},
     {102, VOLUME_LEVELER_ENABLE, Scope::ENDPOINT, 0, 1, 1},
-    {103, IEQ_ID, Scope::ENDPOINT, 0, kNumberOfIeqPresets, 1},
+    {103, IEQ_ID, Scope::ENDPOINT, 0, kUpToIeqPresets, 1},
     {104, DIALOG_ENHANCER_ENABLE, Scope::ENDPOINT, 0, 1, 1},
-    {105, GRAPHIC_EQUALIZER_ENABLE, Scope::ENDPOINT, 0, 1, 1},
+    {kGraphicEqualizerEnable, GRAPHIC_EQUALIZER_ENABLE, Scope::ENDPOINT, 0, 1, 1},
     {106, IEQ_AMOUNT, Scope::ENDPOINT, 0, 16, 1},
     {107, DIALOG_ENHANCER_AMOUNT, Scope::ENDPOINT, 0, 16, 1},
-    {108, DIALOG_ENHANCER_DUCKING, Scope::ENDPOINT, 0, 16, 1},
+    {kDialogEnhancerDucking, DIALOG_ENHANCER_DUCKING, Scope::ENDPOINT, 0, 16, 1},
     {109, GEQ_GAIN, Scope::GEQ_PRESET, -576, 576, 20},
     {110, BASS_ENHANCER_ENABLE, Scope::ENDPOINT, 0, 1, 1},
-    {111, VIRTUAL_BASS_ENABLE, Scope::ENDPOINT, 0, 1, 1},
-    {112, HEADPHONE_VIRTUALIZER_STEERER_SOURCE_DISTANCE, Scope::STEERING, 4, 160, 1},
+    {kVirtualBassEnable, VIRTUAL_BASS_ENABLE, Scope::ENDPOINT, 0, 1, 1},
+    {kSteererSourceDistance, HEADPHONE_VIRTUALIZER_STEERER_SOURCE_DISTANCE, Scope::STEERING, 4, 160,
+     1},
     {113, REVERB_SUPPRESSION_ENABLE, Scope::PROFILE, 0, 1, 1},
     {114, REVERB_SUPPRESSION_AMOUNT, Scope::PROFILE, 0, 9, 1},
     {115, VOLUME_LEVELER_AMOUNT, Scope::ENDPOINT, 0, 10, 1},

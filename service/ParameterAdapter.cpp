@@ -41,14 +41,48 @@ int ParameterAdapter::getParameterLength(int id) const {
 }
 
 void ParameterAdapter::setParameter(int profile, int id, Values& values) {
-    if (const auto* const parameter = find(id)) set(*parameter, profile, values);
+    const AdapterParameter* const parameter = find(id);
+    if (parameter == nullptr) return;
+    switch (parameter->scope) {
+        case Scope::PROFILE:
+            clamp(*parameter, values);
+            mContext->setProfileParameter(profile, parameter->parameter, values);
+            return;
+        case Scope::GEQ_PRESET:
+            clamp(*parameter, values);
+            mContext->setProfileGeqParameter(profile, parameter->parameter, values);
+            return;
+        case Scope::HEADPHONE:
+        case Scope::SPEAKER:  // as it is
+            mContext->setProfileParameter(profile, endpointOf(parameter->scope),
+                                          parameter->parameter, values);
+            return;
+        case Scope::ENDPOINT:
+        case Scope::STEERING:
+            break;
+    }
+    setOnEndpoints(*parameter, profile, kEndpoints, values);
 }
 
 void ParameterAdapter::setProfileEndpointParameter(int profile, Endpoint endpoint, int id,
                                                    Values& values) {
     const AdapterParameter* const parameter = find(id);
     if (parameter == nullptr || !isOfEndpoints(parameter->scope)) return;
-    set(*parameter, profile, endpoint, values);
+    setOnEndpoints(*parameter, profile, {&endpoint, 1}, values);
+}
+
+void ParameterAdapter::setOnEndpoints(const AdapterParameter& parameter, int profile,
+                                      std::span<const Endpoint> endpoints, Values& values) {
+    clamp(parameter, values);
+    if (parameter.scope == Scope::STEERING && !isSteeredByEndpoints(profile)) {
+        // Whatever distance was asked for.
+        mContext->setProfileParameter(profile, kRendering,
+                                      {kRenderingTemplate.begin(), kRenderingTemplate.end()});
+        return;
+    }
+    for (const Endpoint endpoint : endpoints) {
+        mContext->setProfileParameter(profile, endpoint, parameter.parameter, values);
+    }
 }
 
 ParameterAdapter::Values ParameterAdapter::getParameter(int profile, int id) {
@@ -75,38 +109,6 @@ ParameterAdapter::Values ParameterAdapter::getProfileEndpointParameter(int profi
     return get(*parameter, profile, endpoint);
 }
 
-void ParameterAdapter::set(const AdapterParameter& parameter, int profile, Values& values) {
-    switch (parameter.scope) {
-        case Scope::PROFILE:
-            clamp(parameter, values);
-            mContext->setProfileParameter(profile, parameter.parameter, values);
-            return;
-        case Scope::GEQ_PRESET:
-            clamp(parameter, values);
-            mContext->setProfileGeqParameter(profile, parameter.parameter, values);
-            return;
-        case Scope::HEADPHONE:
-        case Scope::SPEAKER:  // as it is
-            mContext->setProfileParameter(profile, endpointOf(parameter.scope), parameter.parameter,
-                                          values);
-            return;
-        case Scope::ENDPOINT:
-        case Scope::STEERING:
-            break;
-    }
-    for (const Endpoint endpoint : kEndpoints) set(parameter, profile, endpoint, values);
-}
-
-void ParameterAdapter::set(const AdapterParameter& parameter, int profile, Endpoint endpoint,
-                           Values& values) {
-    clamp(parameter, values);
-    if (parameter.scope == Scope::STEERING && !isSteeredByEndpoints(profile)) {
-        restoreRendering(profile);
-    } else {
-        mContext->setProfileParameter(profile, endpoint, parameter.parameter, values);
-    }
-}
-
 ParameterAdapter::Values ParameterAdapter::get(const AdapterParameter& parameter, int profile,
                                                Endpoint endpoint) {
     if (parameter.scope == Scope::STEERING && !isSteeredByEndpoints(profile)) {
@@ -117,7 +119,7 @@ ParameterAdapter::Values ParameterAdapter::get(const AdapterParameter& parameter
 }
 
 void ParameterAdapter::clamp(const AdapterParameter& parameter, Values& values) const {
-    const bool byPresets = parameter.max == kNumberOfIeqPresets;
+    const bool byPresets = parameter.max == kUpToIeqPresets;
     const int max = byPresets ? mContext->getNumOfIeqPresets() : parameter.max;
     for (int& value : values) value = std::clamp(value, parameter.min, max);
 }
@@ -125,12 +127,6 @@ void ParameterAdapter::clamp(const AdapterParameter& parameter, Values& values) 
 bool ParameterAdapter::isSteeredByEndpoints(int profile) {
     const Values mode = mContext->getProfileParameter(profile, HEADPHONE_VIRTUALIZER_MODE);
     return !mode.empty() && mode.front() == 1;
-}
-
-// Whatever distance was asked for.
-void ParameterAdapter::restoreRendering(int profile) {
-    mContext->setProfileParameter(profile, kRendering,
-                                  {kRenderingTemplate.begin(), kRenderingTemplate.end()});
 }
 
 }  // namespace velora

@@ -4,6 +4,8 @@
 #include "model/Port.h"
 #include "service/AdapterParameter.h"
 
+#include <span>
+
 namespace velora {
 
 /// Serves the client-facing parameters (`kAdapterParameters`): brings values into their range and
@@ -22,10 +24,11 @@ public:
     /// Number of values of a parameter; 1 for an unknown one.
     int getParameterLength(int id) const;
 
-    /// For the whole profile. `values` are those that were written, within their range; a
-    /// virtualiser's switch is written as it is.
+    /// For the whole profile: on every endpoint, where each has its own. `values` are brought into
+    /// range, but for a virtualiser's switch, whether or not the context takes them.
     void setParameter(int profile, int id, Values& values);
-    /// As the speaker has it, or the one endpoint that has it.
+    /// What stands for the whole profile: the profile's own, its GEQ preset's, the one endpoint's
+    /// that has it, the headphone's for a `STEERING` parameter, else the speaker's.
     Values getParameter(int profile, int id);
 
     /// For one endpoint; nothing, and empty, for a parameter that isn't kept by endpoint.
@@ -33,12 +36,11 @@ public:
     Values getProfileEndpointParameter(int profile, Endpoint endpoint, int id);
 
 private:
-    void set(const AdapterParameter& parameter, int profile, Values& values);
-    void set(const AdapterParameter& parameter, int profile, Endpoint endpoint, Values& values);
+    void setOnEndpoints(const AdapterParameter& parameter, int profile,
+                        std::span<const Endpoint> endpoints, Values& values);
     Values get(const AdapterParameter& parameter, int profile, Endpoint endpoint);
     void clamp(const AdapterParameter& parameter, Values& values) const;
     bool isSteeredByEndpoints(int profile);
-    void restoreRendering(int profile);
 
     SndContext* const mContext;
 };

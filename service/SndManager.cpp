@@ -18,10 +18,7 @@ using android::Mutex;
 
 namespace {
 
-constexpr int kVersionParameter = 3;  // the effect's, to be asked for
-
-constexpr int kVirtualBassEnable = 111;
-constexpr int kSourceDistance = 112;
+constexpr int kVersionParameter = 3;  // the effect's, which holds its version
 
 constexpr int kPortraitOrientation = 1;
 
@@ -32,15 +29,10 @@ const Endpoint* endpointOfPort(int port) {
     return nullptr;
 }
 
-/// Hands `values` to `set` for a parameter, each time a copy: what is set is what was asked for,
-/// whatever the ranges of the others.
-template <typename Set>
-void setWithFollowers(int id, const SndManager::Values& values, Set set) {
-    SndManager::Values copy = values;
-    set(id, copy);
-    if (id != kVirtualBassEnable) return;
-    copy = values;
-    set(kSourceDistance, copy);
+/// The parameters that setting one of them sets.
+std::vector<int> setTogether(int id) {
+    if (id == kVirtualBassEnable) return {kVirtualBassEnable, kSteererSourceDistance};
+    return {id};
 }
 
 }  // namespace
@@ -60,8 +52,9 @@ SndManager::~SndManager() {
 int SndManager::init() {
     Mutex::Autolock lock(sLock);
     if (mContext != nullptr) return android::OK;
+    const bool tried = SndContextManager::hasInstance();  // it starts when it is made
     SndContextManager& manager = SndContextManager::getInstance();
-    manager.init();
+    if (tried) manager.init();
     SndContext* const context = manager.getSndContext();
     if (context == nullptr) return android::NO_INIT;
 
@@ -259,9 +252,10 @@ int SndManager::getParamLength(int id) {
 bool SndManager::setParameter(int profile, int id, const Values& values) {
     Mutex::Autolock lock(sLock);
     if (!prepareChangeLocked() || !isParameterLocked(profile, id) || values.empty()) return false;
-    setWithFollowers(id, values, [this, profile](int each, Values& copy) REQUIRES(sLock) {
+    for (const int each : setTogether(id)) {
+        Values copy = values;  // each is brought into a range of its own
         mAdapter->setParameter(profile, each, copy);
-    });
+    }
     return true;
 }
 
@@ -282,9 +276,10 @@ bool SndManager::setProfilePortParameter(int profile, int port, int id, const Va
     if (!prepareChangeLocked()) return false;
     const Endpoint* const endpoint = endpointOfPort(port);
     if (endpoint == nullptr || !isParameterLocked(profile, id) || values.empty()) return false;
-    setWithFollowers(id, values, [this, profile, endpoint](int each, Values& copy) REQUIRES(sLock) {
+    for (const int each : setTogether(id)) {
+        Values copy = values;
         mAdapter->setProfileEndpointParameter(profile, *endpoint, each, copy);
-    });
+    }
     return true;
 }
 

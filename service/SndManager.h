@@ -26,7 +26,7 @@ class SndContext;
 /// Before `init` has succeeded every operation answers neutrally: false, 0, an empty text or list,
 /// -19 where the result is an error number. Profiles are given by index, ports as `Port` numbers,
 /// parameters by their client-facing numbers (100 and up); what is out of range gets the neutral
-/// answer too.
+/// answer too, but numbers above the last parameter are the adapter's to answer.
 class SndManager {
 public:
     using Values = std::vector<int>;
@@ -43,7 +43,8 @@ public:
 
     /// Makes the effect anew and sends it everything. False before `init`.
     bool recreateSndEffect();
-    /// Does that if the effect has been taken away. What changes the state does it first.
+    /// Does that if the effect has been taken away. Switching, suspending, selecting and resetting
+    /// a profile, and setting a parameter do it first.
     bool validateSndEffect();
 
     /// False while suspended.
@@ -77,8 +78,8 @@ public:
 
     /// Number of values of a parameter.
     int getParamLength(int id);
-    /// False for no profile, no parameter number, or no values. Virtual bass (111) also moves the
-    /// steerer's source distance (112), by the same values.
+    /// False for no profile, no parameter number, or no values. What is set for virtual bass (111)
+    /// is also set for the steerer's source distance (112), each within its range.
     bool setParameter(int profile, int id, const Values& values);
     Values getParameter(int profile, int id);
     Values getProfileParameter(int profile, Parameter parameter);

@@ -3,6 +3,7 @@
 #include "service/VeloraManagerService.h"
 
 #include "model/Port.h"
+#include "service/AdapterParameter.h"
 #include "service/EventHandler.h"
 #include "service/NotificationClient.h"
 #include "service/Words.h"
@@ -24,10 +25,6 @@ using velora::SfxParamStore;
 using velora::SndManager;
 
 namespace {
-
-// Client-facing parameters that make up the dialog enhancer's amount.
-constexpr int kGraphicEqualizerEnable = 105;
-constexpr int kDialogEnhancerDucking = 108;
 
 // What every client gets when a client has registered or unregistered.
 constexpr int32_t kRegistrationNotice[] = {-1, 0};
@@ -386,8 +383,10 @@ int VeloraManagerService::getDialogEnhancerAmount() {
     const Port* const port = velora::kPortForDevice.find(device);
     if (port == nullptr) return kUnknown;
     const int profile = mManager->getSelectedProfile();
-    const auto enabled = mManager->getProfilePortParameter(profile, *port, kGraphicEqualizerEnable);
-    const auto amount = mManager->getProfilePortParameter(profile, *port, kDialogEnhancerDucking);
+    const auto enabled =
+        mManager->getProfilePortParameter(profile, *port, velora::kGraphicEqualizerEnable);
+    const auto amount =
+        mManager->getProfilePortParameter(profile, *port, velora::kDialogEnhancerDucking);
     if (enabled.empty() || amount.empty()) return kUnknown;
     return enabled.front() == 0 ? 0 : amount.front();
 }

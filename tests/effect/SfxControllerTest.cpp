@@ -9,19 +9,31 @@ namespace velora {
 namespace {
 
 using test::RecordingEffect;
-using testing::AllOf;
+using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 
 class SfxControllerTest : public test::ContextFixture {
 protected:
     SfxControllerTest() { context.registerObserver(&controller); }
-    ~SfxControllerTest() override { context.unregisterObserver(&controller); }
+    ~SfxControllerTest() override {
+        if (manager().getSndContext() == &context) context.unregisterObserver(&controller);
+    }
 
-    std::string tuningValue(Port port, Parameter parameter) {
-        return std::to_string(context.getSelectedTuningParameter(port, parameter).front());
+    /// The controller has the records that are in force, on every port.
+    void expectInForce() {
+        SfxContext& held = controller.getContext();
+        for (const Port port : kSupportedPorts) {
+            SCOPED_TRACE(port);
+            const DeviceParameters& view = *held.getDeviceParameters(port);
+            EXPECT_EQ(view.getProfile(), context.getSelectedProfile());
+            EXPECT_EQ(view.getProfileEndpoint(), context.getSelectedProfileEndpoint(port));
+            EXPECT_EQ(view.getIeqPreset(), context.getSelectedProfileIeq(port));
+            EXPECT_EQ(view.getTuning(), context.getSelectedTuning(port));
+        }
     }
 
     SndContext& context = restart();
@@ -43,26 +55,6 @@ TEST_F(SfxControllerTest, LoadingSendsOneBlockForAllWithTheDevicesAscending) {
                 ElementsAre("2", "8", "80", "400", "4000", "8000", "40000000"));
     EXPECT_EQ(log.count("I SfxController: onLoad()"), 1u);
     EXPECT_EQ(log.count("E SfxController: ..."), 0u);
-}
-
-// The block that docs/effect-block.md shows, word by word.
-TEST_F(SfxControllerTest, AChangeSendsTheDocumentedBlock) {
-    effect.take();
-    context.setProfileParameter(0, Endpoint::SPEAKER, VIRTUAL_BASS_ENABLE, {0});
-    std::istringstream doc(test::contentsOf(test::sourceFile("docs/effect-block.md")));
-    std::vector<int32_t> documented;
-    bool inExample = false;
-    for (std::string line; std::getline(doc, line);) {
-        if (line == "```") {
-            inExample = !inExample;
-            continue;
-        }
-        std::istringstream words(inExample ? line : "");
-        for (std::string word; words >> word;) {
-            documented.push_back(static_cast<int32_t>(std::stoul(word, nullptr, 16)));
-        }
-    }
-    EXPECT_THAT(effect.blocks, ElementsAre(documented));
 }
 
 TEST_F(SfxControllerTest, EachChangeReachesTheDevicesThatItConcerns) {
@@ -121,7 +113,7 @@ TEST_F(SfxControllerTest, AnotherTuningSendsItsDifferencesToItsDeviceAlone) {
     ASSERT_TRUE(context.setSelectedTuning(PORT_HEADPHONE, devices[firstSelected ? 1 : 0], false));
     const auto sent = effect.take();
     EXPECT_FALSE(sent.empty());
-    EXPECT_LT(sent.size(), 60u) << "what both tunings have in common isn't sent";
+    EXPECT_THAT(sent, Not(Contains(StartsWith("8 DPLP")))) << "no tuning has it";
     EXPECT_THAT(sent, Each(StartsWith("8 ")));
 }
 
@@ -132,20 +124,37 @@ TEST_F(SfxControllerTest, ATuningOfAnotherClassBringsItsEndpointAndPresetWithIt)
     effect.take();
     tuning->setEndpoint(Endpoint::OTHER);
     controller.onSelectedTuningChanged(context, PORT_HEADPHONE, *tuning);
-    EXPECT_THAT(effect.take(), testing::Contains("8 DPLP 321"));
-    EXPECT_EQ(controller.getContext().getDeviceParameters(PORT_HEADPHONE)->getProfileEndpoint(),
-              context.getProfileEndpoint(0, Endpoint::OTHER));
+    EXPECT_THAT(effect.take(), Contains("8 DPLP 321"));
+    controller.onSelectedTuningChanged(context, PORT_USB, *tuning);  // both have this tuning
+    expectInForce();
 }
 
 TEST_F(SfxControllerTest, SelectingAProfileNamesItAndSendsWhatDiffers) {
     effect.take();
     context.setSelectedProfile(2);
     EXPECT_EQ(log.count("I SfxController: Profile Changed to Music"), 1u);
-    const auto sent = effect.take();
-    EXPECT_FALSE(sent.empty());
-    context.setSelectedProfile(0);
-    context.setSelectedProfile(2);
-    EXPECT_EQ(log.count("I SfxController: Profile Changed to Music"), 2u);
+    EXPECT_THAT(effect.take(), Contains(StartsWith("40000000 GEBS 20 40 55")));
+    expectInForce();
+}
+
+TEST_F(SfxControllerTest, APortWithoutATuningIsNamedAndTheOthersAreServed) {
+    std::string xml = test::contentsOf(test::sourceFile("data/multimedia_velora_kiv_default.xml"));
+    for (size_t at = 0; (at = xml.find("endpoint_port=\"usb\"", at)) != std::string::npos;) {
+        xml.replace(at, 19, "endpoint_port=\"hdmi\"");
+    }
+    context.unregisterObserver(&controller);
+    install(xml);
+    SndContext& changed = restart();
+    log.clear();
+    SfxController fresh(effect);
+    changed.registerObserver(&fresh);
+    changed.unregisterObserver(&fresh);
+    EXPECT_EQ(log.count("E SfxController: No profile endpoint found for port : 5"), 1u);
+    EXPECT_EQ(log.count("E SfxController: No tuning found for port : usb"), 1u);
+    EXPECT_EQ(log.count("E ..."), 2u);
+    EXPECT_EQ(fresh.getContext().getParameters(0x4000)->get(PEAK_VALUE).size(), 0u);
+    EXPECT_EQ(fresh.getContext().getParameters(0x8000)->get(PEAK_VALUE).size(), 1u);
+    EXPECT_EQ(fresh.getContext().getParameters(0x1), nullptr);
 }
 
 TEST_F(SfxControllerTest, AnotherEffectIsSentEverything) {

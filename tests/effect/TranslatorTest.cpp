@@ -28,9 +28,8 @@ protected:
         Source() : ParameterValues(false) {}
         int64_t getId() const override { return -1; }
         const ParameterSet& getValidParams() const override {
-            static constexpr auto kAll = ParameterSet::of(RecordKind::PROFILE) |
-                                         ProfileParameters::kValidParams |
-                                         DeviceParameters::kValidParams;
+            static constexpr auto kAll =
+                ProfileParameters::kValidParams | DeviceParameters::kValidParams;
             return kAll;
         }
     };
@@ -160,6 +159,12 @@ TEST_F(TranslatorTest, CompositesJoinTheirParts) {
         {VIRTUAL_BASS_SRC_FREQ_LOW, {35}, {"VBSF 35 160", "VBMF 94 469"}},
         {CUSTOM_DRC_METADATA, {1, 2}, {"DRCM 1 2"}},
         {BASS_MBDRC_TUNING, {4, 5}, {"BMDT 1 4 5"}},
+        {BASS_MBDRC_ENABLE, {}, {"BMDE"}},
+        {BASS_MBDRC_TUNING, {4}, {"BMDT 4"}},
+        {REGULATOR_SIBILANCE_SUPPRESS_ENABLE, {0}, {"RSSE 0"}},
+        {REGULATOR_FREQUENCY, {50}, {"ARSA 2 11 12", "ARBS 1 50 -9 -1 0", "RSSA 2 0 1 2"}},
+        {REGULATOR_SIBILANCE_SUPPRESS_ENABLE, {}, {"RSSE"}},
+        {REGULATOR_FREQUENCY, {}, {"ARSA 2 11 12", "ARBS 0 -9 -1 0", "RSSA 2 0 1 2"}},
     };
     for (const Row& row : rows) {
         source.set(OUTPUT_CHANNELS, row.channels);

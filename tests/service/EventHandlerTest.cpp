@@ -209,7 +209,7 @@ TEST_F(EventHandlerTest, AClientMayDropTheLastReferenceFromItsUpdate) {
         const auto mine = service;  // for the time of the call
         set({command(1), 0, 0, 114, 5});
     }
-    EXPECT_EQ(client->take(2).size() > 0, true);
+    EXPECT_EQ(client->take(2).size(), 2u);
     while (looperThreads() > 0) std::this_thread::yield();
     restart();
     EXPECT_THAT(parameter(0, 114), ElementsAre(5));

@@ -9,22 +9,55 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using Values = SndContext::Values;
 
+enum Where { PROFILE, GEQ, SPEAKER_ONLY, HEADPHONE_ONLY, EVERY };
+
+/// What clients are told of each parameter.
+struct Documented {
+    int id;
+    Parameter parameter;
+    Where where;
+    int min, max;
+    int length = 1;
+};
+constexpr Documented kDocumented[] = {
+    {100, VIRTUALIZER_ENABLE, HEADPHONE_ONLY, 0, 1},
+    {101, VIRTUALIZER_ENABLE, SPEAKER_ONLY, 0, 1},
+    {102, VOLUME_LEVELER_ENABLE, EVERY, 0, 1},
+    {103, IEQ_ID, EVERY, 0, 4},  // the presets of the sample, off among them
+    {104, DIALOG_ENHANCER_ENABLE, EVERY, 0, 1},
+    {105, GRAPHIC_EQUALIZER_ENABLE, EVERY, 0, 1},
+    {106, IEQ_AMOUNT, EVERY, 0, 16},
+    {107, DIALOG_ENHANCER_AMOUNT, EVERY, 0, 16},
+    {108, DIALOG_ENHANCER_DUCKING, EVERY, 0, 16},
+    {109, GEQ_GAIN, GEQ, -576, 576, 20},
+    {110, BASS_ENHANCER_ENABLE, EVERY, 0, 1},
+    {111, VIRTUAL_BASS_ENABLE, SPEAKER_ONLY, 0, 1},  // refused on the others
+    {112, HEADPHONE_VIRTUALIZER_STEERER_SOURCE_DISTANCE, EVERY, 4, 160},
+    {113, REVERB_SUPPRESSION_ENABLE, PROFILE, 0, 1},
+    {114, REVERB_SUPPRESSION_AMOUNT, PROFILE, 0, 9},
+    {115, VOLUME_LEVELER_AMOUNT, EVERY, 0, 10},
+};
+
 class ParameterAdapterTest : public test::ContextFixture {
 protected:
-    /// What the context holds: per endpoint, or on the profile or its GEQ preset.
-    std::vector<Values> held(const AdapterParameter& row) {
-        const auto on = [&](Endpoint e) {
-            return context.getProfileParameter(0, e, row.parameter);
-        };
-        switch (row.scope) {
-            case Scope::PROFILE:
-                return {context.getProfileParameter(0, row.parameter)};
-            case Scope::GEQ_PRESET:
-                return {context.getProfileGeqParameter(0, row.parameter)};
-            default:
-                break;
+    /// What the context holds: on the endpoints, the profile, its GEQ preset.
+    std::vector<Values> held(Parameter parameter) {
+        std::vector<Values> values;
+        for (const Endpoint endpoint : kEndpoints) {
+            values.push_back(context.getProfileParameter(0, endpoint, parameter));
         }
-        return {on(Endpoint::SPEAKER), on(Endpoint::HEADPHONE), on(Endpoint::OTHER)};
+        values.push_back(context.getProfileParameter(0, parameter));
+        values.push_back(context.getProfileGeqParameter(0, parameter));
+        return values;
+    }
+    /// The same with `values` where they belong.
+    static std::vector<Values> with(std::vector<Values> held, Where where, const Values& values) {
+        if (where == SPEAKER_ONLY || where == EVERY) held[0] = values;
+        if (where == HEADPHONE_ONLY || where == EVERY) held[1] = values;
+        if (where == EVERY) held[2] = values;
+        if (where == PROFILE) held[3] = values;
+        if (where == GEQ) held[4] = values;
+        return held;
     }
 
     Values set(int id, Values values) {
@@ -37,30 +70,18 @@ protected:
 };
 
 TEST_F(ParameterAdapterTest, EveryParameterIsBroughtIntoItsRangeAndWrittenWhereItLives) {
-    const int max = 4;  // IEQ presets of the sample, off among them
-    const std::pair<int, int> ranges[] = {{0, 1},   {0, 1},  {0, 1},  {0, max},    {0, 1}, {0, 1},
-                                          {0, 16},  {0, 16}, {0, 16}, {-576, 576}, {0, 1}, {0, 1},
-                                          {4, 160}, {0, 1},  {0, 9},  {0, 10}};
-    for (const AdapterParameter& row : kAdapterParameters) {
+    for (const Documented& row : kDocumented) {
         SCOPED_TRACE(row.id);
-        const auto [low, high] = ranges[row.id - 100];
-        for (const auto& [asked, written] : {std::pair{-1000, low}, {1000, high}, {low, low}}) {
-            const bool oneEndpoint = row.scope == Scope::HEADPHONE || row.scope == Scope::SPEAKER;
-            const auto before = held(row);
-            const Values values(static_cast<size_t>(row.length), asked);
-            const Values expected(values.size(), oneEndpoint ? asked : written);
-            EXPECT_EQ(set(row.id, values), expected);
+        const auto before = held(row.parameter);
+        for (const auto& [asked, written] :
+             {std::pair{-1000, row.min}, {1000, row.max}, {row.min, row.min}}) {
+            const bool raw = row.id == 100 || row.id == 101;
+            const Values expected(static_cast<size_t>(row.length), raw ? asked : written);
+            EXPECT_EQ(set(row.id, Values(expected.size(), asked)), expected);
             EXPECT_EQ(adapter.getParameter(0, row.id), expected);
-            for (size_t i = 0; i < before.size(); ++i) {
-                const bool concerned = row.parameter == VIRTUAL_BASS_ENABLE
-                                           ? i == 0  // refused on the others
-                                       : row.scope == Scope::SPEAKER   ? i == 0
-                                       : row.scope == Scope::HEADPHONE ? i == 1
-                                                                       : true;
-                EXPECT_EQ(held(row)[i], concerned ? expected : before[i]);
-            }
+            EXPECT_EQ(held(row.parameter), with(before, row.where, expected));
         }
-        EXPECT_EQ(adapter.getParameterLength(row.id), row.id == 109 ? 20 : 1);
+        EXPECT_EQ(adapter.getParameterLength(row.id), row.length);
     }
     EXPECT_EQ(log.count("W SndContext: Setting virtual-bass-enable is not supported for "
                         "non-speaker endpoints"),
@@ -68,18 +89,19 @@ TEST_F(ParameterAdapterTest, EveryParameterIsBroughtIntoItsRangeAndWrittenWhereI
 }
 
 TEST_F(ParameterAdapterTest, OneEndpointIsWrittenAloneWhereItHasItsOwn) {
-    for (const AdapterParameter& row : kAdapterParameters) {
+    for (const Documented& row : kDocumented) {
         SCOPED_TRACE(row.id);
-        const bool own = row.scope == Scope::ENDPOINT || row.scope == Scope::STEERING;
-        const auto before = held(row);
+        const bool own = row.where == EVERY || row.parameter == VIRTUAL_BASS_ENABLE;
+        const auto before = held(row.parameter);
         Values values(static_cast<size_t>(row.length), 5);
         adapter.setProfileEndpointParameter(0, Endpoint::SPEAKER, row.id, values);
         EXPECT_EQ(adapter.getProfileEndpointParameter(0, Endpoint::SPEAKER, row.id),
                   own ? values : Values{});
-        auto expected = before;
-        if (own) expected[0] = values;
-        EXPECT_EQ(held(row), expected);
+        EXPECT_EQ(held(row.parameter), own ? with(before, SPEAKER_ONLY, values) : before);
     }
+    Values distance{77};
+    adapter.setProfileEndpointParameter(0, Endpoint::HEADPHONE, 112, distance);
+    EXPECT_EQ(adapter.getParameter(0, 112), distance) << "the headphone's stands for the profile's";
 }
 
 TEST_F(ParameterAdapterTest, TheSourceDistanceIsFixedOutsideOfMode1) {

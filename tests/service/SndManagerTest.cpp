@@ -2,13 +2,17 @@
 #include "tests/context/ContextFixture.h"
 #include "tests/support/EffectBlocks.h"
 
+#include <velora/SfxParamStore.h>
+
 namespace velora {
 
 namespace {
 
 using test::RecordingEffect;
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::StartsWith;
 using Values = SndManager::Values;
 
 /// A facade whose effect handle can lose control.
@@ -16,6 +20,7 @@ class TestManager : public SndManager {
 public:
     std::vector<RecordingEffect*> handles;  ///< all that were made; the last is in use
     bool inControl = true;
+    int session = 0;
 
 private:
     struct Handle : RecordingEffect {
@@ -25,7 +30,7 @@ private:
     };
 
     std::unique_ptr<SfxEffect> createSfxEffect(int sessionId) override REQUIRES(sLock) {
-        SndManager::createSfxEffect(sessionId);
+        SndManager::createSfxEffect(session < 0 ? session : sessionId);
         auto handle = std::make_unique<Handle>(inControl);
         handles.push_back(handle.get());
         return handle;
@@ -71,6 +76,7 @@ TEST_F(SndManagerTest, AnswersNeutrallyWithoutAContext) {
     EXPECT_EQ(facade.init(), 0);
     EXPECT_EQ(facade.init(), 0);
     EXPECT_EQ(facade.handles.size(), 1u);
+    EXPECT_TRUE(facade.handles.back()->enabled);
     EXPECT_EQ(log.count("I SndManager: Created SFX effect version [ 0 ]"), 1u);
 }
 
@@ -105,8 +111,56 @@ TEST_F(SndManagerTest, ALostEffectIsMadeAnewBeforeEachChange) {
     facade.inControl = true;
     EXPECT_TRUE(facade.validateSndEffect());
     EXPECT_EQ(facade.handles.size(), made);
+    facade.setSndOn(false);
+    facade.session = -1;
     EXPECT_TRUE(facade.recreateSndEffect());
     EXPECT_EQ(facade.handles.size(), made + 1);
+    EXPECT_TRUE(facade.handles.back()->enabled) << "whether the sound is on or not";
+    EXPECT_EQ(
+        log.count("E SndManager: SFX effect with specified session Id (-1) is less than zero"), 1u);
+}
+
+TEST_F(SndManagerTest, WhatIsInForceAlreadyIsNotSentAgain) {
+    facade.init();
+    RecordingEffect* const effect = facade.handles.back();
+    effect->take();
+    facade.setSelectedTuning(PORT_USB, "default_usb");
+    facade.setSelectedProfile(0);
+    facade.setParameter(0, 114, {2});
+    EXPECT_THAT(effect->take(), IsEmpty());
+    facade.setSelectedTuning(PORT_USB, "usb_dac");
+    EXPECT_THAT(effect->take(), Each(StartsWith("4000 ")));
+}
+
+TEST_F(SndManagerTest, AFacadeThatHasEndedIsToldNothing) {
+    facade.init();
+    { TestManager().init(); }
+    int commits = 0;
+    SfxParamStore::getInstance().setListener([&] { ++commits; });
+    facade.setParameter(0, 114, {5});
+    SfxParamStore::getInstance().setListener(nullptr);
+    EXPECT_EQ(commits, 1);
+}
+
+// The block that docs/effect-block.md shows, word by word.
+TEST_F(SndManagerTest, AChangeSendsTheDocumentedBlock) {
+    facade.init();
+    facade.handles.back()->take();
+    facade.setProfilePortParameter(0, PORT_INTERNAL_SPEAKER, 107, {14});
+    std::istringstream doc(test::contentsOf(test::sourceFile("docs/effect-block.md")));
+    std::vector<int32_t> documented;
+    bool inExample = false;
+    for (std::string line; std::getline(doc, line);) {
+        if (line == "```") {
+            inExample = !inExample;
+            continue;
+        }
+        std::istringstream words(inExample ? line : "");
+        for (std::string word; words >> word;) {
+            documented.push_back(static_cast<int32_t>(std::stoul(word, nullptr, 16)));
+        }
+    }
+    EXPECT_THAT(facade.handles.back()->blocks, ElementsAre(documented));
 }
 
 TEST_F(SndManagerTest, SuspendingHidesTheSwitch) {
@@ -150,7 +204,7 @@ TEST_F(SndManagerTest, WhatIsOutOfRangeIsRefused) {
     EXPECT_EQ(facade.getProfileParameter(4, CUSTOM_DRC_METADATA), (Values{2, -384, 48, 12, 200}));
 }
 
-TEST_F(SndManagerTest, VirtualBassMovesTheSourceDistanceByTheSameValues) {
+TEST_F(SndManagerTest, VirtualBassAlsoSetsTheSourceDistance) {
     facade.init();
     EXPECT_TRUE(facade.setParameter(0, 111, {50}));
     EXPECT_THAT(facade.getParameter(0, 111), ElementsAre(1));
