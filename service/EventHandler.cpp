@@ -79,11 +79,16 @@ void VeloraManagerService::EventHandler::sendMessage(const void* data, uint32_t 
     makeMessage(data, size, what)->post();
 }
 
-void VeloraManagerService::EventHandler::sendMessage(const void* data, uint32_t size, int32_t port,
-                                                     uint32_t what) {
+int VeloraManagerService::EventHandler::sendRequest(const void* data, uint32_t size, int32_t port,
+                                                    uint32_t what) {
+    if (++mWaiting > kMaxQueuedRequests) {
+        --mWaiting;
+        return NO_MEMORY;
+    }
     const sp<AMessage> message = makeMessage(data, size, what);
     message->setInt32(kPort, port);
     message->post();
+    return OK;
 }
 
 sp<AMessage> VeloraManagerService::EventHandler::makeMessage(const void* data, uint32_t size,
@@ -97,6 +102,7 @@ sp<AMessage> VeloraManagerService::EventHandler::makeMessage(const void* data, u
 }
 
 void VeloraManagerService::EventHandler::onMessageReceived(const sp<AMessage>& message) {
+    if (message->what() != kRegistrationChanged) --mWaiting;
     // Keeps the service, and with it the facade, until the clients are told. If the last other
     // reference goes meanwhile, the service is destroyed here, on the looper thread.
     const sp<VeloraManagerService> owner = mOwner.promote();

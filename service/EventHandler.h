@@ -3,6 +3,7 @@
 #include "service/VeloraManagerService.h"
 #include "service/Words.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -39,7 +40,8 @@ public:
 
     /// Queues a message with a copy of `size` bytes at `data`.
     void sendMessage(const void* data, uint32_t size, uint32_t what);
-    void sendMessage(const void* data, uint32_t size, int32_t port, uint32_t what);
+    /// The same for what a client asks for, with a port. 0, or -12 while too many of these wait.
+    int sendRequest(const void* data, uint32_t size, int32_t port, uint32_t what);
 
 protected:
     void onMessageReceived(const sp<AMessage>& message) override;
@@ -57,6 +59,7 @@ private:
     const sp<ALooper> mLooper;
     velora::SndManager* const mSndManager;
     const wp<VeloraManagerService> mOwner;
+    std::atomic<int> mWaiting{0};  ///< requests that were queued and not yet begun
 };
 
 }  // namespace android

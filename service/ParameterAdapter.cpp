@@ -25,6 +25,16 @@ const AdapterParameter* findOrLog(int id) {
     return parameter;
 }
 
+/// The row of a parameter that takes this number of values; null, and a line if it takes another.
+const AdapterParameter* findFor(int id, const ParameterAdapter::Values& values) {
+    const AdapterParameter* const parameter = find(id);
+    if (parameter == nullptr || static_cast<int>(values.size()) == parameter->length) {
+        return parameter;
+    }
+    ALOGE("param id %d takes %d values, not %zu", id, parameter->length, values.size());
+    return nullptr;
+}
+
 bool isOfEndpoints(Scope scope) { return scope == Scope::ENDPOINT || scope == Scope::STEERING; }
 
 /// The one endpoint that has a parameter, or whose values stand for the whole profile.
@@ -41,7 +51,7 @@ int ParameterAdapter::getParameterLength(int id) const {
 }
 
 void ParameterAdapter::setParameter(int profile, int id, Values& values) {
-    const AdapterParameter* const parameter = find(id);
+    const AdapterParameter* const parameter = findFor(id, values);
     if (parameter == nullptr) return;
     switch (parameter->scope) {
         case Scope::PROFILE:
@@ -66,7 +76,7 @@ void ParameterAdapter::setParameter(int profile, int id, Values& values) {
 
 void ParameterAdapter::setProfileEndpointParameter(int profile, Endpoint endpoint, int id,
                                                    Values& values) {
-    const AdapterParameter* const parameter = find(id);
+    const AdapterParameter* const parameter = findFor(id, values);
     if (parameter == nullptr || !isOfEndpoints(parameter->scope)) return;
     setOnEndpoints(*parameter, profile, {&endpoint, 1}, values);
 }

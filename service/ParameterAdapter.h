@@ -14,7 +14,7 @@ namespace velora {
 ///
 /// Owned by the facade and used under its lock; the context stays its owner's. `profile` must be
 /// one of the context's. A number that has no row is logged and gets the neutral answer; the
-/// setters ignore it silently.
+/// setters ignore it silently, but log and refuse another number of values than a parameter has.
 class ParameterAdapter {
 public:
     using Values = SndContext::Values;

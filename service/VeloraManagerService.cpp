@@ -106,7 +106,7 @@ void VeloraManagerService::shutdown() {
 }
 
 void VeloraManagerService::initManager() {
-    if (!mInitialized && mManager->init() == 0) mInitialized = true;
+    if (!mInitialized && !mEnded && mManager->init() == 0) mInitialized = true;
 }
 
 void VeloraManagerService::registerClient(const sp<IKmsCallbacks>& listener, int32_t type,
@@ -228,6 +228,7 @@ void VeloraManagerService::removeNotificationClient(uint32_t key, const Notifica
 
 void VeloraManagerService::doOnSfxParamUpdate(void* data, uint32_t size) {
     ALOGV("%s() entry", __func__);
+    const sp<VeloraManagerService> self(this);  // a client may drop the last reference
     Mutex::Autolock lock(mLock);
     for (size_t i = 0; i < mClients.size(); ++i) mClients.valueAt(i)->onSfxParamUpdate(data, size);
     ALOGV("%s() exit", __func__);
@@ -245,10 +246,9 @@ int VeloraManagerService::getStoredParams(SfxParamStore::Caches* out, bool commi
 }
 
 int VeloraManagerService::setSfxParam(void* data, uint32_t size) {
-    if (!mInitialized) return NO_INIT;
+    if (!mInitialized || mEnded) return NO_INIT;
     if ((data == nullptr && size > 0) || size > kMaxRequestSize) return BAD_VALUE;
-    mHandler->sendMessage(data, size, EventHandler::kSetParam);
-    return 0;
+    return mHandler->sendRequest(data, size, 0, EventHandler::kSetParam);
 }
 
 int VeloraManagerService::getSfxParam(void* in, uint32_t inLen, void* out, uint32_t outLen) {
@@ -373,7 +373,10 @@ void VeloraManagerService::setSelectedTuningDevice(int port, void* name, int len
         ALOGE("%s invalid name of length %d", __func__, len);
         return;
     }
-    mHandler->sendMessage(name, static_cast<uint32_t>(len), port, EventHandler::kSetSelectedTuning);
+    if (mHandler->sendRequest(name, static_cast<uint32_t>(len), port,
+                              EventHandler::kSetSelectedTuning) != OK) {
+        ALOGE("%s too many requests are waiting", __func__);
+    }
 }
 
 int VeloraManagerService::getDialogEnhancerAmount() {
@@ -481,7 +484,7 @@ int64_t VeloraManagerService::getIntParam(uint32_t key) {
 }
 
 void VeloraManagerService::setIntParam(uint32_t key, int64_t /*value*/) {
-    if (key != fourCharacters("RLTF")) return;
+    if (key != fourCharacters("RLTF") || mEnded) return;
     ALOGD("Notify clients that SFX params changed after reload tuning file.");
     if (mManager->reloadTuningXml() == 0) doOnSfxParamUpdate(nullptr, 0);
 }

@@ -32,15 +32,18 @@ using ::vendor::velora_sp::hardware::kmssp::V2_0::IKmsCallbacks;
 /// text, as each says. Nothing throws; refused requests are logged.
 class VeloraManagerService : public RefBase {
 public:
-    /// Bound of one request, far above any real one: what is queued lies in the service's memory.
-    static constexpr uint32_t kMaxRequestSize = 1 << 20;
+    // Bounds of one request, in bytes, and of those that wait, far above what is real: what is
+    // queued lies in the service's memory.
+    static constexpr uint32_t kMaxRequestSize = 4096;
+    static constexpr int kMaxQueuedRequests = 4096;
 
     VeloraManagerService();
 
     /// Writes all settings to the store, on the calling thread, if initialised.
     void saveSettings();
     /// The end: stops the looper, waiting for the request at hand, and then saves. Requests that
-    /// are still queued, and those that come later, are dropped. For a host that must have it done
+    /// are still queued are dropped, later ones refused; nothing is initialised or reloaded any
+    /// more, and nobody told. For a host that must have it done
     /// before the process leaves; the destructor does it otherwise. The second call does nothing.
     /// Not from a client's update.
     void shutdown();
@@ -67,7 +70,8 @@ public:
                         int* count);
 
     /// Queues a copy of a command buffer (32-bit words: command, result, arguments). 0 at once; -19
-    /// before initialisation, -22 for null with a size and for more than kMaxRequestSize bytes.
+    /// before initialisation and after `shutdown`, -22 for null with a size and for more than
+    /// kMaxRequestSize bytes, -12 while kMaxQueuedRequests wait.
     int setSfxParam(void* data, uint32_t size);
     /// Answers a get-request (32-bit words: command, two arguments) in 32-bit words at `out`, which
     /// has `outLen` bytes: an answer that doesn't fit isn't written. 0; -19 before initialisation.

@@ -140,7 +140,8 @@ TEST_F(FreshProcessTest, AKilledRebuildLeavesTheOldStoreOrTheNewOneWithTheExtraF
             manager().init();
             pause();
         }
-        usleep(static_cast<useconds_t>(dice() % (2 * taken / std::chrono::microseconds(1) + 1)));
+        const auto longest = static_cast<unsigned long>(2 * taken / std::chrono::microseconds(1));
+        usleep(static_cast<useconds_t>(dice() % (longest + 1)));
         ::kill(child, SIGKILL);
         int status = 0;
         waitpid(child, &status, 0);

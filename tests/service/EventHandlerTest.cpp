@@ -64,6 +64,7 @@ TEST_F(EventHandlerTest, CommandsReachContextEffectStoreAndClients) {
         {"no value", {command(1), 9, 2, 106}, {}, amount, {16}},
         {"half a value", {command(1), 9, 2, 106, 3}, {}, amount, {16}, 1},
         {"half a second one", {command(1), 9, 2, 106, 3, 4}, {}, amount, {3}, 2},
+        {"one too many", {command(1), 9, 2, 106, 3, 4}, {}, amount, {3}},
         {"select", {command(10), 9, 2}, {command(10), 2, 2}, selected, {2}},
         {"select none", {command(10), 9, 5}, {command(10), 5, 5}, selected, {2}},
         {"bytes the other way round", {10, 9, 1}, {}, selected, {2}},
@@ -191,7 +192,9 @@ TEST_F(EventHandlerTest, ShutdownSavesAndLaterRequestsAreDropped) {
     client->take(1);
     service->shutdown();
     EXPECT_EQ(looperThreads(), 0);
-    EXPECT_EQ(set({command(1), 0, 0, 114, 9}), 0);
+    EXPECT_EQ(set({command(1), 0, 0, 114, 9}), -19);
+    service->setIntParam(android::fourCharacters("RLTF"), 0);
+    EXPECT_EQ(log.count("I SndManager: Tell ..."), 0U);
     service->shutdown();
     SndContextManager::getInstance().getSndContext()->setProfileParameter(
         0, REVERB_SUPPRESSION_AMOUNT, {9});
@@ -213,6 +216,39 @@ TEST_F(EventHandlerTest, AClientMayDropTheLastReferenceFromItsUpdate) {
     while (looperThreads() > 0) std::this_thread::yield();
     restart();
     EXPECT_THAT(parameter(0, 114), ElementsAre(5));
+}
+
+TEST_F(EventHandlerTest, AClientMayDropTheLastReferenceWhenItIsToldOfAReload) {
+    dir.write("data/vendor/velora/kiv-extra.xml", contentsOf(sourceFile("data/kiv-extra.xml")));
+    const auto client = enter(0, 1);
+    client->onUpdate = [this](const Bytes&) { service.clear(); };
+    service.get()->setIntParam(android::fourCharacters("RLTF"), 0);
+    EXPECT_EQ(client->take(1).size(), 1u);
+}
+
+TEST_F(EventHandlerTest, NoMoreRequestsWaitThanThereMay) {
+    std::promise<void> busy;
+    std::promise<void> go;
+    const auto client = enter(0, 1);
+    client->onUpdate = [&, first = true](const Bytes&) mutable {
+        if (!std::exchange(first, false)) return;
+        busy.set_value();
+        go.get_future().wait();
+    };
+    set({command(3), 0, 0});
+    busy.get_future().wait();
+    for (int i = 0; i < android::VeloraManagerService::kMaxQueuedRequests; ++i) {
+        ASSERT_EQ(set({command(3), 0, i}), 0);
+    }
+    EXPECT_EQ(set({command(3), 0, 0}), -12);
+    char name[] = "usb_dac";
+    service->setSelectedTuningDevice(5, name, 7);
+    EXPECT_EQ(log.count("E VeloraManagerService: setSelectedTuningDevice too many requests are "
+                        "waiting"),
+              1U);
+    go.set_value();
+    client->take(android::VeloraManagerService::kMaxQueuedRequests);
+    EXPECT_EQ(set({command(3), 0, 0}), 0);
 }
 
 TEST_F(EventHandlerTest, AClientThatDiesWhileItIsToldIsGoneAfterwards) {

@@ -112,7 +112,7 @@ TEST_F(ParameterAdapterTest, TheSourceDistanceIsFixedOutsideOfMode1) {
     for (const Endpoint endpoint : kEndpoints) {
         EXPECT_THAT(context.getProfileParameter(0, endpoint, distance), ElementsAre(50));
     }
-    context.setProfileParameter(0, HEADPHONE_VIRTUALIZER_MODE, {0});
+    context.setProfileParameter(0, HEADPHONE_VIRTUALIZER_MODE, {2});
     context.setProfileParameter(0, config, {77, 1, 2, 3, 4, 5, 6, 7});
     EXPECT_THAT(adapter.getParameter(0, 112), ElementsAre(77));
     EXPECT_THAT(adapter.getProfileEndpointParameter(0, Endpoint::OTHER, 112), ElementsAre(77));
@@ -122,6 +122,19 @@ TEST_F(ParameterAdapterTest, TheSourceDistanceIsFixedOutsideOfMode1) {
     EXPECT_THAT(adapter.getParameter(0, 112), ElementsAre(35));
     context.getProfile(0)->set(config, {});
     EXPECT_THAT(adapter.getParameter(0, 112), ElementsAre(35));
+}
+
+TEST_F(ParameterAdapterTest, AnotherNumberOfValuesIsRefused) {
+    const Values gains = context.getProfileGeqParameter(0, GEQ_GAIN);
+    for (const size_t count : {0u, 1u, 19u, 21u, 10000u}) set(109, Values(count, 3));
+    for (const size_t count : {0u, 2u}) set(100, Values(count, 0));
+    Values two{1, 2};
+    adapter.setProfileEndpointParameter(0, Endpoint::SPEAKER, 106, two);
+    EXPECT_EQ(adapter.getParameter(0, 109), gains);
+    EXPECT_THAT(adapter.getParameter(0, 100), ElementsAre(1));
+    EXPECT_THAT(adapter.getParameter(0, 106), ElementsAre(8));
+    EXPECT_EQ(log.count("E ParameterAdapter: param id 109 takes 20 values, not 19"), 1u);
+    EXPECT_EQ(log.count("E ParameterAdapter: ..."), 8u);
 }
 
 TEST_F(ParameterAdapterTest, NumbersWithoutARowAreLoggedByAllButTheSetters) {

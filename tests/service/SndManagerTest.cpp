@@ -130,6 +130,10 @@ TEST_F(SndManagerTest, WhatIsInForceAlreadyIsNotSentAgain) {
     EXPECT_THAT(effect->take(), IsEmpty());
     facade.setSelectedTuning(PORT_USB, "usb_dac");
     EXPECT_THAT(effect->take(), Each(StartsWith("4000 ")));
+    facade.inControl = false;
+    facade.setSelectedTuning(PORT_USB, "default_usb");
+    facade.restoreCurrentProfiles();
+    EXPECT_EQ(facade.handles.size(), 1u) << "neither looks after the effect";
 }
 
 TEST_F(SndManagerTest, AFacadeThatHasEndedIsToldNothing) {
