@@ -26,6 +26,12 @@ int looperThreads() {
     return count;
 }
 
+/// Waits for the end of services that end on their loopers.
+void awaitLoopers() {
+    while (looperThreads() > 0) std::this_thread::yield();
+    SndManager().getSndOn();  // takes the lock that they held last, and so sees what they did
+}
+
 /// What the effect has of one parameter now.
 std::vector<int32_t> published(audio_devices_t device, const char* name) {
     SfxParamStore::Caches caches;
@@ -100,10 +106,10 @@ TEST_F(EventHandlerTest, WhatIsSetReachesTheEffectBeforeTheClients) {
     client->onUpdate = [](const Bytes&) { EXPECT_THAT(published(0x2, "dea"), ElementsAre(12)); };
     set({command(2), 0, 0, 0, 107, 15});
     client->take(1);
+    client->onUpdate = nullptr;
     EXPECT_THAT(published(0x8, "dea"), ElementsAre(4));
     set({command(2), 0, 1, 0, 107, 3});  // of a profile that isn't selected
     set({command(10), 0, 1});
-    client->onUpdate = nullptr;
     client->take(2);
     EXPECT_THAT(published(0x2, "dea"), ElementsAre(3));
     int commits = 0;
@@ -180,7 +186,7 @@ TEST_F(EventHandlerTest, DestructionSavesAndDropsWhatIsStillQueued) {
     busy.get_future().wait();
     service.clear();  // the looper thread holds the last reference now
     go.set_value();
-    while (looperThreads() > 0) std::this_thread::yield();
+    awaitLoopers();
     restart();
     EXPECT_THAT(parameter(0, 115), ElementsAre(3));
     EXPECT_THAT(parameter(0, 114), ElementsAre(2));
@@ -213,7 +219,7 @@ TEST_F(EventHandlerTest, AClientMayDropTheLastReferenceFromItsUpdate) {
         set({command(1), 0, 0, 114, 5});
     }
     EXPECT_EQ(client->take(2).size(), 2u);
-    while (looperThreads() > 0) std::this_thread::yield();
+    awaitLoopers();
     restart();
     EXPECT_THAT(parameter(0, 114), ElementsAre(5));
 }
@@ -290,7 +296,7 @@ TEST_F(EventHandlerTest, ManyLivesOfAServiceWhileClientsCall) {
         for (auto& caller : callers) caller.join();
     }
     endService();
-    while (looperThreads() > 0) std::this_thread::yield();
+    awaitLoopers();
 }
 
 }  // namespace

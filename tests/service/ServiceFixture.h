@@ -40,6 +40,7 @@ protected:
         std::filesystem::create_directories(dir.path() / "data/vendor/velora");
         install(contentsOf(sourceFile("data/multimedia_velora_kiv_default.xml")));
         service = sp<android::VeloraManagerService>::make();
+        LogCapture::clear();
     }
     ~ServiceFixture() override { endProcess(); }
 
