@@ -137,24 +137,37 @@ TEST_F(SfxControllerTest, SelectingAProfileNamesItAndSendsWhatDiffers) {
     expectInForce();
 }
 
-TEST_F(SfxControllerTest, APortWithoutATuningIsNamedAndTheOthersAreServed) {
-    std::string xml = test::contentsOf(test::sourceFile("data/multimedia_velora_kiv_default.xml"));
-    for (size_t at = 0; (at = xml.find("endpoint_port=\"usb\"", at)) != std::string::npos;) {
-        xml.replace(at, 19, "endpoint_port=\"hdmi\"");
-    }
+TEST_F(SfxControllerTest, APortWithoutATuningIsNamedAndServedWhenItGetsOne) {
+    const auto withPort = [](const char* file, const std::string& from, const std::string& to) {
+        std::string xml = test::contentsOf(test::sourceFile(file));
+        for (size_t at = 0; (at = xml.find(from, at)) != std::string::npos;) {
+            xml.replace(at, from.size(), to);
+        }
+        return xml;
+    };
+    const std::string usb = "endpoint_port=\"usb\"";
     context.unregisterObserver(&controller);
-    install(xml);
+    install(withPort("data/multimedia_velora_kiv_default.xml", usb, "endpoint_port=\"hdmi\""));
     SndContext& changed = restart();
     log.clear();
     SfxController fresh(effect);
     changed.registerObserver(&fresh);
-    changed.unregisterObserver(&fresh);
     EXPECT_EQ(log.count("E SfxController: No profile endpoint found for port : 5"), 1u);
     EXPECT_EQ(log.count("E SfxController: No tuning found for port : usb"), 1u);
     EXPECT_EQ(log.count("E ..."), 2u);
-    EXPECT_EQ(fresh.getContext().getParameters(0x4000)->get(PEAK_VALUE).size(), 0u);
-    EXPECT_EQ(fresh.getContext().getParameters(0x8000)->get(PEAK_VALUE).size(), 1u);
+    EXPECT_THAT(fresh.getContext().getParameters(0x4000)->get(PEAK_VALUE), IsEmpty());
+    EXPECT_THAT(fresh.getContext().getParameters(0x8000)->get(PEAK_VALUE), ElementsAre(0));
     EXPECT_EQ(fresh.getContext().getParameters(0x1), nullptr);
+
+    effect.take();
+    installOem(withPort("data/kiv-extra.xml", "endpoint_port=\"bluetooth\"", usb));
+    EXPECT_EQ(manager().loadOemTuning(), 0);
+    const auto sent = effect.take();
+    EXPECT_THAT(sent, Each(StartsWith("4000 ")));
+    for (const char* entry : {"4000 DPLP 0", "4000 IEID ", "4000 SVM "}) {
+        EXPECT_THAT(sent, Contains(StartsWith(entry))) << "of endpoint, preset and tuning";
+    }
+    changed.unregisterObserver(&fresh);
 }
 
 TEST_F(SfxControllerTest, AnotherEffectIsSentEverything) {
