@@ -7,7 +7,6 @@
 
 #include <fstream>
 #include <map>
-#include <regex>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -54,10 +53,14 @@ protected:
     static std::vector<std::pair<std::string, std::string>> documentedRows() {
         std::ifstream file(test::sourceFile("docs/effect-block.md"));
         std::vector<std::pair<std::string, std::string>> rows;
-        std::smatch row;
         for (std::string line; std::getline(file, line);) {
-            if (std::regex_match(line, row, std::regex(R"(\| ([A-Z]{3,4}) \| (.*) \|)"))) {
-                rows.emplace_back(row[1], row[2]);
+            const size_t name = line.find_first_not_of("| ");
+            const size_t end = line.find(" | ");
+            const bool isRow = line.starts_with("| ") && (end == 5 || end == 6) &&
+                               line.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ", name) == end;
+            if (isRow) {
+                rows.emplace_back(line.substr(2, end - 2),
+                                  line.substr(end + 3, line.size() - end - 5));
             }
         }
         return rows;

@@ -1,0 +1,159 @@
+// A client's request through the service, and what the effect is sent.
+
+#include "benchmarks/Sample.h"
+#include "context/SndContextManager.h"
+#include "effect/SfxController.h"
+#include "effect/SfxEffect.h"
+#include "service/VeloraManagerService.h"
+
+#include <semaphore>
+
+#include <benchmark/benchmark.h>
+
+#include <media/stagefright/foundation/AHandler.h>
+#include <media/stagefright/foundation/ALooper.h>
+#include <media/stagefright/foundation/AMessage.h>
+#include <velora/SfxParamStore.h>
+
+namespace velora::bench {
+namespace {
+
+using android::sp;
+
+using Signal = std::counting_semaphore<1 << 20>;
+
+/// A client; the last one says when it has been told.
+class Client : public android::IKmsCallbacks {
+public:
+    explicit Client(Signal* told) : mTold(told) {}
+    android::hardware::Return<void> onSfxParamUpdate(
+        const android::hardware::hidl_vec<uint8_t>&) override {
+        if (mTold != nullptr) mTold->release();
+        return android::hardware::Void();
+    }
+
+private:
+    Signal* const mTold;
+};
+
+/// A service on the sample with `clients` of them, all told of each other.
+struct Service {
+    explicit Service(int clients) {
+        SndContextManager::getInstance().release();
+        for (int i = 1; i <= clients; ++i) {
+            service->registerClient(sp<Client>::make(i == clients ? &told : nullptr), 0,
+                                    static_cast<uint32_t>(i));
+        }
+        told.acquire();
+    }
+    ~Service() {
+        service->shutdown();
+        service.clear();
+        SndContextManager::getInstance().release();
+    }
+
+    const Root root{1};
+    Signal told{0};
+    sp<android::VeloraManagerService> service = sp<android::VeloraManagerService>::make();
+};
+
+void setOurs(benchmark::State& state, int clients) {
+    Service fixture(clients);
+    int32_t words[] = {1 << 24, 0, 0, 114, 0};  // the profile's reverb suppression amount
+    for (auto _ : state) {
+        words[4] ^= 1;
+        fixture.service->setSfxParam(words, sizeof words);
+        fixture.told.acquire();
+    }
+}
+
+void getOurs(benchmark::State& state, int /*unused*/) {
+    Service fixture(1);
+    int32_t words[] = {1 << 24, 114, 0};
+    int32_t answer = 0;
+    for (auto _ : state) {
+        fixture.service->getSfxParam(words, sizeof words, &answer, sizeof answer);
+        benchmark::DoNotOptimize(answer);
+    }
+}
+
+void postFloor(benchmark::State& state, int /*unused*/) {
+    struct Handler : android::AHandler {
+        void onMessageReceived(const sp<android::AMessage>&) override { ran.release(); }
+        Signal ran{0};
+    };
+    const auto looper = sp<android::ALooper>::make();
+    const auto handler = sp<Handler>::make();
+    looper->registerHandler(handler);
+    looper->start(false, false, android::PRIORITY_DEFAULT);
+    for (auto _ : state) {
+        sp<android::AMessage>::make(1U, handler)->post();
+        handler->ran.acquire();
+    }
+    looper->stop();
+}
+
+/// Keeps the last block.
+struct BlockKeeper : SfxEffect {
+    BlockKeeper() : SfxEffect(0, android::String16("bench")) {}
+    int send(int, const std::vector<int32_t>& data) override {
+        block = data;
+        return 0;
+    }
+    std::vector<int32_t> block;
+};
+
+void resendOurs(benchmark::State& state, int /*unused*/) {
+    const Root root(1);
+    SndContextManager& manager = SndContextManager::getInstance();
+    manager.release();
+    manager.init();
+    SfxEffect effect(0, android::String16("bench"));
+    SfxController controller(effect);
+    manager.getSndContext()->registerObserver(&controller);
+    for (auto _ : state) controller.setSfxEffect(effect, *manager.getSndContext());
+    manager.getSndContext()->unregisterObserver(&controller);
+    manager.release();
+}
+
+void resendFloor(benchmark::State& state, int /*unused*/) {
+    const Root root(1);
+    SndContextManager& manager = SndContextManager::getInstance();
+    manager.release();
+    manager.init();
+    BlockKeeper keeper;
+    SfxController controller(keeper);
+    manager.getSndContext()->registerObserver(&controller);
+    controller.setSfxEffect(keeper, *manager.getSndContext());
+    SfxParamStore& store = SfxParamStore::getInstance();
+    for (auto _ : state) {
+        EffectParamParser parser(keeper.block.data(),
+                                 static_cast<uint32_t>(keeper.block.size() * sizeof(int32_t)));
+        while (const auto* const entry = parser.next()) {
+            store.setParam(entry->device, entry->id, entry->values, entry->count);
+        }
+        store.commitChange();
+    }
+    manager.getSndContext()->unregisterObserver(&controller);
+    manager.release();
+}
+
+void add(const std::string& name, void (*ours)(benchmark::State&, int),
+         void (*floor)(benchmark::State&, int), int size) {
+    for (const auto& [kind, run] : {std::pair{"/ours", ours}, {"/floor", floor}}) {
+        benchmark::RegisterBenchmark((name + kind).c_str(), run, size)
+            ->Unit(benchmark::kMicrosecond)
+            ->UseRealTime();
+    }
+}
+
+[[maybe_unused]] const bool kAdded = [] {
+    add("set a parameter, 1 client", setOurs, postFloor, 1);
+    add("set a parameter, 50 clients", setOurs, postFloor, 50);
+    add("get a parameter", getOurs, postFloor, 1);
+    add("resend all parameters", resendOurs, resendFloor, 1);
+    return true;
+}();
+
+}  // namespace
+}  // namespace velora::bench

@@ -1,0 +1,181 @@
+// Reading the tuning file, and starting with and without a filled store.
+
+#include "benchmarks/Sample.h"
+#include "context/SndContextManager.h"
+#include "tuning/TuningFileParser.h"
+
+#include <vector>
+
+#include <benchmark/benchmark.h>
+#include <libxml/parser.h>
+#include <sqlite3.h>
+
+namespace velora::bench {
+namespace {
+
+void readTree(const Root& root) { xmlFreeDoc(xmlReadFile(root.tuningFile().c_str(), nullptr, 0)); }
+
+void parseOurs(benchmark::State& state, int times) {
+    const Root root(times);
+    for (auto _ : state) {
+        TuningFileParser parser;
+        if (parser.setTuningFile(root.tuningFile()) != 0) state.SkipWithError("no file");
+        parser.parseTuningFile();
+    }
+}
+
+void parseFloor(benchmark::State& state, int times) {
+    const Root root(times);
+    for (auto _ : state) readTree(root);
+}
+
+/// All rows of a database, by table, each cell as text.
+struct Rows {
+    std::string createSql;
+    std::string insertSql;
+    std::vector<std::vector<std::string>> rows;
+};
+
+/// A connection that closes itself.
+using Database = std::unique_ptr<sqlite3, decltype([](sqlite3* db) { sqlite3_close(db); })>;
+
+Database open(const Root& root) {
+    sqlite3* handle = nullptr;
+    sqlite3_open_v2(root.database().c_str(), &handle, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
+                    nullptr);
+    return Database(handle);
+}
+
+/// Runs a query and hands each row's statement to `visit`.
+template <typename Visit>
+void query(sqlite3* db, const std::string& sql, Visit visit) {
+    sqlite3_stmt* statement = nullptr;
+    sqlite3_prepare_v2(db, sql.c_str(), -1, &statement, nullptr);
+    while (sqlite3_step(statement) == SQLITE_ROW) visit(statement);
+    sqlite3_finalize(statement);
+}
+
+std::string textAt(sqlite3_stmt* statement, int column) {
+    const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+    return text != nullptr ? text : "";
+}
+
+std::vector<Rows> readRows(sqlite3* db) {
+    std::vector<std::pair<std::string, std::string>> tables;
+    query(db, "SELECT name, sql FROM sqlite_master",
+          [&](sqlite3_stmt* s) { tables.emplace_back(textAt(s, 0), textAt(s, 1)); });
+    std::vector<Rows> all;
+    for (const auto& [name, createSql] : tables) {
+        Rows& rows = all.emplace_back(Rows{createSql, "INSERT INTO " + name + " VALUES(?", {}});
+        int columns = 0;
+        query(db, "SELECT * FROM " + name, [&](sqlite3_stmt* s) {
+            columns = sqlite3_column_count(s);
+            auto& row = rows.rows.emplace_back();
+            for (int i = 0; i < columns; ++i) row.push_back(textAt(s, i));
+        });
+        for (int i = 1; i < columns; ++i) rows.insertSql += ",?";
+        rows.insertSql += ")";
+    }
+    return all;
+}
+
+void writeRows(sqlite3* db, const std::vector<Rows>& tables) {
+    sqlite3_exec(db, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr);
+    for (const Rows& table : tables) {
+        sqlite3_exec(db, table.createSql.c_str(), nullptr, nullptr, nullptr);
+        sqlite3_stmt* statement = nullptr;
+        sqlite3_prepare_v2(db, table.insertSql.c_str(), -1, &statement, nullptr);
+        for (const auto& row : table.rows) {
+            for (size_t i = 0; i < row.size(); ++i) {
+                sqlite3_bind_text(statement, static_cast<int>(i) + 1, row[i].data(),
+                                  static_cast<int>(row[i].size()), SQLITE_STATIC);
+            }
+            sqlite3_step(statement);
+            sqlite3_reset(statement);
+        }
+        sqlite3_finalize(statement);
+    }
+    sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
+}
+
+void start(benchmark::State& state) {
+    SndContextManager::getInstance().init();
+    if (SndContextManager::getInstance().getSndContext() == nullptr)
+        state.SkipWithError("no start");
+}
+
+void coldOurs(benchmark::State& state, int times) {
+    const Root root(times);
+    for (auto _ : state) {
+        state.PauseTiming();
+        SndContextManager::getInstance().release();
+        std::filesystem::remove(root.database());
+        state.ResumeTiming();
+        start(state);
+    }
+    SndContextManager::getInstance().release();
+}
+
+void coldFloor(benchmark::State& state, int times) {
+    const Root root(times);
+    SndContextManager::getInstance().release();
+    start(state);
+    SndContextManager::getInstance().release();
+    const auto rows = readRows(open(root).get());
+    for (auto _ : state) {
+        state.PauseTiming();
+        std::filesystem::remove(root.database());
+        state.ResumeTiming();
+        benchmark::DoNotOptimize(SndContextManager::getSignature(root.tuningFile()));
+        readTree(root);
+        writeRows(open(root).get(), rows);
+    }
+}
+
+void warmOurs(benchmark::State& state, int times) {
+    const Root root(times);
+    SndContextManager::getInstance().release();
+    start(state);
+    for (auto _ : state) {
+        state.PauseTiming();
+        SndContextManager::getInstance().release();
+        state.ResumeTiming();
+        start(state);
+    }
+    SndContextManager::getInstance().release();
+}
+
+void warmFloor(benchmark::State& state, int times) {
+    const Root root(times);
+    SndContextManager::getInstance().release();
+    start(state);
+    SndContextManager::getInstance().release();
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(SndContextManager::getSignature(root.tuningFile()));
+        benchmark::DoNotOptimize(readRows(open(root).get()));
+    }
+}
+
+void add(const std::string& name, void (*ours)(benchmark::State&, int),
+         void (*floor)(benchmark::State&, int), int times) {
+    for (const auto& [kind, run] : {std::pair{"/ours", ours}, {"/floor", floor}}) {
+        benchmark::RegisterBenchmark((name + kind).c_str(), run, times)
+            ->Unit(benchmark::kMicrosecond)
+            ->UseRealTime();
+    }
+}
+
+[[maybe_unused]] const bool kAdded = [] {
+    add("parse the sample", parseOurs, parseFloor, 1);
+    add("parse 20 times the sample", parseOurs, parseFloor, 25);
+    for (const auto& [size, times] : {std::pair<std::string, int>{"", 1},
+                                      {", 4 times the tunings", 4},
+                                      {", 16 times the tunings", 16}}) {
+        add("cold start" + size, coldOurs, coldFloor, times);
+        add("warm start" + size, warmOurs, warmFloor, times);
+    }
+    return true;
+}();
+
+}  // namespace
+}  // namespace velora::bench
