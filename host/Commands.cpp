@@ -1,0 +1,427 @@
+#include "host/Commands.h"
+
+#include "model/Port.h"
+#include "service/Words.h"
+
+#include <algorithm>
+#include <sstream>
+
+#include <system/audio.h>
+
+namespace velora::host {
+
+namespace {
+
+using android::fourCharacters;
+
+}  // namespace
+
+std::string nameOf(const AdapterParameter& parameter) {
+    const std::string name(infoOf(parameter.parameter).column);
+    if (parameter.scope == Scope::HEADPHONE) return "headphone_" + name;
+    if (parameter.scope == Scope::SPEAKER) return "speaker_" + name;
+    return name;
+}
+
+Names profilesOf(Client& client) {
+    Names names;
+    const int32_t count = client.get(Command::kProfileCount)[0];
+    for (int32_t i = 0; i < count; ++i) {
+        names.emplace_back(i, client.call<std::string>("GetProfileName", i));
+    }
+    return names;
+}
+
+namespace {
+
+Names presetsOf(Client& client) {
+    Names names;
+    const int32_t count = client.get(Command::kIeqPresetCount)[0];
+    for (int32_t i = 0; i <= count; ++i) {
+        const auto name = client.call<std::string>("GetIeqPresetName", i);
+        if (!name.empty()) names.emplace_back(i, name);
+    }
+    return names;
+}
+
+Names portNames() {
+    Names names;
+    for (const PortInfo& info : kPorts) names.emplace_back(info.port, info.name);
+    return names;
+}
+
+/// Each port's endpoint has a value of its own.
+bool isPerPort(const AdapterParameter& parameter) {
+    return parameter.scope == Scope::ENDPOINT || parameter.scope == Scope::STEERING;
+}
+
+Names parameterNames() {
+    Names names;
+    for (const AdapterParameter& row : kAdapterParameters) names.emplace_back(row.id, nameOf(row));
+    return names;
+}
+
+std::vector<std::string> devicesOf(Client& client, int32_t port) {
+    const auto length = client.call<int32_t>("GetAvailableTuningDevicesLen", port);
+    const Bytes bytes = client.call<Bytes>("GetAvailableTuningDevices", port, length);
+    std::istringstream list(std::string(bytes.begin(), bytes.end()));
+    std::vector<std::string> devices;
+    for (std::string device; list >> device;) devices.push_back(device);
+    return devices;
+}
+
+std::string selectedDevice(Client& client, int32_t port) {
+    return client.call<std::string>("GetSelectedTuningDevice", port);
+}
+
+/// The profile that is meant: the selected one if none is.
+std::pair<int32_t, std::string> profileOf(Client& client, const Arguments& arguments) {
+    const Names profiles = profilesOf(client);
+    const int32_t number = arguments.profile.empty() ? client.get(Command::kSelectedProfile)[0]
+                                                     : pick(profiles, arguments.profile, "profile");
+    const auto profile = std::find_if(profiles.begin(), profiles.end(),
+                                      [&](const auto& p) { return p.first == number; });
+    return profile != profiles.end() ? *profile : std::pair{number, std::string()};
+}
+
+int32_t portOf(const Arguments& arguments) { return pick(portNames(), arguments.port, "port"); }
+
+/// The ports that are meant: those with a tuning, if none is.
+std::vector<int32_t> portsOf(const Arguments& arguments) {
+    if (!arguments.port.empty()) return {portOf(arguments)};
+    return {kSupportedPorts.begin(), kSupportedPorts.end()};
+}
+
+const AdapterParameter& parameterOf(const Arguments& arguments) {
+    const int32_t number = pick(parameterNames(), arguments.parameter, "parameter");
+    return kAdapterParameters[static_cast<size_t>(number - kFirstAdapterParameter)];
+}
+
+int32_t maxOf(Client& client, const AdapterParameter& parameter) {
+    const bool fixed = parameter.max != kNumberOfIeqPresets;
+    return fixed ? parameter.max : client.get(Command::kIeqPresetCount)[0];
+}
+
+Integers valuesOf(Client& client, const AdapterParameter& parameter, int32_t profile,
+                  int32_t port) {
+    constexpr int32_t kAnyPort = -1;
+    constexpr int32_t kProfilesWithPort = 16;  // profile and port share a byte
+    if (port == kAnyPort) {
+        return client.get(Command::kProfileParameter, parameter.id, profile,
+                          static_cast<size_t>(parameter.length));
+    }
+    if (!isPerPort(parameter)) {
+        throw CommandError(Exit::kUsage, nameOf(parameter) + " has no value of its own per port");
+    }
+    if (profile >= kProfilesWithPort) {
+        throw CommandError(Exit::kUsage, "only profiles 0 to 15 can be read per port");
+    }
+    return client.get(Command::kProfilePortParameter, parameter.id, profile << 4 | port,
+                      static_cast<size_t>(parameter.length));
+}
+
+int32_t portOrAny(const Arguments& arguments) {
+    return arguments.port.empty() ? -1 : portOf(arguments);
+}
+
+/// One value of a parameter: a number, or a name where it has names.
+int32_t valueOf(Client& client, const AdapterParameter& parameter, const std::string& text) {
+    const int32_t max = maxOf(client, parameter);
+    if (parameter.parameter == IEQ_ID) return pick(presetsOf(client), text, "preset");
+    if (max == 1) return pick({{0, "off"}, {1, "on"}}, text, "value");
+    const int32_t value = integerOf(text);
+    if (value < parameter.min || value > max) {
+        throw CommandError(Exit::kUsage, text + " is out of range: " + nameOf(parameter) +
+                                             " takes " + std::to_string(parameter.min) + " to " +
+                                             std::to_string(max));
+    }
+    return value;
+}
+
+Json describeProfile(Client& client, const std::pair<int32_t, std::string>& profile) {
+    const int32_t selected = client.get(Command::kSelectedProfile)[0];
+    const bool modified = client.get(Command::kProfileModified, profile.first)[0] != 0;
+    return {{"number", profile.first},
+            {"name", profile.second},
+            {"selected", profile.first == selected},
+            {"modified", modified}};
+}
+
+Json status(Client& client, const Arguments& arguments) {
+    if (!client.isReady()) return {{"ready", false}};
+    const auto integer = [&](uint32_t key) { return client.call<int64_t>("GetIntParam", key); };
+    return {{"ready", true},
+            {"enabled", client.call<bool>("GetSfxEnabled")},
+            {"profile", describeProfile(client, profileOf(client, arguments))},
+            {"mono_internal_speaker", client.call<bool>("IsMonoInternalSpeaker")},
+            {"speaker_portrait_mode", client.call<bool>("IsSpeakerPortraitMode")},
+            {"game_system_gain", client.call<int32_t>("GetZenithGameSystemGain")},
+            {"output_channels", integer(fourCharacters("DCOC"))},
+            {"decoders",
+             {{"cp", client.call<bool>("HasDecCP")},
+              {"dv", client.call<bool>("HasDecDV")},
+              {"multichannel_dv", client.call<bool>("HasMulitchannelDecDV")}}},
+            {"game_sfx", integer(fourCharacters("GDEA")) != 0},
+            {"spatializer", integer(fourCharacters("SPAA")) != 0}};
+}
+
+Json enable(Client& client, const Arguments& arguments) {
+    const int32_t on = pick({{0, "off"}, {1, "on"}}, arguments.state, "state");
+    client.set(Command::kOn, {on});
+    return {{"enabled", client.call<bool>("GetSfxEnabled")}};
+}
+
+Json listProfiles(Client& client, const Arguments&) {
+    Json list = Json::array();
+    for (const auto& profile : profilesOf(client)) list.push_back(describeProfile(client, profile));
+    return list;
+}
+
+Json selectProfile(Client& client, const Arguments& arguments) {
+    const auto profile = profileOf(client, arguments);
+    client.set(Command::kSelectedProfile, {profile.first});
+    Json answer = describeProfile(client, profile);
+    if (!answer["selected"]) throw CommandError(Exit::kRefused, "the profile was not selected");
+    return answer;
+}
+
+Json showProfile(Client& client, const Arguments& arguments) {
+    const auto profile = profileOf(client, arguments);
+    Json answer = describeProfile(client, profile);
+    Json& parameters = answer["parameters"];
+    for (const AdapterParameter& row : kAdapterParameters) {
+        parameters[nameOf(row)] = valuesOf(client, row, profile.first, portOrAny({}));
+    }
+    return answer;
+}
+
+Json resetProfile(Client& client, const Arguments& arguments) {
+    const auto profile = profileOf(client, arguments);
+    client.set(Command::kResetProfile, {profile.first});
+    return describeProfile(client, profile);
+}
+
+Json listParameters(Client& client, const Arguments&) {
+    Json list = Json::array();
+    for (const AdapterParameter& row : kAdapterParameters) {
+        list.push_back({{"number", row.id},
+                        {"name", nameOf(row)},
+                        {"min", row.min},
+                        {"max", maxOf(client, row)},
+                        {"length", row.length},
+                        {"applies", isPerPort(row) ? "profile, port" : "profile"}});
+    }
+    return list;
+}
+
+Json getParameter(Client& client, const Arguments& arguments) {
+    const AdapterParameter& parameter = parameterOf(arguments);
+    const auto profile = profileOf(client, arguments);
+    const int32_t port = portOrAny(arguments);
+    Json answer{
+        {"parameter", nameOf(parameter)}, {"number", parameter.id}, {"profile", profile.second}};
+    if (port >= 0) answer["port"] = infoOf(static_cast<Port>(port)).name;
+    answer["values"] = valuesOf(client, parameter, profile.first, port);
+    return answer;
+}
+
+Integers askedValues(Client& client, const AdapterParameter& parameter,
+                     const Arguments& arguments) {
+    if (arguments.values.size() != static_cast<size_t>(parameter.length)) {
+        throw CommandError(Exit::kUsage, nameOf(parameter) + " has a length of " +
+                                             std::to_string(parameter.length));
+    }
+    Integers values;
+    for (const auto& text : arguments.values) values.push_back(valueOf(client, parameter, text));
+    return values;
+}
+
+Json setParameter(Client& client, const Arguments& arguments) {
+    const AdapterParameter& parameter = parameterOf(arguments);
+    const Integers values = askedValues(client, parameter, arguments);
+    const int32_t profile = profileOf(client, arguments).first;
+    const int32_t port = portOrAny(arguments);
+    valuesOf(client, parameter, profile, port);  // refuses what can't be
+    Integers words{profile};
+    if (port >= 0) words.push_back(port);
+    words.push_back(parameter.id);
+    words.insert(words.end(), values.begin(), values.end());
+    client.set(port >= 0 ? Command::kProfilePortParameter : Command::kProfileParameter, words);
+    const Json answer = getParameter(client, arguments);
+    if (answer["values"].get<Integers>() != values) {
+        throw CommandError(Exit::kRefused,
+                           "not taken: the values are " + wordsOf(answer["values"]));
+    }
+    return answer;
+}
+
+Json listPresets(Client& client, const Arguments&) {
+    Json list = Json::array();
+    for (const auto& [number, name] : presetsOf(client)) {
+        list.push_back({{"number", number}, {"name", name}});
+    }
+    return list;
+}
+
+Json listDevices(Client& client, const Arguments& arguments) {
+    Json list = Json::array();
+    for (const int32_t port : portsOf(arguments)) {
+        const std::string selected = selectedDevice(client, port);
+        for (const std::string& device : devicesOf(client, port)) {
+            list.push_back({{"port", infoOf(static_cast<Port>(port)).name},
+                            {"device", device},
+                            {"selected", device == selected}});
+        }
+    }
+    return list;
+}
+
+Json showDevices(Client& client, const Arguments& arguments) {
+    Json answer;
+    for (const int32_t port : portsOf(arguments)) {
+        answer[std::string(infoOf(static_cast<Port>(port)).name)] = selectedDevice(client, port);
+    }
+    return answer;
+}
+
+Json selectDevice(Client& client, const Arguments& arguments) {
+    const int32_t port = portOf(arguments);
+    Names names;
+    for (const std::string& device : devicesOf(client, port)) names.emplace_back(-1, device);
+    pick(names, arguments.device, "device");
+    client.awaitUpdate({arguments.device.begin(), arguments.device.end()},
+                       [&] { client.call("SetSelectedTuningDevice", port, arguments.device); });
+    if (selectedDevice(client, port) != arguments.device) {
+        throw CommandError(Exit::kRefused, "the device was not selected");
+    }
+    return showDevices(client, arguments);
+}
+
+std::string deviceName(uint32_t bits) {
+    if (bits == AUDIO_DEVICE_OUT_DEFAULT) return "all";
+    const Port* const port = kPortForDevice.find(bits);
+    return port != nullptr ? std::string(infoOf(*port).name) : std::to_string(bits);
+}
+
+/// The four characters of an effect parameter's number; dots for those that don't print.
+std::string shortName(uint32_t id) {
+    std::string name;
+    for (int shift = 0; shift < 32; shift += 8) {
+        const char c = static_cast<char>(id >> shift & 0xff);
+        if (c != '\0') name.push_back(c > ' ' && c < 127 ? c : '.');
+    }
+    return name;
+}
+
+Json showEffect(Client& client, const Arguments& arguments) {
+    const std::string wanted =
+        arguments.port.empty() ? ""
+                               : deviceName(infoOf(static_cast<Port>(portOf(arguments))).device);
+    const auto [result, params] =
+        client.call<std::tuple<int32_t, StoredParams>>("GetStoredParams", true);
+    Json list = Json::array();
+    for (const auto& [bits, values] : params) {
+        const std::string device = deviceName(bits);
+        if (!wanted.empty() && device != wanted) continue;
+        for (const auto& [id, value] : values) {
+            list.push_back({{"device", device}, {"parameter", shortName(id)}, {"values", value}});
+        }
+    }
+    return list;
+}
+
+Json reload(Client& client, const Arguments&) {
+    // What it brings is an empty update.
+    const auto updates = client.updatesOf(
+        [&] { client.call("SetIntParam", uint32_t{fourCharacters("RLTF")}, int64_t{0}); });
+    if (std::find(updates.begin(), updates.end(), Bytes()) == updates.end()) {
+        throw CommandError(Exit::kRefused, "the extra tuning file was not taken; see the log");
+    }
+    return {{"reloaded", true}};
+}
+
+Json versions(Client& client, const Arguments&) {
+    constexpr int64_t kField = 1000;
+    const auto format = client.call<int64_t>("GetDefaultXmlFormatVersion");
+    Json answer{{"veloractl", VELORA_VERSION}, {"velorad", client.version()}};
+    answer["tuning_format"] = format < 0 ? Json()
+                                         : Json(std::to_string(format / kField / kField) + "." +
+                                                std::to_string(format / kField % kField) + "." +
+                                                std::to_string(format % kField));
+    return answer;
+}
+
+constexpr CommandInfo kCommands[] = {
+    {"status", "Show what is on and selected", "", Needs::kService, status},
+    {"enable", "Switch the effect on or off", "s", Needs::kTuning, enable},
+    {"profiles list", "List the profiles", "", Needs::kTuning, listProfiles},
+    {"profiles select", "Select a profile", "p", Needs::kTuning, selectProfile},
+    {"profiles show", "Show a profile and its parameters", "p", Needs::kTuning, showProfile},
+    {"profiles reset", "Put a profile back to the tuning file's values", "p", Needs::kTuning,
+     resetProfile},
+    {"params", "List the parameters", "", Needs::kTuning, listParameters},
+    {"get", "Show the values of a parameter", "aPO", Needs::kTuning, getParameter},
+    {"set", "Change the values of a parameter", "avPO", Needs::kTuning, setParameter},
+    {"presets", "List the presets of the intelligent equaliser", "", Needs::kTuning, listPresets},
+    {"devices list", "List the tuning devices of the ports", "O", Needs::kTuning, listDevices},
+    {"devices show", "Show the selected tuning devices", "O", Needs::kTuning, showDevices},
+    {"devices select", "Select the tuning device of a port", "od", Needs::kTuning, selectDevice},
+    {"watch", "Print each notification until interrupted", "", Needs::kTuning, watch},
+    {"effect", "Show the parameters that the effect sees", "O", Needs::kService, showEffect},
+    {"reload", "Have the extra tuning file read again", "", Needs::kTuning, reload},
+    {"version", "Show the versions of program, service and tuning file", "", Needs::kService,
+     versions},
+};
+
+std::string tableOf(const Json& list) {
+    std::vector<std::vector<std::string>> rows(1);
+    for (const auto& [name, value] : list.front().items()) rows[0].push_back(name);
+    for (const Json& item : list) {
+        auto& row = rows.emplace_back();
+        for (const auto& [name, value] : item.items()) row.push_back(wordsOf(value));
+    }
+    std::vector<size_t> widths(rows[0].size());
+    for (const auto& row : rows) {
+        for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+    }
+    std::string text;
+    for (auto& row : rows) {
+        for (size_t i = 0; i + 1 < row.size(); ++i) row[i].resize(widths[i] + 2, ' ');
+        for (const auto& cell : row) text += cell;
+        text += '\n';
+    }
+    return text;
+}
+
+std::string linesOf(const Json& thing, const std::string& indent) {
+    std::string text;
+    for (const auto& [name, value] : thing.items()) {
+        text.append(indent).append(name).append(":");
+        text +=
+            value.is_object() ? "\n" + linesOf(value, indent + "  ") : " " + wordsOf(value) + "\n";
+    }
+    return text;
+}
+
+}  // namespace
+
+std::span<const CommandInfo> commands() { return kCommands; }
+
+std::string wordsOf(const Json& value) {
+    if (value.is_null()) return "-";
+    if (value.is_string()) return value.get<std::string>();
+    if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
+    if (!value.is_array()) return value.dump();
+    std::string cell;
+    for (const Json& item : value) cell.append(cell.empty() ? "" : " ").append(wordsOf(item));
+    return cell;
+}
+
+std::string textOf(const Json& answer) {
+    if (answer.contains("values")) return wordsOf(answer["values"]) + "\n";
+    if (answer.is_object()) return linesOf(answer, "");
+    const bool things = answer.is_array() && !answer.empty() && answer.front().is_object();
+    return things ? tableOf(answer) : wordsOf(answer) + "\n";
+}
+
+}  // namespace velora::host

@@ -1,0 +1,44 @@
+#include "host/UpdateQueue.h"
+
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+namespace velora::host {
+
+using android::Mutex;
+
+UpdateQueue::UpdateQueue()
+    : mFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), mOwner(std::this_thread::get_id()) {
+    if (mFd < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
+}
+
+UpdateQueue::~UpdateQueue() { close(mFd); }
+
+void UpdateQueue::begin(std::span<const uint8_t> data) {
+    Mutex::Autolock lock(mLock);
+    mData = std::make_shared<const Bytes>(data.begin(), data.end());
+    addLocked(kObserver);
+}
+
+void UpdateQueue::address(uint32_t client) {
+    Mutex::Autolock lock(mLock);
+    addLocked(client);
+}
+
+void UpdateQueue::addLocked(uint32_t client) {
+    mUpdates.push_back({client, mData, std::this_thread::get_id() != mOwner});
+    if (mUpdates.size() == 1) eventfd_write(mFd, 1);
+}
+
+std::deque<UpdateQueue::Update> UpdateQueue::take() {
+    Mutex::Autolock lock(mLock);
+    eventfd_t count = 0;
+    eventfd_read(mFd, &count);
+    return std::exchange(mUpdates, {});
+}
+
+}  // namespace velora::host

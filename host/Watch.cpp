@@ -1,0 +1,168 @@
+#include "host/Commands.h"
+#include "model/Port.h"
+#include "service/Words.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+
+namespace velora::host {
+
+namespace {
+
+using android::Words;
+
+std::string nameIn(const Names& names, int32_t number) {
+    const auto entry =
+        std::find_if(names.begin(), names.end(), [&](const auto& n) { return n.first == number; });
+    return entry != names.end() ? entry->second : std::to_string(number);
+}
+
+std::string parameterName(int32_t number) {
+    for (const AdapterParameter& row : kAdapterParameters) {
+        if (row.id == number) return nameOf(row);
+    }
+    return std::to_string(number);
+}
+
+std::string portName(int32_t port) {
+    return isPort(port) ? std::string(infoOf(static_cast<Port>(port)).name) : std::to_string(port);
+}
+
+/// How a command that was done is told: its parts, from its words.
+struct Done {
+    Command command;
+    Json (*parts)(const Words& words, const Names& profiles);
+};
+
+constexpr Done kDone[] = {
+    {Command::kOn,
+     [](const Words& w, const Names&) -> Json {
+         return {{"event", "effect switched"}, {"enabled", w[2] > 0}};
+     }},
+    {Command::kProfileParameter,
+     [](const Words& w, const Names& profiles) -> Json {
+         return {{"event", "parameter set"},
+                 {"profile", nameIn(profiles, w[2])},
+                 {"parameter", parameterName(w[3])},
+                 {"asked", w.from(4)}};
+     }},
+    {Command::kProfilePortParameter,
+     [](const Words& w, const Names& profiles) -> Json {
+         return {{"event", "parameter set"},
+                 {"profile", nameIn(profiles, w[2])},
+                 {"port", portName(w[3])},
+                 {"parameter", parameterName(w[4])},
+                 {"asked", w.from(5)}};
+     }},
+    {Command::kSelectedProfile,
+     [](const Words& w, const Names& profiles) -> Json {
+         return {{"event", "profile selected"}, {"profile", nameIn(profiles, w[2])}};
+     }},
+    {Command::kResetProfile,
+     [](const Words& w, const Names& profiles) -> Json {
+         return {{"event", "profile reset"}, {"profile", nameIn(profiles, w[2])}};
+     }},
+};
+
+/// A notification as its parts. A command begins with a zero byte, a device's name never does.
+Json eventOf(const Bytes& update, const Names& profiles) {
+    if (update.empty()) return {{"event", "tunings reloaded"}};
+    const Words words(update.data(), update.size());
+    if (update.size() == 2 * Words::kSize && words[0] == -1) return {{"event", "clients changed"}};
+    for (const Done& done : kDone) {
+        if (words[0] == wordOf(done.command) && update.size() > 2 * Words::kSize) {
+            return done.parts(words, profiles);
+        }
+    }
+    if (update[0] == 0) return {{"event", "unknown command"}};
+    return {{"event", "device selected"}, {"device", std::string(update.begin(), update.end())}};
+}
+
+/// An event in words: what happened, then what is known of it.
+std::string sentenceOf(const Json& event) {
+    std::string text;
+    for (const auto& [name, value] : event.items()) {
+        if (name == "event") continue;
+        text.append(text.empty() ? ": " : ", ").append(name).append(" ").append(wordsOf(value));
+    }
+    return wordsOf(event["event"]) + text;
+}
+
+/// Notifications on their way to standard output. Used by the event loop's callbacks.
+class Watch {
+public:
+    Watch(Client& client, bool json)
+        : mClient(client),
+          mJson(json),
+          mProfiles(profilesOf(client)),
+          mEvent(made<Event>(sd_event_new, "watch")) {
+        sd_bus* const bus = client.bus();
+        check(sd_bus_attach_event(bus, mEvent.get(), 0), "watch");
+        for (const int ending : {SIGINT, SIGTERM}) {
+            check(sd_event_add_signal(mEvent.get(), nullptr, ending, onInterrupt, this), "watch");
+        }
+        mUpdates = made<Slot>(
+            [&](sd_bus_slot** s) {
+                return sd_bus_match_signal(bus, s, kBusName, kObjectPath, kInterface, kUpdate,
+                                           onUpdate, this);
+            },
+            "watch");
+        mService = made<Track>(
+            [&](sd_bus_track** t) { return sd_bus_track_new(bus, t, onServiceGone, this); },
+            "watch");
+        check(sd_bus_track_add_name(mService.get(), kBusName), "watch");
+    }
+
+    /// True when interrupted, false when the service has gone.
+    bool run() { return check(sd_event_loop(mEvent.get()), "watch") == 0; }
+
+private:
+    // Here, because the end of the loop closes the connection.
+    static int onInterrupt(sd_event_source* source, const signalfd_siginfo* /*info*/, void* self) {
+        return guarded(nullptr, [&] {
+            static_cast<Watch*>(self)->mClient.call("UnregisterClient", Client::kPlainType);
+            return sd_event_exit(sd_event_source_get_event(source), 0);
+        });
+    }
+    static int onUpdate(sd_bus_message* signal, void* self, sd_bus_error* /*error*/) {
+        return guarded(nullptr, [&] {
+            static_cast<Watch*>(self)->print(updateOf(signal));
+            return 0;
+        });
+    }
+    static int onServiceGone(sd_bus_track* /*track*/, void* self) {
+        return sd_event_exit(static_cast<Watch*>(self)->mEvent.get(), 1);
+    }
+
+    void print(const Bytes& update) const {
+        const Json event = eventOf(update, mProfiles);
+        const std::string line =
+            mJson ? event.dump(-1, ' ', false, Json::error_handler_t::replace) : sentenceOf(event);
+        // Whoever reads it may have gone; then there is nobody to watch for.
+        if (puts(line.c_str()) < 0 || fflush(stdout) != 0) sd_event_exit(mEvent.get(), 0);
+    }
+
+    Client& mClient;
+    const bool mJson;
+    const Names mProfiles;
+    const Event mEvent;
+    Slot mUpdates;
+    Track mService;
+};
+
+}  // namespace
+
+Json watch(Client& client, const Arguments& arguments) {
+    sigset_t ending;
+    sigemptyset(&ending);
+    sigaddset(&ending, SIGINT);
+    sigaddset(&ending, SIGTERM);
+    sigprocmask(SIG_BLOCK, &ending, nullptr);
+    Watch watch(client, arguments.json);
+    client.call("RegisterClient", Client::kPlainType);
+    if (!watch.run()) throw CommandError(Exit::kNoService, "the service has gone");
+    return {};
+}
+
+}  // namespace velora::host
