@@ -116,6 +116,18 @@ bool isRegistrationNotice(const Bytes& data) {
     return words.size() == 2 * Words::kSize && words[0] == -1 && words[1] == 0;
 }
 
+/// Runs what a callback of the event loop does. What throws is logged: a failed callback would
+/// never be called again.
+template <typename Work>
+int attempt(Work work) noexcept {
+    const int result = guarded(nullptr, [&] {
+        work();
+        return 0;
+    });
+    if (result < 0) ALOGE("an event's work failed, %d", result);
+    return 0;
+}
+
 uint64_t now(sd_event* event) {
     uint64_t time = 0;
     check(sd_event_now(event, CLOCK_MONOTONIC, &time), "tell the time");
@@ -180,10 +192,11 @@ void BusService::leave() {
 
 int BusService::onUpdates(sd_event_source* /*source*/, int /*fd*/, uint32_t /*events*/,
                           void* self) {
-    return guarded(nullptr, [&] {
-        static_cast<BusService*>(self)->deliver();
-        return 0;
-    });
+    return attempt([&] { static_cast<BusService*>(self)->deliver(); });
+}
+
+int BusService::onSettled(sd_event_source* /*source*/, uint64_t /*now*/, void* self) {
+    return attempt([&] { static_cast<BusService*>(self)->save(); });
 }
 
 void BusService::deliver() {
@@ -204,11 +217,6 @@ void BusService::noteChange() {
     const uint64_t due = std::min(time + mSaveDelay, mSaveAtLatest);
     check(sd_event_source_set_time(mSettled.get(), due), "set the timer");
     check(sd_event_source_set_enabled(mSettled.get(), SD_EVENT_ONESHOT), "set the timer");
-}
-
-int BusService::onSettled(sd_event_source* /*source*/, uint64_t /*now*/, void* self) {
-    static_cast<BusService*>(self)->save();
-    return 0;
 }
 
 void BusService::save() {

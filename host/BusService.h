@@ -27,8 +27,8 @@ public:
     /// parameters, and the requests that wait to be done.
     static constexpr size_t kMaxRequest = 4096;
     static constexpr uint32_t kMaxAnswer = 65536;
-    static constexpr size_t kMaxValues = 4096;
-    static constexpr size_t kMaxRawParameters = 4096;
+    static constexpr size_t kMaxValues = 1024;
+    static constexpr size_t kMaxRawParameters = 1024;
     static constexpr int kMaxWaiting = 256;
 
     /// Puts the object on `bus`, whose events run on `event`; both must outlive this. Changes are

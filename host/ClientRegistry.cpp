@@ -103,7 +103,7 @@ private:
     static int onDisappeared(sd_bus_track* /*track*/, void* self) {
         auto& connection = *static_cast<Connection*>(self);
         return guarded(nullptr, [&] {
-            connection.mOwner->drop(connection.mNumber, "has gone");
+            connection.mOwner->drop(connection.mNumber, "it has gone");
             return 1;  // 0 would have the track watched on
         });
     }
@@ -171,10 +171,10 @@ void ClientRegistry::send(const UpdateQueue::Update& update) {
     auto& [number, connection] = *entry;
     const auto type = static_cast<int32_t>(update.client % static_cast<uint32_t>(kTypes));
     if (!connection.listeners.contains(type)) return;
-    if (!connection.reads()) return drop(number, "doesn't read what it is sent");
+    if (!connection.reads()) return drop(number, "it doesn't read what it is sent");
     try {
         connection.send(type, *update.data);
-    } catch (const std::system_error& e) {
+    } catch (const std::exception& e) {
         drop(number, e.what());
     }
 }
@@ -182,7 +182,7 @@ void ClientRegistry::send(const UpdateQueue::Update& update) {
 void ClientRegistry::drop(uint32_t number, const char* reason) {
     auto connection = mConnections.extract(number);
     if (connection.empty()) return;
-    ALOGW("client %u, %s, is dropped: it %s", number, connection.mapped().name.c_str(), reason);
+    ALOGW("client %u, %s, is dropped: %s", number, connection.mapped().name.c_str(), reason);
     for (const auto& [type, listener] : connection.mapped().listeners) listener->onDied();
 }
 

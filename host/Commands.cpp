@@ -17,7 +17,7 @@ using android::fourCharacters;
 }  // namespace
 
 std::string nameOf(const AdapterParameter& parameter) {
-    const std::string name(infoOf(parameter.parameter).column);
+    std::string name(infoOf(parameter.parameter).column);
     if (parameter.scope == Scope::HEADPHONE) return "headphone_" + name;
     if (parameter.scope == Scope::SPEAKER) return "speaker_" + name;
     return name;
@@ -247,7 +247,7 @@ Json setParameter(Client& client, const Arguments& arguments) {
     words.push_back(parameter.id);
     words.insert(words.end(), values.begin(), values.end());
     client.set(port >= 0 ? Command::kProfilePortParameter : Command::kProfileParameter, words);
-    const Json answer = getParameter(client, arguments);
+    Json answer = getParameter(client, arguments);
     if (answer["values"].get<Integers>() != values) {
         throw CommandError(Exit::kRefused,
                            "not taken: the values are " + wordsOf(answer["values"]));

@@ -168,11 +168,11 @@ void appendTo(sd_bus_message* m, const std::map<uint32_t, T>& value) {
 /// Several values, one after the other.
 template <typename... T>
 void readFrom(sd_bus_message* m, std::tuple<T...>& values) {
-    std::apply([m](T&... value) { (readFrom(m, value), ...); }, values);
+    std::apply([&](T&... value) { (readFrom(m, value), ...); }, values);
 }
 template <typename... T>
 void appendTo(sd_bus_message* m, const std::tuple<T...>& values) {
-    std::apply([m](const T&... value) { (appendTo(m, value), ...); }, values);
+    std::apply([&](const T&... value) { (appendTo(m, value), ...); }, values);
 }
 
 }  // namespace velora::host

@@ -94,7 +94,7 @@ TEST_F(DaemonTest, WhatCantBeTakenIsRefusedAndChangesNothing) {
         {"SetSfxParam ay 4097$(printf ' 0%.0s' $(seq 4097))", "too long"},
         {"GetSfxParam ayu 4097$(printf ' 0%.0s' $(seq 4097)) 4", "too long"},
         {"GetSfxParam ayu 4 0 0 0 3 65537", "too much room"},
-        {"SetParam uuai 2 7 4097$(printf ' 0%.0s' $(seq 4097))", "too many values"},
+        {"SetParam uuai 2 7 1025$(printf ' 0%.0s' $(seq 1025))", "too many values"},
         {"GetAvailableTuningDevices ii 5 65537", "too much room"},
         {"SetSelectedTuningDevice is 7 usb_dac", "port is 0 to 6"},
         {"SetSelectedTuningDevice is 5 $(printf 'x%.0s' $(seq 4097))", "too long"},
@@ -124,12 +124,12 @@ TEST_F(DaemonTest, ConnectionsRegistrationsAndRawParametersAreCounted) {
     for (int type = 10; type < 25; ++type) clients[0]->call("RegisterClient", type);
     clients[0]->call("RegisterClient", 10);  // again: no more than a notice
     EXPECT_THROW(clients[0]->call("RegisterClient", 25), host::CommandError);
-    for (uint32_t id = 0; id < 4096; ++id) {
+    for (uint32_t id = 0; id < 1024; ++id) {
         clients[0]->call<int32_t>("SetParam", 2U, id, host::Integers{1});
     }
-    EXPECT_THROW(clients[0]->call<int32_t>("SetParam", 2U, 4096U, host::Integers{1}),
+    EXPECT_THROW(clients[0]->call<int32_t>("SetParam", 2U, 1024U, host::Integers{1}),
                  host::CommandError);
-    EXPECT_EQ(clients[0]->call<int32_t>("SetParam", 2U, 4095U, host::Integers{2}), 0);
+    EXPECT_EQ(clients[0]->call<int32_t>("SetParam", 2U, 1023U, host::Integers{2}), 0);
 }
 
 TEST_F(DaemonTest, ConnectionsOfOneUserAreClientsOfTheirOwn) {

@@ -67,6 +67,12 @@ struct Outcome {
 /// A directory with the sample tuning file as the root of the system, on a bus of the test's own.
 class HostFixture : public testing::Test {
 protected:
+    void TearDown() override {
+        if (daemon) {
+            EXPECT_EQ(daemon->end(SIGTERM), 0) << contentsOf(logFile);
+        }
+    }
+
     void addTuning() {
         root.write("odm/etc/velora/multimedia_velora_kiv_default.xml",
                    contentsOf(sourceFile("data/multimedia_velora_kiv_default.xml")));
