@@ -2,7 +2,9 @@
 
 #include "host/Interface.h"
 
+#include <array>
 #include <cerrno>
+#include <csignal>
 #include <exception>
 #include <memory>
 #include <new>
@@ -76,6 +78,18 @@ int guarded(sd_bus_error* error, Work work) noexcept {
     } catch (const std::exception& e) {
         return sd_bus_error_set(error, SD_BUS_ERROR_FAILED, e.what());
     }
+}
+
+/// The signals that ask a program to end.
+inline constexpr std::array kEndingSignals{SIGINT, SIGTERM};
+
+/// Keeps the ending signals for an event loop to take: blocked for this thread and those that it
+/// starts.
+inline void blockEndingSignals() {
+    sigset_t ending;
+    sigemptyset(&ending);
+    for (const int signal : kEndingSignals) sigaddset(&ending, signal);
+    pthread_sigmask(SIG_BLOCK, &ending, nullptr);
 }
 
 template <char type, typename Raw>

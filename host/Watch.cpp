@@ -3,7 +3,6 @@
 #include "service/Words.h"
 
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 
 namespace velora::host {
@@ -99,7 +98,7 @@ public:
           mEvent(made<Event>(sd_event_new, "watch")) {
         sd_bus* const bus = client.bus();
         check(sd_bus_attach_event(bus, mEvent.get(), 0), "watch");
-        for (const int ending : {SIGINT, SIGTERM}) {
+        for (const int ending : kEndingSignals) {
             check(sd_event_add_signal(mEvent.get(), nullptr, ending, onInterrupt, this), "watch");
         }
         mUpdates = made<Slot>(
@@ -154,11 +153,7 @@ private:
 }  // namespace
 
 Json watch(Client& client, const Arguments& arguments) {
-    sigset_t ending;
-    sigemptyset(&ending);
-    sigaddset(&ending, SIGINT);
-    sigaddset(&ending, SIGTERM);
-    sigprocmask(SIG_BLOCK, &ending, nullptr);
+    blockEndingSignals();
     Watch watch(client, arguments.json);
     client.call("RegisterClient", Client::kPlainType);
     if (!watch.run()) throw CommandError(Exit::kNoService, "the service has gone");

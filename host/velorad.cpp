@@ -38,7 +38,7 @@ const std::map<std::string, int32_t> kLogLevels{
 
 /// Standard error is the journal's, which reads a line's priority from its beginning.
 bool logsToJournal() {
-    const char* const stream = getenv("JOURNAL_STREAM");
+    const char* const stream = secure_getenv("JOURNAL_STREAM");
     struct stat info {};
     if (stream == nullptr || fstat(STDERR_FILENO, &info) != 0) return false;
     return std::to_string(info.st_dev) + ":" + std::to_string(info.st_ino) == stream;
@@ -69,17 +69,6 @@ void useRoot(const std::string& root) {
     if (error) ALOGW("no directory for the settings: %s", error.message().c_str());
 }
 
-/// Readies the signals before there is a second thread: those that end the process come to the
-/// event loop, and a log that nobody reads any more is no reason to leave.
-void readySignals() {
-    signal(SIGPIPE, SIG_IGN);
-    sigset_t ending;
-    sigemptyset(&ending);
-    sigaddset(&ending, SIGTERM);
-    sigaddset(&ending, SIGINT);
-    sigprocmask(SIG_BLOCK, &ending, nullptr);
-}
-
 int onEnd(sd_event_source* /*source*/, const signalfd_siginfo* info, void* service) {
     ALOGI("signal %u, leaving", info->ssi_signo);
     sd_notify(0, "STOPPING=1");
@@ -88,7 +77,8 @@ int onEnd(sd_event_source* /*source*/, const signalfd_siginfo* info, void* servi
 }
 
 int serve(const Options& options) {
-    readySignals();
+    blockEndingSignals();
+    signal(SIGPIPE, SIG_IGN);  // a log that nobody reads any more is no reason to leave
     if (logsToJournal()) __android_log_set_logger(logToJournal);
     __android_log_set_minimum_priority(kLogLevels.at(options.logLevel));
     useRoot(options.root);
@@ -98,7 +88,7 @@ int serve(const Options& options) {
     check(sd_bus_attach_event(bus.get(), event.get(), SD_EVENT_PRIORITY_NORMAL), "attach the bus");
     check(sd_bus_set_exit_on_disconnect(bus.get(), 1), "watch the bus");
     BusService service(bus.get(), event.get(), std::chrono::milliseconds(options.saveDelayMs));
-    for (const int ending : {SIGTERM, SIGINT}) {
+    for (const int ending : kEndingSignals) {
         check(sd_event_add_signal(event.get(), nullptr, ending, onEnd, &service), "take a signal");
     }
     check(sd_bus_request_name(bus.get(), kBusName, 0), "take the name on the bus");

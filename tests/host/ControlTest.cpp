@@ -142,9 +142,9 @@ TEST_F(ControlTest, WithoutATuningFileItSaysSo) {
 TEST_F(ControlTest, WatchTellsEveryNotificationInWordsUntilInterrupted) {
     const std::string words = root.path() / "words";
     const std::string objects = root.path() / "objects";
-    Process inWords({VELORA_BIN "/veloractl", "--user", "watch"}, words);
+    Process inWords({kVeloractl, "--user", "watch"}, words);
     ASSERT_TRUE(waitFor([&] { return countIn(words, "clients changed") == 1; }));
-    Process inJson({VELORA_BIN "/veloractl", "--user", "watch", "--json"}, objects);
+    Process inJson({kVeloractl, "--user", "watch", "--json"}, objects);
     ASSERT_TRUE(waitFor([&] { return countIn(objects, "\n") == 1; }));
     const struct {
         const char* arguments;

@@ -151,7 +151,7 @@ TEST_F(DaemonTest, UpdatesGoToRegisteredClientsOnly) {
     addTuning();
     start();
     const auto from = client();
-    Process watcher({VELORA_BIN "/veloractl", "--user", "watch"}, root.path() / "watched");
+    Process watcher({kVeloractl, "--user", "watch"}, root.path() / "watched");
     Process monitor({"gdbus", "monitor", "--session", "-d", host::kBusName},
                     root.path() / "monitored");
     ASSERT_TRUE(waitFor([&] { return countIn(root.path() / "watched", "clients changed") == 1; }));
@@ -184,7 +184,7 @@ TEST_F(DaemonTest, AClientThatNeverReadsIsDroppedAndTheOthersAreServed) {
     const auto deaf = client();
     const auto other = client();
     const std::string watched = root.path() / "watched";
-    Process watcher({VELORA_BIN "/veloractl", "--user", "watch"}, watched);
+    Process watcher({kVeloractl, "--user", "watch"}, watched);
     ASSERT_TRUE(waitFor([&] { return countIn(watched, "clients changed") == 1; }));
     deaf->call("RegisterClient", 2);
     host::Bytes request = Client::bytesOf({host::wordOf(host::Command{99}), 0, 0});
@@ -293,9 +293,7 @@ TEST_F(DaemonTest, TellsItsManagerWhenItIsReadyAndThatItLeaves) {
     const std::string path = root.path() / "notify";
     path.copy(address.sun_path, sizeof address.sun_path - 1);
     ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    setenv("NOTIFY_SOCKET", path.c_str(), 1);
-    start();
-    unsetenv("NOTIFY_SOCKET");
+    start({}, {"env", "NOTIFY_SOCKET=" + path});
     char text[64]{};
     EXPECT_GT(recv(listener, text, sizeof text - 1, 0), 0);
     EXPECT_STREQ(text, "READY=1");

@@ -22,6 +22,9 @@ namespace velora::test {
 
 using host::Client;
 
+inline const std::string kVelorad = VELORA_BIN "/velorad";
+inline const std::string kVeloractl = VELORA_BIN "/veloractl";
+
 /// A program that runs beside the test, its output in a file; killed at the end of the scope.
 class Process {
 public:
@@ -78,10 +81,12 @@ protected:
                    contentsOf(sourceFile("data/multimedia_velora_kiv_default.xml")));
     }
 
-    /// Starts a daemon and waits until it is on the bus, or has left.
-    void start(const std::vector<std::string>& options = {}) {
-        std::vector<std::string> command{
-            VELORA_BIN "/velorad", "--user", "--log-level", "debug", "--root", root.path()};
+    /// Starts a daemon, by way of `launcher`, and waits until it is on the bus.
+    void start(const std::vector<std::string>& options = {},
+               const std::vector<std::string>& launcher = {}) {
+        std::vector<std::string> command = launcher;
+        command.insert(command.end(),
+                       {kVelorad, "--user", "--log-level", "debug", "--root", root.path()});
         command.insert(command.end(), options.begin(), options.end());
         const size_t before = logged(" serves ");
         daemon = std::make_unique<Process>(command, logFile);
