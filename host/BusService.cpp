@@ -256,7 +256,7 @@ void BusService::unregisterClient(int32_t type) {
 
 int32_t BusService::setSfxParam(const Bytes& request) {
     checkWaiting();
-    limit(request.size() <= kMaxRequest, "the request is too long");
+    limit(request.size() <= VeloraManagerService::kMaxRequestSize, "the request is too long");
     Bytes copy = request;
     const int result = mService->setSfxParam(copy.data(), static_cast<uint32_t>(copy.size()));
     if (result == 0) ++mWaiting;
@@ -264,7 +264,7 @@ int32_t BusService::setSfxParam(const Bytes& request) {
 }
 
 std::tuple<int32_t, Bytes> BusService::getSfxParam(const Bytes& request, uint32_t room) {
-    limit(request.size() <= kMaxRequest, "the request is too long");
+    limit(request.size() <= VeloraManagerService::kMaxRequestSize, "the request is too long");
     limit(room <= kMaxAnswer, "too much room for the answer");
     Bytes copy = request;
     Bytes out(room);
@@ -301,7 +301,7 @@ Bytes BusService::getAvailableTuningDevices(int32_t port, int32_t length) {
 
 void BusService::setSelectedTuningDevice(int32_t port, const std::string& name) {
     checkWaiting();
-    limit(name.size() <= kMaxRequest, "the name is too long");
+    limit(name.size() <= VeloraManagerService::kMaxRequestSize, "the name is too long");
     if (!isPort(port)) throw BusError(SD_BUS_ERROR_INVALID_ARGS, "a port is 0 to 6");
     std::string copy = name;
     mService->setSelectedTuningDevice(port, copy.data(), static_cast<int>(copy.size()));

@@ -23,9 +23,8 @@ namespace velora::host {
 /// changes nothing.
 class BusService {
 public:
-    /// Bounds of a request's bytes, an answer's bytes, the values of a raw parameter, the raw
-    /// parameters, and the requests that wait to be done.
-    static constexpr size_t kMaxRequest = 4096;
+    /// Bounds of an answer's bytes, the values of a raw parameter, the raw parameters, and the
+    /// requests that wait to be done. A request's bytes are bounded as the service bounds them.
     static constexpr uint32_t kMaxAnswer = 65536;
     static constexpr size_t kMaxValues = 1024;
     static constexpr size_t kMaxRawParameters = 1024;

@@ -98,7 +98,7 @@ const AdapterParameter& parameterOf(const Arguments& arguments) {
 }
 
 int32_t maxOf(Client& client, const AdapterParameter& parameter) {
-    const bool fixed = parameter.max != kNumberOfIeqPresets;
+    const bool fixed = parameter.max != kUpToIeqPresets;
     return fixed ? parameter.max : client.get(Command::kIeqPresetCount)[0];
 }
 
