@@ -287,6 +287,17 @@ TEST_F(DaemonTest, LeavesWithAnErrorWhenItCantServe) {
     EXPECT_EQ(daemon->wait(), 1);
 }
 
+TEST_F(DaemonTest, ToTheJournalEachLineBeginsWithItsPriority) {
+    root.write("log", "");
+    start({}, {"sh", "-c", "JOURNAL_STREAM=$(stat -c %d:%i \"$0\") exec \"$@\"", logFile});
+    std::istringstream lines(contentsOf(logFile));
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_THAT(line, MatchesRegex("<[3-7]>[A-Za-z]+: .*"));
+    }
+    EXPECT_EQ(logged("<6>velorad: version "), 1U);
+    EXPECT_GE(logged("<3>SndContextManager: "), 1U);  // there is no tuning file
+}
+
 TEST_F(DaemonTest, TellsItsManagerWhenItIsReadyAndThatItLeaves) {
     const int listener = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     sockaddr_un address{AF_UNIX, {}};
