@@ -6,13 +6,11 @@
 #include "store/Schema.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include <sqlite3.h>
-#include <unistd.h>
 
 #include <log/log.h>
 #include <velora/RootPrefix.h>
@@ -267,13 +265,16 @@ void DatabaseHelper::replaceDamaged() {
     const std::string aside = mPath + ".damaged";
     forgetState();
     mConnection.reset();
-    // A journal belongs to the file that goes.
-    unlink((aside + "-journal").c_str());
-    if (rename(mPath.c_str(), aside.c_str()) != 0) {
-        ALOGE("the damaged database %s can't be put aside: %s", mPath.c_str(), strerror(errno));
+    std::error_code error;
+    std::filesystem::rename(mPath, aside, error);
+    if (error) {
+        ALOGE("the damaged database %s can't be put aside: %s", mPath.c_str(),
+              error.message().c_str());
         return;
     }
-    rename((mPath + "-journal").c_str(), (aside + "-journal").c_str());
+    // A journal belongs to the file that goes.
+    std::filesystem::remove(aside + "-journal", error);
+    std::filesystem::rename(mPath + "-journal", aside + "-journal", error);
     ALOGE("the database %s is damaged, it is kept as %s", mPath.c_str(), aside.c_str());
     mDamaged = false;
     mFailedReads = 0;

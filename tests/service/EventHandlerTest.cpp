@@ -228,7 +228,7 @@ TEST_F(EventHandlerTest, AClientMayDropTheLastReferenceWhenItIsToldOfAReload) {
     dir.write("data/vendor/velora/kiv-extra.xml", contentsOf(sourceFile("data/kiv-extra.xml")));
     const auto client = enter(0, 1);
     client->onUpdate = [this](const Bytes&) { service.clear(); };
-    service.get()->setIntParam(android::fourCharacters("RLTF"), 0);
+    service->setIntParam(android::fourCharacters("RLTF"), 0);
     EXPECT_EQ(client->take(1).size(), 1u);
 }
 
