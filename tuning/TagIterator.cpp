@@ -131,7 +131,7 @@ public:
     /// Null if it can't be read; then `error` says why.
     xmlDoc* read(const std::string& bytes, const std::string& path) {
         return xmlCtxtReadMemory(mContext, bytes.data(), static_cast<int>(bytes.size()),
-                                 path.c_str(), nullptr, 0);
+                                 path.c_str(), nullptr, XML_PARSE_COMPACT);
     }
     /// The first thing found wrong: "line 3: ...".
     const std::string& error() const { return mError; }
