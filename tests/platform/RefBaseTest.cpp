@@ -16,41 +16,30 @@ struct Counted : RefBase {
     ~Counted() override { --mAlive; }
     void onFirstRef() override { ++firstRefs; }
     std::atomic<int>& mAlive;
+    const wp<Counted> self{this};
     int firstRefs = 0;
 };
 
 TEST(RefBaseTest, LivesFromTheFirstStrongReferenceToTheLast) {
     std::atomic<int> alive{0};
     sp<Counted> a = sp<Counted>::make(alive);
-    EXPECT_EQ(a->firstRefs, 1);
     sp<Counted> b = a;
-    wp<Counted> weak = b;
+    const wp<Counted> weak = b;
     EXPECT_EQ(weak.promote(), a);
+    EXPECT_EQ(a->self.promote(), a);
     a.clear();
     EXPECT_EQ(alive, 1);
     EXPECT_EQ(b->firstRefs, 1);
     b = nullptr;
     EXPECT_EQ(alive, 0);
     EXPECT_EQ(weak.promote(), nullptr);
-}
 
-TEST(RefBaseTest, AWeakReferenceMadeInTheConstructorCanBePromotedLater) {
-    struct Watched : RefBase {
-        Watched() : self(this) {}
-        wp<Watched> self;
-    };
-    const auto object = sp<Watched>::make();
-    EXPECT_EQ(object->self.promote(), object);
-}
-
-TEST(RefBaseTest, AnObjectThatWasNeverHeldCannotBePromotedAfterItsEnd) {
-    wp<Counted> weak;
-    std::atomic<int> alive{0};
+    wp<Counted> neverHeld;
     {
         Counted onTheStack(alive);
-        weak = wp<Counted>(&onTheStack);
+        neverHeld = onTheStack.self;
     }
-    EXPECT_EQ(weak.promote(), nullptr);
+    EXPECT_EQ(neverHeld.promote(), nullptr);
 }
 
 TEST(RefBaseTest, PromotionRacesWithTheLastRelease) {
@@ -72,12 +61,11 @@ TEST(RefBaseTest, PromotionRacesWithTheLastRelease) {
 TEST(KeyedVectorTest, KeepsItsPairsSortedAndReplacesByKey) {
     DefaultKeyedVector<uint32_t, int> map(-1);
     EXPECT_EQ(map.indexOfKey(5), NAME_NOT_FOUND);
-    EXPECT_EQ(map.add(5, 50), 0);
-    EXPECT_EQ(map.add(0xffffffff, 70), 1);
-    EXPECT_EQ(map.add(2, 20), 0);
-    EXPECT_EQ(map.add(5, 51), 1);
+    const std::pair<uint32_t, int> added[] = {{5, 0}, {0xffffffff, 1}, {2, 0}, {5, 1}};
+    for (const auto& [key, index] : added) EXPECT_EQ(map.add(key, index), index);
     EXPECT_EQ(map.size(), 3U);
-    EXPECT_EQ(map.valueFor(5), 51);
+    EXPECT_EQ(map.valueFor(2), 0);
+    EXPECT_EQ(map.valueFor(5), 1);
     EXPECT_EQ(map.valueFor(3), -1);
     map.removeItemsAt(0);
     EXPECT_EQ(map.keyAt(0), 5U);
@@ -99,9 +87,7 @@ TEST(DeathLinkTest, TellsEachLinkedRecipientOnceAndNoneAfterwards) {
     EXPECT_TRUE(object->unlinkToDeath(unlinked).value());
     EXPECT_FALSE(object->unlinkToDeath(unlinked).value());
     EXPECT_TRUE(object->linkToDeath(sp<Mourner>::make(), 9).value());  // nobody keeps it
-
-    object->onDied();
-    object->onDied();
+    for (int i = 0; i < 2; ++i) object->onDied();
     EXPECT_EQ(told->cookies, std::vector<uint64_t>{7});
     EXPECT_TRUE(unlinked->cookies.empty());
     EXPECT_FALSE(object->linkToDeath(told, 1).value());
