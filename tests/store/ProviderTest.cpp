@@ -25,9 +25,11 @@ TEST_F(ProviderTest, AFreshStoreHasItsDefaults) {
     provider.initDatabase();
     EXPECT_TRUE(provider.isDatabaseVersionChanged());
     EXPECT_EQ(provider.init(), -22);
-    EXPECT_EQ(log.count("E VlrDatabaseProvider: init(): No profiles found from the database"), 1U);
-    EXPECT_EQ(log.count("E VlrDatabaseProvider: init(): No ieq presets found from the database"),
-              1U);
+    for (const std::string what : {"profiles", "ieq presets"}) {
+        EXPECT_EQ(
+            log.count("E VlrDatabaseProvider: init(): No " + what + " found from the database"),
+            1U);
+    }
     EXPECT_EQ(provider.getSelectedProfile(), -1);
     EXPECT_EQ(provider.getZenithGameSystemGain(), 0);
     provider.setDefaultXmlSignature("abc");
@@ -46,21 +48,18 @@ TEST_F(ProviderTest, AFreshStoreHasItsDefaults) {
     provider.save(static_cast<Profile*>(nullptr));
     EXPECT_EQ(provider.reset(static_cast<GeqPreset*>(nullptr)), nullptr);
     EXPECT_EQ(provider.loadProfile(0), nullptr);
-    EXPECT_EQ(provider.loadProfileEndpoints(-1)[0], nullptr);
 }
 
 TEST_F(ProviderTest, SavingChangesTheUsersCopyAndResettingBringsTheFactorysBack) {
-    {
-        Provider provider;
-        ASSERT_TRUE(fill(provider, 5));
-        ASSERT_EQ(provider.init(), 0);
-        EXPECT_EQ(provider.getNumOfProfiles(), 3);
-        EXPECT_EQ(provider.getNumOfIeqPresets(), 1);
-        ASSERT_TRUE(saveAll(provider, 8));
-        provider.setSfxOn(false);
-    }
+    Provider before;
+    ASSERT_TRUE(fill(before, 5));
+    ASSERT_EQ(before.init(), 0);
+    ASSERT_TRUE(saveAll(before, 8));
+    before.setSfxOn(false);
     Provider provider;  // another life of the process
     ASSERT_EQ(provider.init(), 0);
+    EXPECT_EQ(provider.getNumOfProfiles(), 3);
+    EXPECT_EQ(provider.getNumOfIeqPresets(), 1);
     EXPECT_FALSE(provider.isSfxOn());
     EXPECT_EQ(provider.getSelectedProfile(), 8);
     GeqPreset* const geq = provider.loadGeqPreset(1);
@@ -80,19 +79,6 @@ TEST_F(ProviderTest, SavingChangesTheUsersCopyAndResettingBringsTheFactorysBack)
     EXPECT_EQ(provider.loadProfile(0)->size(), 12U);
 }
 
-TEST_F(ProviderTest, PresetsFromZeroToTheCountAreLoadable) {
-    Provider provider;
-    fill(provider, 5);
-    ASSERT_EQ(provider.init(), 0);
-    IeqPreset* const off = provider.loadIeqPreset(0);
-    EXPECT_EQ(off->getName(), "off5");
-    EXPECT_EQ(provider.loadIeqPreset(1)->get(IEQ_ID), Values{1});  // no row: empty curves
-    EXPECT_EQ(provider.loadIeqPreset(1)->size(), 3U);
-    EXPECT_EQ(provider.loadIeqPreset(2), off);
-    EXPECT_EQ(provider.loadIeqPreset(-1), off);
-    EXPECT_EQ(log.count("E VlrDatabaseProvider: There is no IEQ preset ..."), 2U);
-}
-
 TEST_F(ProviderTest, TuningsAreCachedByNameAndDevicesByPort) {
     Provider provider;
     fill(provider, 5, 2);
@@ -101,9 +87,6 @@ TEST_F(ProviderTest, TuningsAreCachedByNameAndDevicesByPort) {
     provider.create(&shared, Provider::kDefaultName);
     provider.create(&orphan, Provider::kDefaultName);
     EXPECT_EQ(provider.loadTuningForDevice("device1"), nullptr);  // its port isn't loaded yet
-    EXPECT_EQ(
-        log.count("W VlrDatabaseProvider: Cannot find device with name device1 in mDeviceTunings"),
-        1U);
     EXPECT_THAT(devices(provider, PORT_USB), ElementsAre("device0", "device1"));
     EXPECT_THAT(devices(provider, PORT_HDMI), ElementsAre("hdmi_tv", "orphan"));
     Tuning* const tuning = provider.loadTuningForDevice("device1");
@@ -111,12 +94,13 @@ TEST_F(ProviderTest, TuningsAreCachedByNameAndDevicesByPort) {
     EXPECT_EQ(tuning->get(AUDIO_OPTIMIZER_GAIN_L), Values(40, 5));
     EXPECT_EQ(tuning->size(), 59U);
     EXPECT_EQ(provider.loadTuningForDevice("hdmi_tv"), tuning);
-    EXPECT_EQ(log.count("D VlrDatabaseProvider: Load tuning[..."), 1U);
-    EXPECT_EQ(
-        log.count(
-            "D VlrDatabaseProvider: Found existing tuning[tuning1] from cache device[hdmi_tv]"),
-        1U);
     EXPECT_EQ(provider.loadTuningForDevice("orphan"), nullptr);
+    for (const char* line :
+         {"W VlrDatabaseProvider: Cannot find device with name device1 in mDeviceTunings",
+          "D VlrDatabaseProvider: Found existing tuning[tuning1] from cache device[hdmi_tv]",
+          "D VlrDatabaseProvider: Load tuning[..."}) {
+        EXPECT_EQ(log.count(line), 1U) << line;
+    }
 
     DeviceTuning later("later", "usb", "tuning0");
     provider.create(&later, Provider::kOemName);
@@ -130,7 +114,7 @@ TEST_F(ProviderTest, TuningsAreCachedByNameAndDevicesByPort) {
     EXPECT_EQ(log.count("D VlrDatabaseProvider: Clear cached device tuning ..."), 4U);
 }
 
-TEST_F(ProviderTest, ProfilesAreKnownByTheirNumbers) {
+TEST_F(ProviderTest, ProfilesAndPresetsAreKnownByTheirNumbers) {
     Provider provider;
     fill(provider, 5);
     for (const int id : {4, 300}) {
@@ -139,9 +123,17 @@ TEST_F(ProviderTest, ProfilesAreKnownByTheirNumbers) {
     }
     ASSERT_EQ(provider.init(), 0);
     EXPECT_EQ(provider.getNumOfProfiles(), 5);
-    EXPECT_EQ(provider.loadProfile(3)->getName(), "");
-    EXPECT_EQ(provider.loadProfile(4)->getName(), "number 4");
+    EXPECT_EQ(provider.loadProfile(3)->getName() + provider.loadProfile(4)->getName(), "number 4");
     EXPECT_EQ(log.count("E VlrDatabaseProvider: there can't be a profile 300"), 1U);
+    EXPECT_EQ(provider.loadProfile(5), nullptr);
+    EXPECT_EQ(provider.loadProfileEndpoints(-1)[0], nullptr);
+
+    IeqPreset* const off = provider.loadIeqPreset(0);
+    EXPECT_EQ(off->getName(), "off5");
+    EXPECT_EQ(provider.loadIeqPreset(1)->toString(),  // no row: empty curves
+              "id=-1\npresetId=1\nname=\nieq_frequency=\nieq_target=\n");
+    for (const int id : {2, -1}) EXPECT_EQ(provider.loadIeqPreset(id), off);
+    EXPECT_EQ(log.count("E VlrDatabaseProvider: There is no IEQ preset ..."), 2U);
 }
 
 TEST_F(ProviderTest, WhatCannotBeReadIsAskedForAgain) {
@@ -168,29 +160,24 @@ TEST_F(ProviderTest, WhatCannotBeReadIsAskedForAgain) {
               1U);
 }
 
-TEST_F(ProviderTest, AFileThatCannotBePutAsideStaysAsItIs) {
+TEST_F(ProviderTest, AFileThatIsNoDatabaseIsPutAsideAndReplacedOrStaysAsItIs) {
+    const auto aside = database().string() + ".damaged";
+    std::filesystem::create_directories(aside + "/occupied");
     std::ofstream(database()) << std::string(100000, 'x');
-    std::filesystem::create_directories(database().string() + ".damaged/occupied");
     Provider provider;
+    EXPECT_EQ(provider.init(), -22);
     provider.replaceDamaged();
+    EXPECT_EQ(log.count("E DatabaseHelper: the damaged database ..."), 1U);
     EXPECT_TRUE(provider.isDamaged());
     EXPECT_FALSE(fill(provider, 1));
     EXPECT_EQ(std::filesystem::file_size(database()), 100000U);
-    EXPECT_EQ(log.count("E DatabaseHelper: the damaged database ..."), 1U);
-}
 
-TEST_F(ProviderTest, AFileThatIsNoDatabaseIsPutAsideAndReplaced) {
-    std::ofstream(database()) << std::string(100000, 'x');
-    Provider provider;
-    EXPECT_TRUE(provider.isDamaged());
-    EXPECT_EQ(provider.init(), -22);
-    EXPECT_EQ(provider.getDefaultXmlSignature(), "");
-    EXPECT_FALSE(fill(provider, 1));
+    std::filesystem::remove_all(aside);
     provider.replaceDamaged();
     EXPECT_FALSE(provider.isDamaged());
     EXPECT_TRUE(fill(provider, 1));
     EXPECT_EQ(provider.init(), 0);
-    EXPECT_EQ(std::filesystem::file_size(database().string() + ".damaged"), 100000U);
+    EXPECT_EQ(std::filesystem::file_size(aside), 100000U);
 }
 
 // Never the end of the process, and a store that can be filled anew.
@@ -206,20 +193,17 @@ TEST_F(ProviderTest, DamageAnywhereInTheFileIsSurvived) {
     for (uintmax_t place = 0; place + 200 < size; place += 1500) {
         std::filesystem::copy_file(intact, database(),
                                    std::filesystem::copy_options::overwrite_existing);
-        std::fstream file(database(), std::ios::in | std::ios::out | std::ios::binary);
-        file.seekp(static_cast<std::streamoff>(place));
-        file << std::string(200, '\xa5');
-        file.close();
+        std::fstream(database(), std::ios::in | std::ios::out | std::ios::binary)
+                .seekp(static_cast<std::streamoff>(place))
+            << std::string(200, '\xa5');
         Provider provider;
-        if (provider.init() == 0) {
-            for (int id = 0; id < provider.getNumOfProfiles(); ++id) {
-                provider.loadProfile(id);
-                provider.loadProfileEndpoints(id);
-                provider.loadGeqPreset(id);
-            }
-            for (const auto& device : devices(provider, PORT_USB))
-                provider.loadTuningForDevice(device);
+        provider.init();
+        for (int id = 0; id < provider.getNumOfProfiles(); ++id) {
+            provider.loadProfile(id);
+            provider.loadProfileEndpoints(id);
+            provider.loadGeqPreset(id);
         }
+        for (const auto& device : devices(provider, PORT_USB)) provider.loadTuningForDevice(device);
         if (!provider.isDamaged()) continue;
         ++noticed;
         provider.replaceDamaged();

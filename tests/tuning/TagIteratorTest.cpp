@@ -140,37 +140,37 @@ TEST_F(TagIteratorTest, DocumentsOpenAndCloseOnManyThreads) {
     for (auto& thread : threads) thread.join();
 }
 
-TEST(IntegersTest, ReadTheNumbersFromTheStartOfATextToTheFirstThatIsNone) {
-    const std::pair<const char*, std::vector<int>> cases[] = {{"12abc", {12}},
-                                                              {"abc", {}},
-                                                              {"", {}},
-                                                              {" \t\n-7", {-7}},
-                                                              {"+5", {5}},
-                                                              {"+-5", {}},
-                                                              {"- 5", {}},
-                                                              {"2147483647", {2147483647}},
-                                                              {"2147483648", {}},
-                                                              {"-2147483648", {-2147483647 - 1}},
-                                                              {"99999999999999999999", {}},
-                                                              {"0x10", {0}},
-                                                              {"1.9", {1}},
-                                                              {"1,2,3", {1, 2, 3}},
-                                                              {"1 2 3", {1, 2, 3}},
-                                                              {"1,2,3,", {1, 2, 3}},
-                                                              {"1,,2", {1}},
-                                                              {"10, 20,30", {10, 20, 30}},
-                                                              {"1 ,2", {1}},
-                                                              {"1;2", {1}},
-                                                              {"-1,+2", {-1, 2}},
-                                                              {"1,99999999999,3", {1}}};
+TEST(IntegersTest, ReadTheNumbersOfATextUpToTheFirstThatIsNone) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"12abc", "12"},
+        {"abc", ""},
+        {"", ""},
+        {" \t\n-7", "-7"},
+        {"+5", "5"},
+        {"+-5", ""},
+        {"- 5", ""},
+        {"2147483647", "2147483647"},
+        {"2147483648", ""},
+        {"-2147483648", "-2147483648"},
+        {"99999999999999999999", ""},
+        {"0x10", "0"},
+        {"1.9", "1"},
+        {"1,2,3", "1,2,3"},
+        {"1 2 3", "1,2,3"},
+        {"1,2,3,", "1,2,3"},
+        {"1,,2", "1"},
+        {"10, 20,30", "10,20,30"},
+        {"1 ,2", "1"},
+        {"1;2", "1"},
+        {"-1,+2", "-1,2"},
+        {"1,99999999999,3", "1"},
+    };
     for (const auto& [text, values] : cases) {
         std::vector<int> read;
         string2IntVector(text, read);
-        EXPECT_EQ(read, values) << text;
-        EXPECT_EQ(string2Int(text), values.empty() ? 0 : values[0]) << text;
+        EXPECT_EQ(intVector2String(read), values) << text;
+        EXPECT_EQ(string2Int(text), read.empty() ? 0 : read[0]) << text;
     }
-    EXPECT_EQ(intVector2String({0, -2, 2147483647}), "0,-2,2147483647");
-    EXPECT_EQ(intVector2String({}), "");
 }
 
 }  // namespace
