@@ -128,12 +128,6 @@ int attempt(Work work) noexcept {
     return 0;
 }
 
-uint64_t now(sd_event* event) {
-    uint64_t time = 0;
-    check(sd_event_now(event, CLOCK_MONOTONIC, &time), "tell the time");
-    return time;
-}
-
 }  // namespace
 
 /// The host's own client of the service, which sees every update before the others do. Any thread.
@@ -183,7 +177,7 @@ BusService::BusService(sd_bus* bus, sd_event* event, std::chrono::microseconds s
     mService->registerClient(sp<Observer>::make(&mQueue), 0, UpdateQueue::kObserver);
 }
 
-BusService::~BusService() { mService->shutdown(); }
+BusService::~BusService() { end(); }
 
 void BusService::leave() {
     if (mLeaving || mWaiting == 0) sd_event_exit(mEvent, 0);
@@ -212,16 +206,17 @@ void BusService::deliver() {
 }
 
 void BusService::noteChange() {
-    const uint64_t time = now(mEvent);
-    if (mSaveAtLatest == 0) mSaveAtLatest = time + 10 * mSaveDelay;
-    const uint64_t due = std::min(time + mSaveDelay, mSaveAtLatest);
-    check(sd_event_source_set_time(mSettled.get(), due), "set the timer");
+    if (mSavePending) return;
+    uint64_t time = 0;
+    check(sd_event_now(mEvent, CLOCK_MONOTONIC, &time), "tell the time");
+    check(sd_event_source_set_time(mSettled.get(), time + mSaveDelay), "set the timer");
     check(sd_event_source_set_enabled(mSettled.get(), SD_EVENT_ONESHOT), "set the timer");
+    mSavePending = true;
 }
 
 void BusService::save() {
-    mSaveAtLatest = 0;
-    mService->saveSettings();
+    mSavePending = false;
+    if (!mService->saveSettings()) return noteChange();
     ALOGD("settings saved");
 }
 
@@ -252,6 +247,7 @@ void BusService::unregisterClient(int32_t type) {
     checkWaiting();
     mClients.leave(sender(), type);
     ++mWaiting;
+    if (!mService->isSaved()) throw BusError(SD_BUS_ERROR_FAILED, "the settings couldn't be saved");
 }
 
 int32_t BusService::setSfxParam(const Bytes& request) {
@@ -277,8 +273,10 @@ int32_t BusService::setParam(uint32_t device, uint32_t id, const Integers& value
     limit(values.size() <= kMaxValues, "too many values");
     limit(mRawParameters.contains({device, id}) || mRawParameters.size() < kMaxRawParameters,
           "too many parameters");
-    mRawParameters.emplace(device, id);
-    return mService->setParam(device, id, values.data(), static_cast<uint32_t>(values.size()));
+    const int result =
+        mService->setParam(device, id, values.data(), static_cast<uint32_t>(values.size()));
+    if (result == 0) mRawParameters.emplace(device, id);
+    return result;
 }
 
 std::tuple<int32_t, StoredParams> BusService::getStoredParams(bool committed) {
@@ -303,6 +301,9 @@ void BusService::setSelectedTuningDevice(int32_t port, const std::string& name) 
     checkWaiting();
     limit(name.size() <= VeloraManagerService::kMaxRequestSize, "the name is too long");
     if (!isPort(port)) throw BusError(SD_BUS_ERROR_INVALID_ARGS, "a port is 0 to 6");
+    const bool prints = std::none_of(name.begin(), name.end(),
+                                     [](unsigned char c) { return c < ' ' || c == 0x7f; });
+    if (name.empty() || !prints) throw BusError(SD_BUS_ERROR_INVALID_ARGS, "no name of a device");
     std::string copy = name;
     mService->setSelectedTuningDevice(port, copy.data(), static_cast<int>(copy.size()));
     if (isReady()) ++mWaiting;

@@ -31,13 +31,15 @@ public:
     static constexpr int kMaxWaiting = 256;
 
     /// Puts the object on `bus`, whose events run on `event`; both must outlive this. Changes are
-    /// saved `saveDelay` after the last one, and at the latest ten times that after the first.
+    /// saved `saveDelay` after the first that isn't; a save that fails is tried again.
     BusService(sd_bus* bus, sd_event* event, std::chrono::microseconds saveDelay);
-    /// Ends the service, which saves all settings.
+    /// Ends the service, if `end` wasn't called.
     ~BusService();
     BusService(const BusService&) = delete;
     BusService& operator=(const BusService&) = delete;
 
+    /// Ends the service, which saves all settings. False if they couldn't be stored.
+    bool end() { return mService->shutdown(); }
     /// Takes no more changes, and ends the event loop when those that wait are done. The second
     /// call ends it at once.
     void leave();
@@ -77,7 +79,7 @@ private:
     std::set<std::pair<uint32_t, uint32_t>> mRawParameters;  ///< device, number
     int mWaiting = 0;                                        ///< requests that the service will do
     bool mLeaving = false;
-    uint64_t mSaveAtLatest = 0;  ///< of the loop's clock; 0: all is saved
+    bool mSavePending = false;  ///< the timer runs
     Slot mObject;
     EventSource mUpdates;
     EventSource mSettled;

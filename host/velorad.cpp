@@ -96,7 +96,8 @@ int serve(const Options& options) {
     ALOGI("version %s serves %s", VELORA_VERSION, kBusName);
     const int result = sd_event_loop(event.get());
     if (result != 0) ALOGE("the bus has gone");
-    return result == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+    const bool saved = service.end();
+    return result == 0 && saved ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 int run(int argc, char** argv) {
@@ -111,7 +112,7 @@ int run(int argc, char** argv) {
         ->capture_default_str()
         ->type_name("LEVEL");
     app.add_option("--save-delay", options.saveDelayMs,
-                   "Milliseconds from the last change to its saving")
+                   "Milliseconds from a change to its saving")
         ->check(CLI::Range(10, 3600000).description("10 to 3600000"))
         ->capture_default_str()
         ->type_name("MS");

@@ -314,9 +314,9 @@ void SndManager::restoreCurrentProfiles() {
     if (mContext != nullptr) mContext->reloadAllProfile();
 }
 
-void SndManager::saveSndStateAndSettings() {
+bool SndManager::saveSndStateAndSettings() {
     Mutex::Autolock lock(sLock);
-    if (mContext != nullptr) mContext->save();
+    return mContext == nullptr || mContext->save();
 }
 
 void SndManager::saveSndState() {

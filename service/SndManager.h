@@ -93,7 +93,8 @@ public:
 
     /// Back to what is stored.
     void restoreCurrentProfiles();
-    void saveSndStateAndSettings();
+    /// False if not everything could be stored; what couldn't be is as it was.
+    bool saveSndStateAndSettings();
     void saveSndState();
     void saveSndProfile();
     void saveSndProfileSettings();

@@ -95,14 +95,16 @@ VeloraManagerService::~VeloraManagerService() {
     shutdown();
 }
 
-void VeloraManagerService::saveSettings() {
-    if (mInitialized) mManager->saveSndStateAndSettings();
+bool VeloraManagerService::saveSettings() {
+    if (mInitialized) mSaved = mManager->saveSndStateAndSettings();
+    if (!mSaved) ALOGE("%s the settings couldn't be stored", __func__);
+    return mSaved;
 }
 
-void VeloraManagerService::shutdown() {
-    if (mEnded.exchange(true)) return;
+bool VeloraManagerService::shutdown() {
+    if (mEnded.exchange(true)) return mSaved;
     if (mHandler) mHandler->stop();
-    saveSettings();
+    return saveSettings();
 }
 
 void VeloraManagerService::initManager() {

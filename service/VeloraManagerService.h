@@ -39,14 +39,17 @@ public:
 
     VeloraManagerService();
 
-    /// Writes all settings to the store, on the calling thread, if initialised.
-    void saveSettings();
+    /// Writes all settings to the store, on the calling thread, if initialised. False, with the
+    /// reason logged, if they couldn't be stored: they are as they were, and can be saved again.
+    bool saveSettings();
+    /// False if the last save failed, whoever asked for it.
+    bool isSaved() const { return mSaved; }
     /// The end: stops the looper, waiting for the request at hand, and then saves. Requests that
     /// are still queued are dropped, later ones refused; nothing is initialised or reloaded any
-    /// more, and nobody told. For a host that must have it done
-    /// before the process leaves; the destructor does it otherwise. The second call does nothing.
+    /// more, and nobody told. For a host that must have it done before the process leaves; the
+    /// destructor does it otherwise. False if the save failed; the second call only repeats that.
     /// Not from a client's update.
-    void shutdown();
+    bool shutdown();
 
     /// Enters a client, tries to initialise the service if it isn't yet, and tells all clients.
     /// `type` says what the client is (1 to 6 decoders, 8 game effects, 9 spatializer, any other:
@@ -153,6 +156,7 @@ private:
     // Read without the lock.
     std::atomic<bool> mInitialized{false};
     std::atomic<bool> mEnded{false};
+    std::atomic<bool> mSaved{true};
     std::atomic<int32_t> mCpDecoderCount{0};
     std::atomic<int32_t> mDvDecoderCount{0};
     std::atomic<int32_t> mMultichannelDvDecoderCount{0};

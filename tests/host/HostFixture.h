@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/Client.h"
+#include "store/DatabaseHelper.h"
 #include "tests/support/TestFiles.h"
 
 #include <chrono>
@@ -17,6 +18,8 @@
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <velora/RootPrefix.h>
 
 namespace velora::test {
 
@@ -128,6 +131,14 @@ protected:
         return count;
     }
     size_t logged(const std::string& text) const { return countIn(logFile, text); }
+
+    /// Keeps everybody else from the store while it stands.
+    std::unique_ptr<DatabaseHelper> holdStore() {
+        setRootPrefix(root.path().string());
+        auto store = std::make_unique<DatabaseHelper>("kiv_sqlite3.db");
+        store->beginTransaction();
+        return store;
+    }
 
     /// A change that only the saving of settled changes brings to the store.
     void setAmount(Client& from, int32_t amount) {
