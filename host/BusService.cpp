@@ -229,6 +229,7 @@ std::string BusService::sender() const {
 void BusService::checkWaiting() const {
     if (mLeaving) throw BusError(SD_BUS_ERROR_FAILED, "the service is leaving");
     limit(mWaiting < kMaxWaiting, "too many requests wait to be done");
+    limit(!mClients.areBehind(), "clients have yet to read of what was done");
 }
 
 bool BusService::isReady() {
@@ -253,6 +254,7 @@ void BusService::unregisterClient(int32_t type) {
 int32_t BusService::setSfxParam(const Bytes& request) {
     checkWaiting();
     limit(request.size() <= VeloraManagerService::kMaxRequestSize, "the request is too long");
+    if (request.empty()) throw BusError(SD_BUS_ERROR_INVALID_ARGS, "an empty request");
     Bytes copy = request;
     const int result = mService->setSfxParam(copy.data(), static_cast<uint32_t>(copy.size()));
     if (result == 0) ++mWaiting;

@@ -28,7 +28,7 @@ public:
     static constexpr uint32_t kMaxAnswer = 65536;
     static constexpr size_t kMaxValues = 1024;
     static constexpr size_t kMaxRawParameters = 1024;
-    static constexpr int kMaxWaiting = 256;
+    static constexpr int kMaxWaiting = 64;
 
     /// Puts the object on `bus`, whose events run on `event`; both must outlive this. Changes are
     /// saved `saveDelay` after the first that isn't; a save that fails is tried again.

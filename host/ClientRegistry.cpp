@@ -68,9 +68,9 @@ public:
         appendTo(signal.get(), std::tuple(type, data));
         check(sd_bus_send_to(mOwner->mBus, signal.get(), name.c_str(), nullptr), "send a signal");
         mUnread += kSignalOverhead + data.size();
-        if (mUnread >= kMaxUnread / 4 && mPing == nullptr) ping();
+        if (mUnread >= kPingAt && mPing == nullptr) ping();
     }
-    bool reads() const { return mUnread < kMaxUnread; }
+    bool isBehind() const { return mUnread >= kMaxUnread; }
 
     const std::string name;
     std::map<int32_t, sp<Listener>> listeners;
@@ -87,17 +87,24 @@ private:
         mPing = made<Slot>(
             [&](sd_bus_slot** slot) {
                 return sd_bus_call_async(mOwner->mBus, slot, message.get(), onAnswer, this,
-                                         UINT64_MAX);
+                                         kPatience);
             },
             "send a ping");
         mUnreadAtPing = mUnread;
     }
 
-    static int onAnswer(sd_bus_message* /*answer*/, void* self, sd_bus_error* /*error*/) {
+    // Any answer, an error too, shows that it reads.
+    static int onAnswer(sd_bus_message* answer, void* self, sd_bus_error* /*error*/) {
         auto& connection = *static_cast<Connection*>(self);
-        connection.mUnread -= connection.mUnreadAtPing;
-        connection.mPing.reset();
-        return 0;
+        return guarded(nullptr, [&] {
+            if (sd_bus_message_is_method_error(answer, SD_BUS_ERROR_NO_REPLY) != 0) {
+                connection.mOwner->drop(connection.mNumber, "it doesn't read what it is sent");
+                return 0;
+            }
+            connection.mUnread -= connection.mUnreadAtPing;
+            connection.mPing.reset();
+            return 0;
+        });
     }
 
     static int onDisappeared(sd_bus_track* /*track*/, void* self) {
@@ -165,13 +172,17 @@ void ClientRegistry::leave(const std::string& sender, int32_t type) {
     if (connection.listeners.empty()) mConnections.erase(entry);
 }
 
+bool ClientRegistry::areBehind() const {
+    return std::any_of(mConnections.begin(), mConnections.end(),
+                       [](const auto& entry) { return entry.second.isBehind(); });
+}
+
 void ClientRegistry::send(const UpdateQueue::Update& update) {
     const auto entry = mConnections.find(update.client / static_cast<uint32_t>(kTypes));
     if (entry == mConnections.end()) return;
     auto& [number, connection] = *entry;
     const auto type = static_cast<int32_t>(update.client % static_cast<uint32_t>(kTypes));
     if (!connection.listeners.contains(type)) return;
-    if (!connection.reads()) return drop(number, "it doesn't read what it is sent");
     try {
         connection.send(type, *update.data);
     } catch (const std::exception& e) {

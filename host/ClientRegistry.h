@@ -17,12 +17,15 @@ namespace velora::host {
 /// keys are made, and the updates on their way to them.
 ///
 /// Owned by the daemon and used on its bus thread only. A connection that disappears from the bus,
-/// or that doesn't read what it is sent, is dropped: the service is told that its clients died.
+/// or that is pinged and doesn't answer for kPatience, is dropped: the service is told that its
+/// clients died. One is pinged when it may have left kPingAt bytes unread; while one may have left
+/// kMaxUnread, no more requests should be taken.
 class ClientRegistry {
 public:
-    /// Bounds: registered connections, and bytes that one may leave unread, signals whole.
     static constexpr size_t kMaxConnections = 64;
-    static constexpr size_t kMaxUnread = 256 << 10;
+    static constexpr size_t kMaxUnread = 256 << 10;  ///< bytes, signals whole
+    static constexpr size_t kPingAt = kMaxUnread / 4;
+    static constexpr uint64_t kPatience = 5'000'000;  ///< microseconds
     /// Types of client run from 0 to this, and are as many numbers as a connection has keys.
     static constexpr int32_t kTypes = 256;
     /// Registrations of one connection.
@@ -40,6 +43,8 @@ public:
     /// Throws BusError unless it is registered so.
     void leave(const std::string& sender, int32_t type);
 
+    /// Some connection may have left too much unread, which will be known soon.
+    bool areBehind() const;
     /// Sends an update to the client that it is for, if that is still there.
     void send(const UpdateQueue::Update& update);
 

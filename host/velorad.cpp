@@ -14,6 +14,8 @@
 #include <string>
 
 #include <CLI/CLI.hpp>
+#include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
@@ -50,7 +52,18 @@ const char* journalPrefix(int32_t priority) {
     return priority == ANDROID_LOG_INFO ? SD_INFO : SD_DEBUG;
 }
 
+/// Nobody reads what a full pipe holds: lines are lost then, the service doesn't wait for them.
+bool isLogWritable() {
+    pollfd log{STDERR_FILENO, POLLOUT, 0};
+    return poll(&log, 1, 0) == 1 && (log.revents & POLLOUT) != 0;
+}
+
+void logToTerminal(const __android_log_message* entry) {
+    if (isLogWritable()) __android_log_stderr_logger(entry);
+}
+
 void logToJournal(const __android_log_message* entry) {
+    if (!isLogWritable()) return;
     std::string line = journalPrefix(entry->priority);
     line.append(entry->tag).append(": ").append(entry->message);
     std::replace(line.begin(), line.end(), '\n', ' ');
@@ -76,10 +89,18 @@ int onEnd(sd_event_source* /*source*/, const signalfd_siginfo* info, void* servi
     return 0;
 }
 
+/// Descriptors that the caller has closed must not become the service's own.
+void openStandardStreams() {
+    int fd = 0;
+    while (fd >= 0 && fd <= STDERR_FILENO) fd = open("/dev/null", O_RDWR);
+    if (fd >= 0) close(fd);
+}
+
 int serve(const Options& options) {
+    openStandardStreams();
     blockEndingSignals();
     signal(SIGPIPE, SIG_IGN);  // a log that nobody reads any more is no reason to leave
-    if (logsToJournal()) __android_log_set_logger(logToJournal);
+    __android_log_set_logger(logsToJournal() ? logToJournal : logToTerminal);
     __android_log_set_minimum_priority(kLogLevels.at(options.logLevel));
     useRoot(options.root);
 
@@ -111,8 +132,7 @@ int run(int argc, char** argv) {
         ->check(CLI::IsMember(kLogLevels))
         ->capture_default_str()
         ->type_name("LEVEL");
-    app.add_option("--save-delay", options.saveDelayMs,
-                   "Milliseconds from a change to its saving")
+    app.add_option("--save-delay", options.saveDelayMs, "Milliseconds from a change to its saving")
         ->check(CLI::Range(10, 3600000).description("10 to 3600000"))
         ->capture_default_str()
         ->type_name("MS");
