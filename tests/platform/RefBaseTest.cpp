@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <android/hidl/base/1.0/IBase.h>
-#include <utils/KeyedVector.h>
 #include <utils/RefBase.h>
 
 namespace android {
@@ -56,19 +55,6 @@ TEST(RefBaseTest, PromotionRacesWithTheLastRelease) {
         for (auto& thread : threads) thread.join();
         EXPECT_EQ(alive, 0);
     }
-}
-
-TEST(KeyedVectorTest, KeepsItsPairsSortedAndReplacesByKey) {
-    DefaultKeyedVector<uint32_t, int> map(-1);
-    EXPECT_EQ(map.indexOfKey(5), NAME_NOT_FOUND);
-    const std::pair<uint32_t, int> added[] = {{5, 0}, {0xffffffff, 1}, {2, 0}, {5, 1}};
-    for (const auto& [key, index] : added) EXPECT_EQ(map.add(key, index), index);
-    EXPECT_EQ(map.size(), 3U);
-    EXPECT_EQ(map.valueFor(2), 0);
-    EXPECT_EQ(map.valueFor(5), 1);
-    EXPECT_EQ(map.valueFor(3), -1);
-    map.removeItemsAt(0);
-    EXPECT_EQ(map.keyAt(0), 5U);
 }
 
 struct Mourner : hardware::hidl_death_recipient {

@@ -43,16 +43,16 @@ TEST_F(DatabaseHelperTest, TablesHaveTheirColumnsInOrder) {
         {"device_tunings", "_id,custom_name,device,port,tuning_id", 0},
     };
     for (const auto& [table, first, parameters] : cases) {
-        auto names = cells("SELECT name FROM pragma_table_info('" + std::string(table) + "')");
+        const auto names =
+            cells("SELECT name FROM pragma_table_info('" + std::string(table) + "')");
         const auto behind = names.end() - static_cast<ptrdiff_t>(parameters);
-        std::string joined;
-        for (auto name = names.begin(); name != behind; ++name) joined += "," + *name;
-        EXPECT_EQ(joined, "," + std::string(first));
-        // Then the parameters by their numbers.
-        const auto numberOf = [](auto& column) { return *kParameterOfColumn.find(column); };
-        EXPECT_TRUE(std::is_sorted(behind, names.end(), [&](auto& a, auto& b) {
-            return numberOf(a) < numberOf(b);
-        })) << table;
+        std::string joined = *names.begin();
+        for (auto name = names.begin() + 1; name != behind; ++name) joined += "," + *name;
+        EXPECT_EQ(joined, first);
+        std::vector<Parameter> numbers;
+        for (auto name = behind; name != names.end(); ++name)
+            numbers.push_back(*kParameterOfColumn.find(*name));
+        EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end())) << table;
     }
     EXPECT_THAT(cells("SELECT DISTINCT c.name='_id', c.type, c.pk FROM sqlite_master m, "
                       "pragma_table_info(m.name) c ORDER BY 1"),
@@ -74,17 +74,20 @@ TEST_F(DatabaseHelperTest, EachRecordComesBackAsItWasStored) {
         ElementsAre("1", "default", "Rock & Roll", "1", "0,-2,5", "",  // no comma at the end
                     "2", "custom", "Rock & Roll", "1", "0,-2,5", ""));
     profile.setName("Rock & Roll");
+    const auto expectRead = [](bool found, const auto& read, const auto& stored) {
+        EXPECT_TRUE(found);
+        EXPECT_EQ(read.toString(), stored.toString());
+    };
     Profile read(2, "", false);
-    EXPECT_TRUE(db.queryProfileValue(2, "custom", &read));
-    EXPECT_EQ(read.toString(), profile.toString());  // with the row, 2
+    expectRead(db.queryProfileValue(2, "custom", &read), read, profile);  // with its row, 2
 
     ProfileEndpoint endpoint(9, 2, Endpoint::OTHER, 3);
     endpoint.completeTo(ProfileEndpoint::kStoredParams);
     endpoint.set(VIRTUAL_BASS_TYPE, {1});
     db.insertValue(&endpoint, "custom", 9);
     ProfileEndpoint readEndpoint(2, Endpoint::OTHER, 0);
-    EXPECT_TRUE(db.queryEndpointValue(2, Endpoint::OTHER, "custom", &readEndpoint));
-    EXPECT_EQ(readEndpoint.toString(), endpoint.toString());
+    expectRead(db.queryEndpointValue(2, Endpoint::OTHER, "custom", &readEndpoint), readEndpoint,
+               endpoint);
     EXPECT_FALSE(db.queryEndpointValue(2, Endpoint::SPEAKER, "custom", &readEndpoint));
 
     IeqPreset ieq(3, "warm");
@@ -92,16 +95,14 @@ TEST_F(DatabaseHelperTest, EachRecordComesBackAsItWasStored) {
     ieq.set(IEQ_FREQUENCY, {100});
     db.insertValue(&ieq, "default");
     IeqPreset readIeq(3, "");
-    EXPECT_TRUE(db.queryIeqValue(3, "default", &readIeq));
-    EXPECT_EQ(readIeq.toString(), "id=1\npresetId=3\nname=warm\nieq_frequency=100,\nieq_target=\n");
+    expectRead(db.queryIeqValue(3, "default", &readIeq), readIeq, ieq);
 
     for (const Endpoint e : kEndpoints) {
         Tuning tuning(std::string(nameOf(e)), e, e == Endpoint::OTHER);
         tuning.completeTo(Tuning::kStoredParams);
         db.insertValue(&tuning, "oem");
         Tuning readTuning(tuning.getName(), Endpoint::HEADPHONE, false);
-        EXPECT_TRUE(db.queryTuning(tuning.getName(), &readTuning));
-        EXPECT_EQ(readTuning.toString(), tuning.toString());
+        expectRead(db.queryTuning(tuning.getName(), &readTuning), readTuning, tuning);
         DeviceTuning device("d", "usb", tuning.getName());
         db.insertValue(&device, "oem");
     }
@@ -112,19 +113,9 @@ TEST_F(DatabaseHelperTest, EachRecordComesBackAsItWasStored) {
     db.clearOemTunings();
     db.clearOemDeviceTunings();
     EXPECT_EQ(db.getRowCount(TableType::TUNINGS) + db.getRowCount(TableType::DEVICE_TUNINGS), 0);
-    EXPECT_EQ(
-        log.count("D DatabaseHelper: Delete existing tuning with SQL [DELETE from tunings WHERE "
-                  "custom_name = 'oem']"),
-        1U);
+    const std::string deleted = "D DatabaseHelper: Delete existing tuning with SQL [DELETE from ";
+    EXPECT_EQ(log.count(deleted + "tunings WHERE custom_name = 'oem']"), 1U);
     EXPECT_EQ(log.count("E ..."), 0U);
-}
-
-TEST_F(DatabaseHelperTest, AnIncompleteRecordFillsItsOwnColumnsOnly) {
-    GeqPreset preset(4);
-    preset.set(GEQ_GAIN, {1, 2});
-    preset.set(PEAK_VALUE, {3});
-    db.insertValue(&preset, "default", -1);
-    EXPECT_THAT(cells("SELECT * FROM geq_presets"), ElementsAre("1", "default", "4", "", "1,2"));
 }
 
 TEST_F(DatabaseHelperTest, AQuoteCostsItsRowAndNothingElse) {
@@ -171,25 +162,15 @@ TEST_F(DatabaseHelperTest, AFailedWriteFailsItsWholeBracketAndOnlyThat) {
     EXPECT_FALSE(db.commitTransaction()) << "there is none";
 }
 
-TEST_F(DatabaseHelperTest, WhatAnotherProcessHoldsIsNotRead) {
-    db.insertConfigurationValue("Profile", "3");
-    DatabaseHelper other("kiv_sqlite3.db");
-    other.beginTransaction();
-    EXPECT_EQ(db.queryConfigurationValue("Profile"), "");
-    other.commitTransaction();
-    EXPECT_EQ(db.queryConfigurationValue("Profile"), "3");
-    EXPECT_EQ(db.failedReads(), 1U);
-    EXPECT_FALSE(db.isDamaged());
-}
-
 TEST_F(DatabaseHelperTest, OnlyTheFactoryCopyCannotBeReplaced) {
     GeqPreset preset(1);
     for (const char* copy : {"default", "custom"}) db.insertValue(&preset, copy, -1);
-    preset.set(GEQ_GAIN, {5});
+    preset.set(GEQ_GAIN, {5, 6});
+    preset.set(PEAK_VALUE, {3});  // has no column
     for (const char* copy : {"default", "custom"}) db.updateGeqValue(&preset, copy);
     EXPECT_EQ(log.count("E DatabaseHelper: the default value can't be updated, 1"), 1U);
-    EXPECT_THAT(cells("SELECT _id, custom_name, geq_gain FROM geq_presets"),
-                ElementsAre("1", "default", "", "2", "custom", "5"));
+    EXPECT_THAT(cells("SELECT * FROM geq_presets"),
+                ElementsAre("1", "default", "1", "", "", "2", "custom", "1", "", "5,6"));
     ProfileEndpoint speaker(1, Endpoint::SPEAKER, 0);
     ProfileEndpoint other(1, Endpoint::OTHER, 0);
     for (auto* endpoint : {&speaker, &other}) db.insertValue(endpoint, "custom", -1);

@@ -37,9 +37,8 @@ TEST_F(ProviderTest, AFreshStoreHasItsDefaults) {
     provider.setZenithGameSystemGain(-24);
     provider.setDeviceTuning("usb", "dac");
     provider.updateDeviceTuning("usb", "dac2");
-    EXPECT_TRUE(provider.isSfxOn());
+    EXPECT_TRUE(provider.isSfxOn() && !provider.isDatabaseVersionChanged());
     EXPECT_EQ(provider.getSelectedProfile(), 0);
-    EXPECT_FALSE(provider.isDatabaseVersionChanged());
     EXPECT_EQ(provider.getDefaultXmlSignature() + provider.getDefaultXmlFormatVersion(),
               "abc3.4.0");
     EXPECT_EQ(provider.getZenithGameSystemGain(), -24);
@@ -71,9 +70,8 @@ TEST_F(ProviderTest, SavingChangesTheUsersCopyAndResettingBringsTheFactorysBack)
     EXPECT_EQ(provider.loadGeqPreset(1)->get(GEQ_GAIN), Values(20, 8));  // not stored by the reset
     provider.save(provider.reset(geq));
     EXPECT_TRUE(provider.loadGeqPreset(1)->equals(*provider.loadDefaultGeqPreset(1)));
-    EXPECT_EQ(
-        provider.reset(provider.loadProfileEndpoint(2, Endpoint::OTHER))->getSelectedIeqPreset(),
-        5);
+    ProfileEndpoint* const other = provider.loadProfileEndpoint(2, Endpoint::OTHER);
+    EXPECT_EQ(provider.reset(other)->getSelectedIeqPreset(), 5);
     EXPECT_EQ(provider.reset(provider.loadProfile(2))->getSelectedGeqPreset(), 5);
     EXPECT_EQ(provider.loadProfile(0)->getName(), "profile5");
     EXPECT_EQ(provider.loadProfile(0)->size(), 12U);
@@ -136,7 +134,7 @@ TEST_F(ProviderTest, ProfilesAndPresetsAreKnownByTheirNumbers) {
     EXPECT_EQ(log.count("E VlrDatabaseProvider: There is no IEQ preset ..."), 2U);
 }
 
-TEST_F(ProviderTest, WhatCannotBeReadIsAskedForAgain) {
+TEST_F(ProviderTest, WhatAnotherProcessHoldsIsAskedForAgain) {
     Provider provider;
     fill(provider, 5, 2);
     ASSERT_EQ(provider.init(), 0);
@@ -145,9 +143,13 @@ TEST_F(ProviderTest, WhatCannotBeReadIsAskedForAgain) {
         other.beginTransaction();
         EXPECT_TRUE(devices(provider, PORT_USB).empty());
         EXPECT_TRUE(devices(provider, static_cast<Port>(99)).empty());
-        EXPECT_EQ(provider.failedReads(), 1U);
+        EXPECT_EQ(provider.getDefaultXmlSignature(), "");
+        EXPECT_EQ(provider.failedReads(), 2U);
     }
     EXPECT_EQ(devices(provider, PORT_USB).size(), 2U);
+    EXPECT_EQ(provider.getDefaultXmlSignature(), "5");
+    EXPECT_EQ(provider.failedReads(), 2U);
+    EXPECT_FALSE(provider.isDamaged());
     Tuning* const tuning = provider.loadTuningForDevice("device0");
     {
         DatabaseHelper other("kiv_sqlite3.db");
