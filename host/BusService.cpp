@@ -100,6 +100,7 @@ const sd_bus_vtable kVtable[] = {
     OPERATION("GetIntParam", "u", "key\0", "x", "value\0", VeloraManagerService::getIntParam),
     OPERATION("SetIntParam", "ux", "key\0value\0", "", "", BusService::setIntParam),
     SD_BUS_SIGNAL_WITH_NAMES(kUpdate, "iay", "type\0data\0", 0),
+    SD_BUS_SIGNAL_WITH_NAMES(kDropped, "s", "reason\0", 0),
     SD_BUS_PROPERTY("Version", "s", getVersion, 0, SD_BUS_VTABLE_PROPERTY_CONST),
     SD_BUS_VTABLE_END,
 };

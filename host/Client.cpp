@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -10,7 +11,6 @@ namespace velora::host {
 
 namespace {
 
-constexpr uint64_t kPatience = 30'000'000;  // microseconds; first use fills the settings store
 constexpr int32_t kNotInitialized = -19;
 
 [[noreturn]] void notReady() {
@@ -33,6 +33,13 @@ void checkCall(int result, sd_bus_error* error) {
     const std::unique_ptr<sd_bus_error, Releaser<sd_bus_error_free>> held(error);
     if (sd_bus_error_is_set(error) != 0) fail(*error);
     check(result, "call the service");
+}
+
+/// How long a call on `bus` may take.
+std::chrono::microseconds patience(sd_bus* bus) {
+    uint64_t time = 0;
+    check(sd_bus_get_method_call_timeout(bus, &time), "tell the time");
+    return std::chrono::microseconds(time);
 }
 
 int onUpdate(sd_bus_message* signal, void* updates, sd_bus_error* /*error*/) {
@@ -62,7 +69,7 @@ Message Client::newCall(const char* operation) {
 Message Client::send(sd_bus_message* request) {
     sd_bus_error error = SD_BUS_ERROR_NULL;
     sd_bus_message* answer = nullptr;
-    const int result = sd_bus_call(mBus.get(), request, kPatience, &error, &answer);
+    const int result = sd_bus_call(mBus.get(), request, 0, &error, &answer);
     Message held(answer);
     checkCall(result, &error);
     return held;
@@ -130,14 +137,25 @@ Slot Client::listen(std::vector<Bytes>* updates) {
 void Client::awaitUpdate(const Bytes& awaited, const std::function<void()>& work) {
     std::vector<Bytes> updates;
     const Slot slot = listen(&updates);
+    const auto service = made<Track>(
+        [&](sd_bus_track** t) { return sd_bus_track_new(mBus.get(), t, nullptr, nullptr); },
+        "watch the service");
+    check(sd_bus_track_add_name(service.get(), kBusName), "watch the service");
     call("RegisterClient", kPlainType);
     work();
+    const auto deadline = std::chrono::steady_clock::now() + patience(mBus.get());
     while (std::find(updates.begin(), updates.end(), awaited) == updates.end()) {
         updates.clear();
-        if (check(sd_bus_process(mBus.get(), nullptr), "listen to the service") > 0) continue;
-        if (check(sd_bus_wait(mBus.get(), kPatience), "listen to the service") == 0) {
+        if (sd_bus_track_contains(service.get(), kBusName) == nullptr) {
+            throw CommandError(Exit::kNoService, "the service has gone");
+        }
+        const auto rest = deadline - std::chrono::steady_clock::now();
+        if (rest.count() <= 0) {
             throw CommandError(Exit::kFailed, "the service took the change but didn't do it");
         }
+        if (check(sd_bus_process(mBus.get(), nullptr), "listen to the service") > 0) continue;
+        const auto wait = std::chrono::ceil<std::chrono::microseconds>(rest).count();
+        check(sd_bus_wait(mBus.get(), static_cast<uint64_t>(wait)), "listen to the service");
     }
     call("UnregisterClient", kPlainType);
 }

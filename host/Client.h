@@ -19,6 +19,7 @@ public:
     /// A plain client, without a part of its own in playback.
     static constexpr int32_t kPlainType = 0;
 
+    /// Waits for an answer as long as `bus` does by default, 25 seconds or SYSTEMD_BUS_TIMEOUT.
     explicit Client(Bus bus) : mBus(std::move(bus)) {}
 
     /// Calls an operation of the interface by its name and returns its answer.
@@ -45,7 +46,8 @@ public:
     /// Throws CommandError if the service isn't ready.
     void set(Command command, const Integers& arguments);
 
-    /// Does `work` as a registered client and returns when the update `awaited` has come.
+    /// Does `work` as a registered client and returns when the update `awaited` has come, for which
+    /// it waits as long as for an answer.
     void awaitUpdate(const Bytes& awaited, const std::function<void()>& work);
     /// Does `work` as a registered client; returns the updates that came before its end.
     std::vector<Bytes> updatesOf(const std::function<void()>& work);

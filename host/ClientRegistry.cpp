@@ -60,22 +60,28 @@ public:
     }
 
     void send(int32_t type, const Bytes& data) {
-        const auto signal = made<Message>(
-            [this](sd_bus_message** m) {
-                return sd_bus_message_new_signal(mOwner->mBus, m, kObjectPath, kInterface, kUpdate);
-            },
-            "make a signal");
-        appendTo(signal.get(), std::tuple(type, data));
-        check(sd_bus_send_to(mOwner->mBus, signal.get(), name.c_str(), nullptr), "send a signal");
+        emit(kUpdate, std::tuple(type, data));
         mUnread += kSignalOverhead + data.size();
         if (mUnread >= kPingAt && mPing == nullptr) ping();
     }
     bool isBehind() const { return mUnread >= kMaxUnread; }
+    void sendLast(const std::string& reason) { emit(kDropped, reason); }
 
     const std::string name;
     std::map<int32_t, sp<Listener>> listeners;
 
 private:
+    template <typename Content>
+    void emit(const char* member, const Content& content) {
+        const auto signal = made<Message>(
+            [&](sd_bus_message** m) {
+                return sd_bus_message_new_signal(mOwner->mBus, m, kObjectPath, kInterface, member);
+            },
+            "make a signal");
+        appendTo(signal.get(), content);
+        check(sd_bus_send_to(mOwner->mBus, signal.get(), name.c_str(), nullptr), "send a signal");
+    }
+
     // Every peer answers this by itself when it comes to it, behind all that it was sent before.
     void ping() {
         const auto message = made<Message>(
@@ -110,7 +116,7 @@ private:
     static int onDisappeared(sd_bus_track* /*track*/, void* self) {
         auto& connection = *static_cast<Connection*>(self);
         return guarded(nullptr, [&] {
-            connection.mOwner->drop(connection.mNumber, "it has gone");
+            connection.mOwner->takeOut(connection.mNumber, "it has gone");
             return 1;  // 0 would have the track watched on
         });
     }
@@ -191,6 +197,15 @@ void ClientRegistry::send(const UpdateQueue::Update& update) {
 }
 
 void ClientRegistry::drop(uint32_t number, const char* reason) {
+    try {
+        mConnections.at(number).sendLast(reason);
+    } catch (const std::exception& e) {
+        ALOGW("client %u isn't told: %s", number, e.what());
+    }
+    takeOut(number, reason);
+}
+
+void ClientRegistry::takeOut(uint32_t number, const char* reason) {
     auto connection = mConnections.extract(number);
     if (connection.empty()) return;
     ALOGW("client %u, %s, is dropped: %s", number, connection.mapped().name.c_str(), reason);

@@ -17,9 +17,9 @@ namespace velora::host {
 /// keys are made, and the updates on their way to them.
 ///
 /// Owned by the daemon and used on its bus thread only. A connection that disappears from the bus,
-/// or that is pinged and doesn't answer for kPatience, is dropped: the service is told that its
-/// clients died. One is pinged when it may have left kPingAt bytes unread; while one may have left
-/// kMaxUnread, no more requests should be taken.
+/// or that is pinged and doesn't answer for kPatience, is taken out: the service is told that its
+/// clients died, and who may still be there by a last signal. One is pinged when it may have left
+/// kPingAt bytes unread; while one may have left kMaxUnread, no more requests should be taken.
 class ClientRegistry {
 public:
     static constexpr size_t kMaxConnections = 64;
@@ -55,6 +55,7 @@ private:
 
     Connections::iterator find(const std::string& sender);
     Connections::iterator connect(const std::string& sender);
+    void takeOut(uint32_t number, const char* reason);
     void drop(uint32_t number, const char* reason);
 
     sd_bus* const mBus;

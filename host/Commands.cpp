@@ -98,8 +98,26 @@ const AdapterParameter& parameterOf(const Arguments& arguments) {
 }
 
 int32_t maxOf(Client& client, const AdapterParameter& parameter) {
-    const bool fixed = parameter.max != kUpToIeqPresets;
-    return fixed ? parameter.max : client.get(Command::kIeqPresetCount)[0];
+    if (parameter.max != kUpToIeqPresets) return parameter.max;
+    const Names presets = presetsOf(client);
+    return presets.empty() ? parameter.min : presets.back().first;
+}
+
+/// What a value of a parameter holds for.
+const char* reachOf(Scope scope) {
+    switch (scope) {
+        case Scope::PROFILE:
+        case Scope::GEQ_PRESET:
+            return "profile";
+        case Scope::ENDPOINT:
+        case Scope::STEERING:
+            return "profile, port";
+        case Scope::HEADPHONE:
+            return "profile, headphone";
+        case Scope::SPEAKER:
+            return "profile, speaker";
+    }
+    return "";
 }
 
 Integers valuesOf(Client& client, const AdapterParameter& parameter, int32_t profile,
@@ -126,14 +144,13 @@ int32_t portOrAny(const Arguments& arguments) {
 
 /// One value of a parameter: a number, or a name where it has names.
 int32_t valueOf(Client& client, const AdapterParameter& parameter, const std::string& text) {
-    const int32_t max = maxOf(client, parameter);
     if (parameter.parameter == IEQ_ID) return pick(presetsOf(client), text, "preset");
-    if (max == 1) return pick({{0, "off"}, {1, "on"}}, text, "value");
+    if (parameter.max == 1) return pick({{0, "off"}, {1, "on"}}, text, "value");
     const int32_t value = integerOf(text);
-    if (value < parameter.min || value > max) {
+    if (value < parameter.min || value > parameter.max) {
         throw CommandError(Exit::kUsage, text + " is out of range: " + nameOf(parameter) +
                                              " takes " + std::to_string(parameter.min) + " to " +
-                                             std::to_string(max));
+                                             std::to_string(parameter.max));
     }
     return value;
 }
@@ -180,9 +197,7 @@ Json listProfiles(Client& client, const Arguments&) {
 Json selectProfile(Client& client, const Arguments& arguments) {
     const auto profile = profileOf(client, arguments);
     client.set(Command::kSelectedProfile, {profile.first});
-    Json answer = describeProfile(client, profile);
-    if (!answer["selected"]) throw CommandError(Exit::kRefused, "the profile was not selected");
-    return answer;
+    return describeProfile(client, profile);
 }
 
 Json showProfile(Client& client, const Arguments& arguments) {
@@ -209,7 +224,7 @@ Json listParameters(Client& client, const Arguments&) {
                         {"min", row.min},
                         {"max", maxOf(client, row)},
                         {"length", row.length},
-                        {"applies", isPerPort(row) ? "profile, port" : "profile"}});
+                        {"applies", reachOf(row.scope)}});
     }
     return list;
 }
@@ -236,22 +251,32 @@ Integers askedValues(Client& client, const AdapterParameter& parameter,
     return values;
 }
 
+/// What became of a change that doesn't show.
+[[noreturn]] void notTaken(const AdapterParameter& parameter, const Json& values) {
+    const bool isSteering = parameter.scope == Scope::STEERING;
+    throw CommandError(Exit::kRefused,
+                       std::string(isSteering ? "the profile isn't in headphone virtualizer mode "
+                                                "1: its rendering configuration was restored, "
+                                              : "not taken, ") +
+                           "the value is " + wordsOf(values));
+}
+
 Json setParameter(Client& client, const Arguments& arguments) {
     const AdapterParameter& parameter = parameterOf(arguments);
     const Integers values = askedValues(client, parameter, arguments);
     const int32_t profile = profileOf(client, arguments).first;
     const int32_t port = portOrAny(arguments);
     valuesOf(client, parameter, profile, port);  // refuses what can't be
+    if (parameter.id == kVirtualBassEnable && port > PORT_INTERNAL_SPEAKER) {
+        throw CommandError(Exit::kUsage, nameOf(parameter) + " is the internal_speaker's only");
+    }
     Integers words{profile};
     if (port >= 0) words.push_back(port);
     words.push_back(parameter.id);
     words.insert(words.end(), values.begin(), values.end());
     client.set(port >= 0 ? Command::kProfilePortParameter : Command::kProfileParameter, words);
     Json answer = getParameter(client, arguments);
-    if (answer["values"].get<Integers>() != values) {
-        throw CommandError(Exit::kRefused,
-                           "not taken: the values are " + wordsOf(answer["values"]));
-    }
+    if (answer["values"].get<Integers>() != values) notTaken(parameter, answer["values"]);
     return answer;
 }
 
@@ -287,18 +312,17 @@ Json showDevices(Client& client, const Arguments& arguments) {
 Json selectDevice(Client& client, const Arguments& arguments) {
     const int32_t port = portOf(arguments);
     Names names;
-    for (const std::string& device : devicesOf(client, port)) names.emplace_back(-1, device);
+    for (const auto& device : devicesOf(client, port)) names.emplace_back(kNoNumber, device);
     pick(names, arguments.device, "device");
     client.awaitUpdate({arguments.device.begin(), arguments.device.end()},
                        [&] { client.call("SetSelectedTuningDevice", port, arguments.device); });
-    if (selectedDevice(client, port) != arguments.device) {
-        throw CommandError(Exit::kRefused, "the device was not selected");
-    }
     return showDevices(client, arguments);
 }
 
+constexpr char kAllDevices[] = "all";
+
 std::string deviceName(uint32_t bits) {
-    if (bits == AUDIO_DEVICE_OUT_DEFAULT) return "all";
+    if (bits == AUDIO_DEVICE_OUT_DEFAULT) return kAllDevices;
     const Port* const port = kPortForDevice.find(bits);
     return port != nullptr ? std::string(infoOf(*port).name) : std::to_string(bits);
 }
@@ -322,7 +346,7 @@ Json showEffect(Client& client, const Arguments& arguments) {
     Json list = Json::array();
     for (const auto& [bits, values] : params) {
         const std::string device = deviceName(bits);
-        if (!wanted.empty() && device != wanted) continue;
+        if (!wanted.empty() && device != wanted && device != kAllDevices) continue;
         for (const auto& [id, value] : values) {
             list.push_back({{"device", device}, {"parameter", shortName(id)}, {"values", value}});
         }
@@ -373,6 +397,24 @@ constexpr CommandInfo kCommands[] = {
      versions},
 };
 
+/// `text` with its control characters, which a terminal would obey, as \x and their number.
+std::string printable(const std::string& text) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string shown;
+    uint8_t previous = 0;
+    for (const char c : text) {
+        const auto byte = static_cast<uint8_t>(c);
+        const bool isUpperControl = previous == 0xc2 && byte >= 0x80 && byte < 0xa0;  // in UTF-8
+        if (byte < ' ' || byte == 0x7f || isUpperControl) {
+            shown.append("\\x").append({kDigits[byte >> 4], kDigits[byte & 0xf]});
+        } else {
+            shown.push_back(c);
+        }
+        previous = byte;
+    }
+    return shown;
+}
+
 std::string tableOf(const Json& list) {
     std::vector<std::vector<std::string>> rows(1);
     for (const auto& [name, value] : list.front().items()) rows[0].push_back(name);
@@ -409,7 +451,7 @@ std::span<const CommandInfo> commands() { return kCommands; }
 
 std::string wordsOf(const Json& value) {
     if (value.is_null()) return "-";
-    if (value.is_string()) return value.get<std::string>();
+    if (value.is_string()) return printable(value.get<std::string>());
     if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
     if (!value.is_array()) return value.dump();
     std::string cell;
@@ -420,7 +462,8 @@ std::string wordsOf(const Json& value) {
 std::string textOf(const Json& answer) {
     if (answer.contains("values")) return wordsOf(answer["values"]) + "\n";
     if (answer.is_object()) return linesOf(answer, "");
-    const bool things = answer.is_array() && !answer.empty() && answer.front().is_object();
+    if (answer.empty()) return "";
+    const bool things = answer.is_array() && answer.front().is_object();
     return things ? tableOf(answer) : wordsOf(answer) + "\n";
 }
 

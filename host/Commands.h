@@ -46,7 +46,8 @@ std::span<const CommandInfo> commands();
 /// thing as lines of names and values.
 std::string textOf(const Json& answer);
 
-/// A value in one line: text as it is, yes or no, the items of a list with blanks between them.
+/// A value in one line: text with its control characters escaped, yes or no, the items of a list
+/// with blanks between them.
 std::string wordsOf(const Json& value);
 
 /// A parameter's catalogue name, with the endpoint before it where it is for one only.

@@ -21,8 +21,12 @@ using Integers = std::vector<int32_t>;
 /// Device bits -> parameter number -> values.
 using StoredParams = std::map<uint32_t, std::map<uint32_t, Integers>>;
 
-/// Commands of the request buffers. A buffer is 32-bit words in native order; the number of the
-/// command stands in the last byte of the first.
+/// The signal, addressed to a registered client, that is its last: it carries the reason why the
+/// connection was taken out.
+inline constexpr char kDropped[] = "Dropped";
+
+/// Commands of the request buffers that the client uses. A buffer is 32-bit words in native order;
+/// the number of the command stands in the last byte of the first.
 enum class Command : uint32_t {
     kOn = 0,
     kProfileParameter = 1,

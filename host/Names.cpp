@@ -41,6 +41,13 @@ std::string nearest(const Names& names, const std::string& text) {
     return list;
 }
 
+std::string hintOf(const Names& names, const std::string& text, bool isNumber) {
+    if (names.empty()) return "there is none";
+    const int32_t first = names.front().first;
+    if (!isNumber || first == kNoNumber) return "nearest: " + nearest(names, text);
+    return "valid: " + std::to_string(first) + " to " + std::to_string(names.back().first);
+}
+
 bool parse(const std::string& text, int32_t* number) {
     const char* const end = text.data() + text.size();
     const auto result = std::from_chars(text.data(), end, *number);
@@ -53,10 +60,11 @@ int32_t pick(const Names& names, const std::string& text, const std::string& kin
     int32_t number = 0;
     const bool isNumber = parse(text, &number);
     for (const auto& [candidate, name] : names) {
-        if (name == text || (isNumber && candidate == number)) return candidate;
+        const bool isMeant = isNumber && number == candidate && candidate != kNoNumber;
+        if (name == text || isMeant) return candidate;
     }
-    const std::string hint = names.empty() ? "there is none" : "nearest: " + nearest(names, text);
-    throw CommandError(Exit::kUsage, "no " + kind + " '" + text + "', " + hint);
+    throw CommandError(Exit::kUsage,
+                       "no " + kind + " '" + text + "', " + hintOf(names, text, isNumber));
 }
 
 int32_t integerOf(const std::string& text) {

@@ -29,11 +29,12 @@ private:
     Exit mExit;
 };
 
-/// Numbers and names of one kind of thing.
+/// Numbers, ascending, and names of one kind of thing; kNoNumber where it has names only.
 using Names = std::vector<std::pair<int32_t, std::string>>;
+inline constexpr int32_t kNoNumber = -1;
 
-/// The number that `text` is, or is the name of. Throws CommandError, with the nearest names, if it
-/// is neither; `kind` says there what was looked for.
+/// The number that `text` is, or is the name of. Throws CommandError, with the numbers there are or
+/// the nearest names, if it is neither; `kind` says there what was looked for.
 int32_t pick(const Names& names, const std::string& text, const std::string& kind);
 
 /// The whole of `text` as a number; throws CommandError.

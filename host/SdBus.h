@@ -54,8 +54,8 @@ inline int check(int result, const char* doing) {
     return result;
 }
 
-/// Fills a handle through the sd-bus call that makes its object: `make<Slot>(call, arguments...)`,
-/// where the call takes `before` the place of the new object and the rest behind.
+/// The object that `make` leaves at the place it is given, in a handle; its negative result is
+/// thrown with what it was `doing`.
 template <typename Handle, typename Make>
 Handle made(Make make, const char* doing) {
     typename Handle::pointer object = nullptr;

@@ -3,7 +3,9 @@
 #include "service/Words.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <optional>
 
 namespace velora::host {
 
@@ -75,7 +77,7 @@ Json eventOf(const Bytes& update, const Names& profiles) {
         }
     }
     if (update[0] == 0) return {{"event", "unknown command"}};
-    return {{"event", "device selected"}, {"device", std::string(update.begin(), update.end())}};
+    return {{"event", "device asked for"}, {"device", std::string(update.begin(), update.end())}};
 }
 
 /// An event in words: what happened, then what is known of it.
@@ -101,28 +103,34 @@ public:
         for (const int ending : kEndingSignals) {
             check(sd_event_add_signal(mEvent.get(), nullptr, ending, onInterrupt, this), "watch");
         }
-        mUpdates = made<Slot>(
-            [&](sd_bus_slot** s) {
-                return sd_bus_match_signal(bus, s, kBusName, kObjectPath, kInterface, kUpdate,
-                                           onUpdate, this);
-            },
-            "watch");
+        mUpdates = match(kUpdate, onUpdate);
+        mDropped = match(kDropped, onDropped);
         mService = made<Track>(
             [&](sd_bus_track** t) { return sd_bus_track_new(bus, t, onServiceGone, this); },
             "watch");
         check(sd_bus_track_add_name(mService.get(), kBusName), "watch");
     }
 
-    /// True when interrupted, false when the service has gone.
-    bool run() { return check(sd_event_loop(mEvent.get()), "watch") == 0; }
+    /// Returns when interrupted, or when nobody reads any more; throws CommandError when it can't
+    /// go on.
+    void run() {
+        check(sd_event_loop(mEvent.get()), "watch");
+        if (mFailure) throw CommandError(*mFailure);
+    }
 
 private:
-    // Here, because the end of the loop closes the connection.
+    // Here, because the end of the loop closes the connection. A service that doesn't answer learns
+    // from that that its client has gone.
     static int onInterrupt(sd_event_source* source, const signalfd_siginfo* /*info*/, void* self) {
-        return guarded(nullptr, [&] {
-            static_cast<Watch*>(self)->mClient.call("UnregisterClient", Client::kPlainType);
-            return sd_event_exit(sd_event_source_get_event(source), 0);
+        constexpr uint64_t kFarewell = 2'000'000;  // microseconds
+        Client& client = static_cast<Watch*>(self)->mClient;
+        sd_event_exit(sd_event_source_get_event(source), 0);
+        sd_bus_set_method_call_timeout(client.bus(), kFarewell);
+        guarded(nullptr, [&] {
+            client.call("UnregisterClient", Client::kPlainType);
+            return 0;
         });
+        return 0;
     }
     static int onUpdate(sd_bus_message* signal, void* self, sd_bus_error* /*error*/) {
         return guarded(nullptr, [&] {
@@ -130,16 +138,45 @@ private:
             return 0;
         });
     }
+    static int onDropped(sd_bus_message* signal, void* self, sd_bus_error* /*error*/) {
+        return guarded(nullptr, [&] {
+            std::string reason;
+            readFrom(signal, reason);
+            return static_cast<Watch*>(self)->fail(Exit::kNoService,
+                                                   "the service dropped this client: " + reason);
+        });
+    }
     static int onServiceGone(sd_bus_track* /*track*/, void* self) {
-        return sd_event_exit(static_cast<Watch*>(self)->mEvent.get(), 1);
+        return guarded(nullptr, [&] {
+            return static_cast<Watch*>(self)->fail(Exit::kNoService, "the service has gone");
+        });
     }
 
-    void print(const Bytes& update) const {
+    Slot match(const char* signal, sd_bus_message_handler_t onSignal) {
+        return made<Slot>(
+            [&](sd_bus_slot** s) {
+                return sd_bus_match_signal(mClient.bus(), s, kBusName, kObjectPath, kInterface,
+                                           signal, onSignal, this);
+            },
+            "watch");
+    }
+
+    int fail(Exit exit, const std::string& message) {
+        mFailure.emplace(exit, message);
+        return sd_event_exit(mEvent.get(), 0);
+    }
+
+    void print(const Bytes& update) {
         const Json event = eventOf(update, mProfiles);
         const std::string line =
             mJson ? event.dump(-1, ' ', false, Json::error_handler_t::replace) : sentenceOf(event);
+        if (puts(line.c_str()) >= 0 && fflush(stdout) == 0) return;
         // Whoever reads it may have gone; then there is nobody to watch for.
-        if (puts(line.c_str()) < 0 || fflush(stdout) != 0) sd_event_exit(mEvent.get(), 0);
+        if (errno == EPIPE) {
+            sd_event_exit(mEvent.get(), 0);
+        } else {
+            fail(Exit::kFailed, "can't write the notification");
+        }
     }
 
     Client& mClient;
@@ -147,7 +184,9 @@ private:
     const Names mProfiles;
     const Event mEvent;
     Slot mUpdates;
+    Slot mDropped;
     Track mService;
+    std::optional<CommandError> mFailure;
 };
 
 }  // namespace
@@ -156,7 +195,7 @@ Json watch(Client& client, const Arguments& arguments) {
     blockEndingSignals();
     Watch watch(client, arguments.json);
     client.call("RegisterClient", Client::kPlainType);
-    if (!watch.run()) throw CommandError(Exit::kNoService, "the service has gone");
+    watch.run();
     return {};
 }
 

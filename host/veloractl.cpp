@@ -72,15 +72,23 @@ void print(const Json& answer, bool json) {
     if (fflush(stdout) != 0) throw CommandError(Exit::kFailed, "can't write the answer");
 }
 
+Bus connect(const BusChoice& bus) {
+    try {
+        return bus.connect();
+    } catch (const std::system_error& e) {
+        throw CommandError(Exit::kNoService, e.what());
+    }
+}
+
 void execute(const BusChoice& bus, const CommandInfo& command, const Arguments& arguments) {
-    Client client(bus.connect());
+    Client client(connect(bus));
     if (command.needs == Needs::kTuning && !client.isReady()) {
         throw CommandError(Exit::kNotReady, "the service is not ready: it has no tuning file");
     }
     print(command.run(client, arguments), arguments.json);
 }
 
-/// Says what is wrong with a command line that was read but is none of the commands.
+/// Says what is wrong with a command line that has none of the commands.
 [[noreturn]] void refuse(const CLI::App& app) {
     std::string typed;
     for (const auto* command = &app; !command->get_subcommands().empty();) {
@@ -90,9 +98,9 @@ void execute(const BusChoice& bus, const CommandInfo& command, const Arguments& 
     for (const std::string& word : app.remaining()) typed += word + " ";
     if (!typed.empty()) typed.pop_back();
     Names names;
-    for (const CommandInfo& info : commands()) names.emplace_back(-1, info.name);
+    for (const CommandInfo& info : commands()) names.emplace_back(kNoNumber, info.name);
     pick(names, typed, "command");
-    throw CommandError(Exit::kUsage, "more arguments than '" + typed + "' takes");
+    throw CommandError(Exit::kUsage, "'" + typed + "' is to be given as two words");
 }
 
 Exit run(int argc, char** argv) {
@@ -100,9 +108,11 @@ Exit run(int argc, char** argv) {
     app.set_version_flag("--version", VELORA_VERSION);
     app.fallthrough();
     app.allow_extras();
+    app.require_subcommand(0, 1);
     BusChoice bus;
     bus.addTo(app);
     Arguments arguments;
+    app.add_flag("--json", arguments.json, "Answer in JSON");
     std::map<const CLI::App*, const CommandInfo*> infos;
     for (const CommandInfo& info : commands()) {
         CLI::App* const command = addCommand(app, info);
@@ -116,7 +126,10 @@ Exit run(int argc, char** argv) {
     }
     const auto found = std::find_if(infos.begin(), infos.end(),
                                     [](const auto& entry) { return entry.first->parsed(); });
-    if (found == infos.end() || app.remaining_size() > 0) refuse(app);
+    if (found == infos.end()) refuse(app);
+    if (app.remaining_size() > 0) {
+        throw CommandError(Exit::kUsage, "unexpected argument '" + app.remaining().front() + "'");
+    }
     execute(bus, *found->second, arguments);
     return Exit::kSuccess;
 }
@@ -128,9 +141,6 @@ Exit report(const std::exception_ptr& thrown) {
     } catch (const CommandError& e) {
         fprintf(stderr, "veloractl: %s\n", e.what());
         return e.exit();
-    } catch (const std::system_error& e) {  // of the connection
-        fprintf(stderr, "veloractl: %s\n", e.what());
-        return Exit::kNoService;
     } catch (const std::exception& e) {
         fprintf(stderr, "veloractl: %s\n", e.what());
         return Exit::kFailed;

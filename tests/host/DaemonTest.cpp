@@ -164,6 +164,28 @@ TEST_F(DaemonTest, UpdatesGoToRegisteredClientsOnly) {
     EXPECT_EQ(countIn(root.path() / "monitored", "OnSfxParamUpdate"), 0U);
 }
 
+TEST_F(DaemonTest, AWaitForAnUpdateEnds) {
+    addTuning();
+    start();
+    const struct {
+        uint64_t patience;  // microseconds
+        int signal;
+        host::Exit exit;
+    } kRows[] = {{500'000, SIGCONT, host::Exit::kFailed},
+                 {25'000'000, SIGKILL, host::Exit::kNoService}};
+    for (const auto& row : kRows) {
+        const auto waiting = client();
+        sd_bus_set_method_call_timeout(waiting->bus(), row.patience);
+        try {
+            waiting->awaitUpdate({9}, [&] { daemon->signal(row.signal); });
+            ADD_FAILURE() << "nothing came, but it didn't fail";
+        } catch (const host::CommandError& e) {
+            EXPECT_EQ(e.exit(), row.exit) << e.what();
+        }
+    }
+    daemon->wait();
+}
+
 TEST_F(DaemonTest, AClientKilledIsTakenOut) {
     addTuning();
     start();
@@ -191,11 +213,15 @@ TEST_F(DaemonTest, AClientThatNeverReadsIsDroppedAndTheOthersAreServed) {
     Process watcher({kVeloractl, "--user", "watch"}, watched);
     ASSERT_TRUE(waitFor([&] { return countIn(watched, "clients changed") == 1; }));
     deaf->call("RegisterClient", 2);
+    const std::string missed = root.path() / "missed";
+    Process stopped({kVeloractl, "--user", "watch"}, missed);
+    ASSERT_TRUE(waitFor([&] { return countIn(missed, "clients changed") == 1; }));
+    stopped.signal(SIGSTOP);
     host::Bytes request = Client::bytesOf({host::wordOf(host::Command{99}), 0, 0});
     request.resize(4096);
     size_t done = 0;
     size_t refused = 0;
-    while (logged("doesn't read what it is sent") == 0) {
+    while (logged("doesn't read what it is sent") < 2) {
         try {
             EXPECT_EQ(other->call<int32_t>("SetSfxParam", request), 0);
             ++done;
@@ -207,7 +233,9 @@ TEST_F(DaemonTest, AClientThatNeverReadsIsDroppedAndTheOthersAreServed) {
     EXPECT_GT(done, 50U);
     EXPECT_GT(refused, 0U);
     EXPECT_TRUE(waitFor([&] { return countIn(watched, "unknown command") == done; }));
-    EXPECT_EQ(logged("is dropped"), 1U);
+    EXPECT_EQ(logged("is dropped"), 2U);
+    EXPECT_EQ(stopped.end(SIGCONT), 3);  // it learns of that
+    EXPECT_EQ(countIn(missed, "dropped this client: it doesn't read"), 1U);
     EXPECT_FALSE(other->call<bool>("HasDecDV"));
     for (int i = 0; i < 2000; ++i) {  // of those who read nobody is dropped
         try {
@@ -216,7 +244,7 @@ TEST_F(DaemonTest, AClientThatNeverReadsIsDroppedAndTheOthersAreServed) {
             ++refused;
         }
     }
-    EXPECT_EQ(logged("is dropped"), 1U);
+    EXPECT_EQ(logged("is dropped"), 2U);
     EXPECT_EQ(watcher.end(SIGINT), 0);
     EXPECT_EQ(daemon->end(SIGTERM), 0);
 }

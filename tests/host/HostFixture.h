@@ -48,9 +48,12 @@ public:
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
+    void signal(int number) const {
+        if (mPid > 0) kill(mPid, number);
+    }
     /// Sends a signal and waits for the end. The exit status, or minus the signal that ended it.
-    int end(int signal) {
-        if (mPid > 0) kill(mPid, signal);
+    int end(int number) {
+        signal(number);
         return wait();
     }
     int wait() {
