@@ -251,14 +251,13 @@ Integers askedValues(Client& client, const AdapterParameter& parameter,
     return values;
 }
 
-/// What became of a change that doesn't show.
+/// Ends a change after which the values are others than those asked for.
 [[noreturn]] void notTaken(const AdapterParameter& parameter, const Json& values) {
-    const bool isSteering = parameter.scope == Scope::STEERING;
-    throw CommandError(Exit::kRefused,
-                       std::string(isSteering ? "the profile isn't in headphone virtualizer mode "
-                                                "1: its rendering configuration was restored, "
-                                              : "not taken, ") +
-                           "the value is " + wordsOf(values));
+    const std::string why = parameter.scope == Scope::STEERING
+                                ? "the profile isn't in headphone virtualizer mode 1, so that its "
+                                  "rendering configuration was restored"
+                                : "not taken";
+    throw CommandError(Exit::kRefused, why + ": the values are " + wordsOf(values));
 }
 
 Json setParameter(Client& client, const Arguments& arguments) {

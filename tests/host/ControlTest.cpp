@@ -126,7 +126,7 @@ TEST_F(ControlTest, FailuresHaveAStatusAMessageAndNoAnswer) {
         {"devices select usb usb_dac extra", 2, "unexpected argument 'extra'"},
         {"devices list --port ubs", 2, "nearest: usb"},
         {"set virtual_bass_enable on --port usb", 2, "the internal_speaker's only"},
-        {"set 112 50 --profile Game", 5, "rendering configuration was restored, the value is 35"},
+        {"set 112 50 --profile Game", 5, "rendering configuration was restored: the values are 35"},
         {"--address unix:path=/nonexistent status", 2, "at most 1"},
     };
     for (const auto& row : kRows) {
