@@ -165,9 +165,9 @@ TEST_F(ControlTest, WatchTellsEveryNotificationInWordsUntilInterrupted) {
     const std::string words = root.path() / "words";
     const std::string objects = root.path() / "objects";
     Process inWords({kVeloractl, "--user", "watch"}, words);
-    ASSERT_TRUE(waitFor([&] { return countIn(words, "clients changed") == 1; }));
+    ASSERT_TRUE(waitFor([&] { return countIn(words, "clients changed") > 0; }));
     Process inJson({kVeloractl, "--user", "watch", "--json"}, objects);
-    ASSERT_TRUE(waitFor([&] { return countIn(objects, "\n") == 1; }));
+    ASSERT_TRUE(waitFor([&] { return countIn(objects, "\n") > 0; }));
     const struct {
         const char* arguments;
         const char* sentence;

@@ -156,7 +156,7 @@ TEST_F(DaemonTest, UpdatesGoToRegisteredClientsOnly) {
     Process watcher({kVeloractl, "--user", "watch"}, root.path() / "watched");
     Process monitor({"gdbus", "monitor", "--session", "-d", host::kBusName},
                     root.path() / "monitored");
-    ASSERT_TRUE(waitFor([&] { return countIn(root.path() / "watched", "clients changed") == 1; }));
+    ASSERT_TRUE(waitFor([&] { return countIn(root.path() / "watched", "clients changed") > 0; }));
     ASSERT_TRUE(waitFor([&] { return countIn(root.path() / "monitored", "is owned by") == 1; }));
     setAmount(*from, 5);
     EXPECT_TRUE(waitFor([&] { return countIn(root.path() / "watched", "asked 5") == 1; }));
@@ -211,11 +211,11 @@ TEST_F(DaemonTest, AClientThatNeverReadsIsDroppedAndTheOthersAreServed) {
     const auto other = client();
     const std::string watched = root.path() / "watched";
     Process watcher({kVeloractl, "--user", "watch"}, watched);
-    ASSERT_TRUE(waitFor([&] { return countIn(watched, "clients changed") == 1; }));
+    ASSERT_TRUE(waitFor([&] { return countIn(watched, "clients changed") > 0; }));
     deaf->call("RegisterClient", 2);
     const std::string missed = root.path() / "missed";
     Process stopped({kVeloractl, "--user", "watch"}, missed);
-    ASSERT_TRUE(waitFor([&] { return countIn(missed, "clients changed") == 1; }));
+    ASSERT_TRUE(waitFor([&] { return countIn(missed, "clients changed") > 0; }));
     stopped.signal(SIGSTOP);
     host::Bytes request = Client::bytesOf({host::wordOf(host::Command{99}), 0, 0});
     request.resize(4096);
