@@ -85,6 +85,19 @@ std::string Client::version() {
     return text;
 }
 
+std::string Client::owner() {
+    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_message* answer = nullptr;
+    const int result =
+        sd_bus_call_method(mBus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                           "org.freedesktop.DBus", "GetNameOwner", &error, &answer, "s", kBusName);
+    const Message held(answer);
+    checkCall(result, &error);
+    std::string name;
+    readFrom(answer, name);
+    return name;
+}
+
 Bytes Client::bytesOf(const Integers& words) {
     Bytes bytes(words.size() * sizeof(int32_t));
     if (!bytes.empty()) memcpy(bytes.data(), words.data(), bytes.size());
@@ -128,8 +141,8 @@ void Client::set(Command command, const Integers& arguments) {
 Slot Client::listen(std::vector<Bytes>* updates) {
     return made<Slot>(
         [&](sd_bus_slot** slot) {
-            return sd_bus_match_signal(mBus.get(), slot, kBusName, kObjectPath, kInterface, kUpdate,
-                                       onUpdate, updates);
+            return sd_bus_match_signal(mBus.get(), slot, owner().c_str(), kObjectPath, kInterface,
+                                       kUpdate, onUpdate, updates);
         },
         "listen to the service");
 }

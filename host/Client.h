@@ -53,6 +53,8 @@ public:
     std::vector<Bytes> updatesOf(const std::function<void()>& work);
 
     sd_bus* bus() { return mBus.get(); }
+    /// The connection that offers the service: signals count from this one only.
+    std::string owner();
 
     /// The words of a request as bytes.
     static Bytes bytesOf(const Integers& words);

@@ -2,11 +2,18 @@
 
 namespace velora::host {
 
+const CLI::Validator& notEmpty() {
+    static const auto* const kNotEmpty = new CLI::Validator(
+        [](const std::string& text) { return std::string(text.empty() ? "it is empty" : ""); }, "");
+    return *kNotEmpty;
+}
+
 void BusChoice::addTo(CLI::App& app) {
     auto* const which = app.add_option_group("bus");
     which->add_flag("--system", mSystem, "Use the system bus (default)");
     which->add_flag("--user", mUser, "Use the user's bus");
     which->add_option("--address", mAddress, "Use the bus at this D-Bus address")
+        ->check(notEmpty())
         ->type_name("ADDRESS");
     which->require_option(0, 1);
 }

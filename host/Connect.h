@@ -8,6 +8,9 @@
 
 namespace velora::host {
 
+/// Refuses an empty argument, such as a script's variable without a value.
+const CLI::Validator& notEmpty();
+
 /// Which bus to use: both programs have the same options for it.
 class BusChoice {
 public:

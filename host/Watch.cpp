@@ -155,8 +155,8 @@ private:
     Slot match(const char* signal, sd_bus_message_handler_t onSignal) {
         return made<Slot>(
             [&](sd_bus_slot** s) {
-                return sd_bus_match_signal(mClient.bus(), s, kBusName, kObjectPath, kInterface,
-                                           signal, onSignal, this);
+                return sd_bus_match_signal(mClient.bus(), s, mClient.owner().c_str(), kObjectPath,
+                                           kInterface, signal, onSignal, this);
             },
             "watch");
     }

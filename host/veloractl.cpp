@@ -43,7 +43,8 @@ void addArguments(CLI::App& command, const CommandInfo& info, Arguments& argumen
         for (const ArgumentInfo& argument : kArguments) {
             if (argument.letter != *letter) continue;
             auto* const option =
-                command.add_option(argument.name, arguments.*argument.place, argument.help);
+                command.add_option(argument.name, arguments.*argument.place, argument.help)
+                    ->check(notEmpty());
             if (argument.name[0] != '-') option->required();
         }
     }

@@ -127,6 +127,7 @@ int run(int argc, char** argv) {
     app.set_version_flag("--version", VELORA_VERSION);
     options.bus.addTo(app);
     app.add_option("--root", options.root, "Directory that all files of the system lie below")
+        ->check(notEmpty())
         ->type_name("DIRECTORY");
     app.add_option("--log-level", options.logLevel, "What is worth a line")
         ->check(CLI::IsMember(kLogLevels))

@@ -186,6 +186,27 @@ TEST_F(DaemonTest, AWaitForAnUpdateEnds) {
     daemon->wait();
 }
 
+TEST_F(DaemonTest, SignalsOfOthersAreNotBelieved) {
+    addTuning();
+    start();
+    const std::string watched = root.path() / "watched";
+    Process watcher({kVeloractl, "--user", "watch"}, watched);
+    ASSERT_TRUE(waitFor([&] { return countIn(watched, "clients changed") > 0; }));
+    const std::string log = contentsOf(logFile);
+    const size_t end = log.rfind(" is client ");
+    const size_t begin = log.rfind(' ', end - 1) + 1;
+    EXPECT_EQ(run("gdbus emit --session -d " + log.substr(begin, end - begin) +
+                  " -o /vendor/velora_sp/hardware/kmssp/V2_0 -s "
+                  "vendor.velora_sp.hardware.kmssp.V2_0.IKms.OnSfxParamUpdate "
+                  "0 '[byte 0,0,0,10,1,0,0,0,1,0,0,0]'")
+                  .exit,
+              0);
+    EXPECT_EQ(ctl("profiles select Music").exit, 0);
+    EXPECT_TRUE(waitFor([&] { return countIn(watched, "profile Music") == 1; }));
+    EXPECT_EQ(countIn(watched, "profile Movie"), 0U);
+    EXPECT_EQ(watcher.end(SIGINT), 0);
+}
+
 TEST_F(DaemonTest, AClientKilledIsTakenOut) {
     addTuning();
     start();
