@@ -12,7 +12,7 @@
 namespace android {
 namespace {
 
-/// Notes what it receives; message 99 is the last, and what is done at it answered by `done`.
+/// Notes what it receives, and at message 99, the last, hands the result of `atLast` to `done`.
 struct Receiver : AHandler {
     void onMessageReceived(const sp<AMessage>& message) override {
         received.push_back(message->what());
@@ -36,7 +36,10 @@ TEST_F(LooperTest, HandsMessagesOverInTheOrderPostedOnItsOwnThread) {
     std::vector<uint32_t> posted(100);
     std::iota(posted.begin(), posted.end(), 0);
     std::thread::id own;
-    handler->atLast = [&] { return own = std::this_thread::get_id(), OK; };
+    handler->atLast = [&] {
+        own = std::this_thread::get_id();
+        return OK;
+    };
     looper->registerHandler(handler);
     for (const uint32_t what : posted) {
         if (what == 50) looper->start(false, false);
