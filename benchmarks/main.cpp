@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -37,6 +38,7 @@ const Row kRows[] = {
 class RatioReporter : public benchmark::ConsoleReporter {
 public:
     void ReportRuns(const std::vector<Run>& runs) override {
+        ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs) {
             if (run.error_occurred) failed = true;
             if (run.aggregate_name == "median") {
@@ -57,11 +59,14 @@ int main(int argc, char** argv) {
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    printf("| | Ours, us | Floor, us | Ratio | Goal |\n|---|---|---|---|---|\n");
+    bool begun = false;
     for (const Row& row : kRows) {
         const auto ours = reporter.medians.find(row.name + "/ours");
         const auto floor = reporter.medians.find(row.name + "/floor");
         if (ours == reporter.medians.end() || floor == reporter.medians.end()) continue;
+        if (!std::exchange(begun, true)) {
+            printf("\n| | Ours, us | Floor, us | Ratio | Goal |\n|---|---|---|---|---|\n");
+        }
         printf("| %s | %.1f | %.1f | %.2f | %.1f |\n", row.name.c_str(), ours->second,
                floor->second, ours->second / floor->second, row.goal);
     }
