@@ -88,8 +88,8 @@ TEST_F(TuningFileParserTest, TheSampleFileYieldsItsRecords) {
     const std::string all = text();
     for (const char* part :
          {"name=speaker_stereo_landscape\nendpoint=speaker\nmono=false\n",
-          "\norientation=0,\noutput_channels=2,\n"
-          "output_mix_matrix=16384,0,11585,0,0,16384,0,11585,\n",
+          "\norientation=0,\noutput_channels=2,\n",
+          "\noutput_mix_matrix=16384,0,11585,0,0,16384,0,11585,\n",
           "\nvirtual_bass_mix_freq_high=480,\nvirtual_bass_mix_freq_low=160,\n",
           "\nvirtual_bass_subgains=-32,-144,-192,\n",
           "name=speaker_mono_portrait\nendpoint=speaker\nmono=true\n", "\norientation=1,\n",
