@@ -137,7 +137,7 @@ TEST_F(VeloraManagerServiceTest, ALateDeathNoticeDoesNotTouchTheSuccessor) {
     EXPECT_TRUE(service->hasDecCP());
     second->onDied();
     EXPECT_FALSE(service->hasDecCP());
-    service.clear();
+    endService();
     first->kept->serviceDied(0, nullptr);  // nobody left to tell
     first->kept.clear();
 }
@@ -234,6 +234,7 @@ TEST_F(VeloraManagerServiceTest, DeviceNamesFillTheBufferWithBlanksBetweenAndBeh
 
 TEST_F(VeloraManagerServiceTest, NamesAreAskedForUpToTheCountIncluded) {
     add(0, 1);
+    LogCapture::clear();
     std::string names;
     for (const int number : {-1, 0, 3, 4, 6}) {
         names += service->getProfileName(number) + "," + service->getIeqPresetName(number) + ";";
