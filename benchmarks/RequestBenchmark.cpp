@@ -1,5 +1,6 @@
 // A client's request through the service, and what the effect is sent.
 
+#include "benchmarks/Ratio.h"
 #include "benchmarks/Sample.h"
 #include "context/SndContextManager.h"
 #include "effect/SfxController.h"
@@ -138,20 +139,11 @@ void resendFloor(benchmark::State& state, int /*unused*/) {
     manager.release();
 }
 
-void add(const std::string& name, void (*ours)(benchmark::State&, int),
-         void (*floor)(benchmark::State&, int), int size) {
-    for (const auto& [kind, run] : {std::pair{"/ours", ours}, {"/floor", floor}}) {
-        benchmark::RegisterBenchmark((name + kind).c_str(), run, size)
-            ->Unit(benchmark::kMicrosecond)
-            ->UseRealTime();
-    }
-}
-
 [[maybe_unused]] const bool kAdded = [] {
-    add("set a parameter, 1 client", setOurs, postFloor, 1);
-    add("set a parameter, 50 clients", setOurs, postFloor, 50);
-    add("get a parameter", getOurs, postFloor, 1);
-    add("resend all parameters", resendOurs, resendFloor, 1);
+    addRatio("set a parameter, 1 client", setOurs, postFloor, 1);
+    addRatio("set a parameter, 50 clients", setOurs, postFloor, 50);
+    addRatio("get a parameter", getOurs, postFloor, 1);
+    addRatio("resend all parameters", resendOurs, resendFloor, 1);
     return true;
 }();
 

@@ -1,5 +1,6 @@
 // Reading the tuning file, and starting with and without a filled store.
 
+#include "benchmarks/Ratio.h"
 #include "benchmarks/Sample.h"
 #include "context/SndContextManager.h"
 #include "tuning/TuningFileParser.h"
@@ -104,6 +105,13 @@ void start(benchmark::State& state) {
         state.SkipWithError("no start");
 }
 
+/// Leaves the store as a first start does.
+void fillStore(benchmark::State& state) {
+    SndContextManager::getInstance().release();
+    start(state);
+    SndContextManager::getInstance().release();
+}
+
 void coldOurs(benchmark::State& state, int times) {
     const Root root(times);
     for (auto _ : state) {
@@ -118,9 +126,7 @@ void coldOurs(benchmark::State& state, int times) {
 
 void coldFloor(benchmark::State& state, int times) {
     const Root root(times);
-    SndContextManager::getInstance().release();
-    start(state);
-    SndContextManager::getInstance().release();
+    fillStore(state);
     const auto rows = readRows(open(root).get());
     for (auto _ : state) {
         state.PauseTiming();
@@ -134,8 +140,7 @@ void coldFloor(benchmark::State& state, int times) {
 
 void warmOurs(benchmark::State& state, int times) {
     const Root root(times);
-    SndContextManager::getInstance().release();
-    start(state);
+    fillStore(state);
     for (auto _ : state) {
         state.PauseTiming();
         SndContextManager::getInstance().release();
@@ -147,32 +152,21 @@ void warmOurs(benchmark::State& state, int times) {
 
 void warmFloor(benchmark::State& state, int times) {
     const Root root(times);
-    SndContextManager::getInstance().release();
-    start(state);
-    SndContextManager::getInstance().release();
+    fillStore(state);
     for (auto _ : state) {
         benchmark::DoNotOptimize(SndContextManager::getSignature(root.tuningFile()));
         benchmark::DoNotOptimize(readRows(open(root).get()));
     }
 }
 
-void add(const std::string& name, void (*ours)(benchmark::State&, int),
-         void (*floor)(benchmark::State&, int), int times) {
-    for (const auto& [kind, run] : {std::pair{"/ours", ours}, {"/floor", floor}}) {
-        benchmark::RegisterBenchmark((name + kind).c_str(), run, times)
-            ->Unit(benchmark::kMicrosecond)
-            ->UseRealTime();
-    }
-}
-
 [[maybe_unused]] const bool kAdded = [] {
-    add("parse the sample", parseOurs, parseFloor, 1);
-    add("parse 20 times the sample", parseOurs, parseFloor, 25);
+    addRatio("parse the sample", parseOurs, parseFloor, 1);
+    addRatio("parse 20 times the sample", parseOurs, parseFloor, 25);
     for (const auto& [size, times] : {std::pair<std::string, int>{"", 1},
                                       {", 4 times the tunings", 4},
                                       {", 16 times the tunings", 16}}) {
-        add("cold start" + size, coldOurs, coldFloor, times);
-        add("warm start" + size, warmOurs, warmFloor, times);
+        addRatio("cold start" + size, coldOurs, coldFloor, times);
+        addRatio("warm start" + size, warmOurs, warmFloor, times);
     }
     return true;
 }();
