@@ -121,12 +121,15 @@ void SndContextManager::init() {
 void SndContextManager::loadContextLocked(const std::string& path) {
     if (initDatabase(mProvider.get(), path) != 0) return;
     const size_t failedBefore = mProvider->failedReads();
-    if (mProvider->init() != 0) return;
-    mFormatVersion = mProvider->getDefaultXmlFormatVersion();
-    mZenithGameSystemGain = mProvider->getZenithGameSystemGain();
-    mObservable = std::make_unique<SndContextChangeObservable>();
-    mContext = std::make_unique<SndContext>(mProvider.get(), mObservable.get());
-    mContext->load();
+    mProvider->beginReading();
+    if (mProvider->init() == 0) {
+        mFormatVersion = mProvider->getDefaultXmlFormatVersion();
+        mZenithGameSystemGain = mProvider->getZenithGameSystemGain();
+        mObservable = std::make_unique<SndContextChangeObservable>();
+        mContext = std::make_unique<SndContext>(mProvider.get(), mObservable.get());
+        mContext->load();
+    }
+    mProvider->commitTransaction();
     if (mProvider->failedReads() == failedBefore) return;
     ALOGE("The stored settings couldn't be read, they stay as they are");
     mContext.reset();

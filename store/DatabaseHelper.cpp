@@ -2,7 +2,6 @@
 
 #include "store/DatabaseHelper.h"
 
-#include "model/Integers.h"
 #include "store/Schema.h"
 
 #include <algorithm>
@@ -24,26 +23,51 @@ constexpr std::string_view kDefaultCopy = "default";
 constexpr std::string_view kOemCopy = "oem";
 constexpr std::string_view kTrue = "true";
 constexpr std::string_view kFalse = "false";
-constexpr int kBusyTimeoutMs = 2000;  // nobody else should use the file at all
 
 constexpr int kOk = 0;
 constexpr int kFailed = 1;
 
-/// What every row of a table is inserted with.
+/// How a table is written and asked.
 struct TableInfo {
     explicit TableInfo(const TableSchema& table)
         : columns(table.attributes.begin(), table.attributes.end()) {
         for (const Parameter p : table.params) {
             columns.push_back({infoOf(p).column, infoOf(p).column});
         }
-        const size_t values = columns.size() + (table.hasCopies ? 1 : 0);
-        insertSql.append(table.name).append(" VALUES(?");
-        for (size_t i = 0; i < values; ++i) insertSql.append(",?");
+        std::vector<std::string_view> names;
+        if (table.hasCopies) names.push_back("custom_name");
+        for (const AttributeColumn& column : columns) names.push_back(column.column);
+
+        const std::string name(table.name);
+        createSql = "CREATE TABLE " + name + " (_id INTEGER";
+        insertSql = "INSERT INTO " + name + " VALUES(?";
+        for (const std::string_view column : names) {
+            createSql.append(", ").append(column).append(" TEXT");
+            insertSql.append(",?");
+        }
+        createSql.append(")");
         insertSql.append(")");
+        findSql = "SELECT * FROM " + name + " WHERE ";
+        indexSql = "SELECT rowid";
+        for (const std::string_view column : table.key) {
+            findSql.append(keyPlaces.empty() ? "" : " AND ").append(column).append("=?");
+            indexSql.append(",").append(column);
+            const auto place = std::find(names.begin(), names.end(), column);
+            keyPlaces.push_back(static_cast<size_t>(place - names.begin()));
+        }
+        indexSql.append(" FROM ").append(name);
+        rowSql = "SELECT * FROM " + name + " WHERE rowid=?";
+        deleteSql = "DELETE FROM " + name + " WHERE rowid=?";
     }
 
     std::vector<AttributeColumn> columns;  ///< behind `_id` and `custom_name`
-    std::string insertSql = "INSERT INTO ";
+    std::vector<size_t> keyPlaces;         ///< of the key's columns among those behind `_id`
+    std::string createSql;
+    std::string insertSql;
+    std::string findSql;   ///< all of the rows with a key
+    std::string indexSql;  ///< SQLite's number of each row, and its key
+    std::string rowSql;    ///< all of the row with a number
+    std::string deleteSql;
 };
 
 const TableInfo& infoOf(TableType table) {
@@ -55,13 +79,12 @@ const TableInfo& infoOf(TableType table) {
     return (*kInfos)[static_cast<size_t>(table)];
 }
 
-std::string buildColumnString(const TableSchema& table) {
-    std::string columns = "_id INTEGER";
-    if (table.hasCopies) columns.append(", custom_name TEXT");
-    for (const AttributeColumn& column : infoOf(table.type).columns) {
-        columns.append(", ").append(column.column).append(" TEXT");
-    }
-    return columns;
+void addPart(std::string& key, std::string_view part) { key.append(part).push_back('\0'); }
+
+std::string keyOf(DatabaseHelper::Arguments parts) {
+    std::string key;
+    for (const std::string_view part : parts) addPart(key, part);
+    return key;
 }
 
 /// The value of a line of a record's text form, as it is stored.
@@ -103,133 +126,7 @@ std::vector<std::string_view> getStringValues(const std::vector<AttributeColumn>
     return values;
 }
 
-/// What keeps the database from doing anything more, as opposed to a statement that is wrong.
-bool isStorageFailure(int result) {
-    switch (result & 0xff) {
-        case SQLITE_FULL:
-        case SQLITE_IOERR:
-        case SQLITE_CORRUPT:
-        case SQLITE_NOTADB:
-        case SQLITE_NOMEM:
-        case SQLITE_READONLY:
-        case SQLITE_BUSY:
-        case SQLITE_LOCKED:
-        case SQLITE_CANTOPEN:
-            return true;
-        default:  // SQLite's numbers, not ours
-            return false;
-    }
-}
-
-bool isDamage(int result) {
-    return (result & 0xff) == SQLITE_CORRUPT || (result & 0xff) == SQLITE_NOTADB;
-}
-
 }  // namespace
-
-std::vector<int> RowData::values() const {
-    if (storageClass == SQLITE_INTEGER) return {static_cast<int>(integer)};
-    std::vector<int> values;
-    string2IntVector(text, values);
-    return values;
-}
-
-int RowData::number() const {
-    const std::vector<int> all = values();
-    return all.empty() ? 0 : all.front();
-}
-
-/// SQLite's own statements that make sure a transaction is on the disk when it is reported stored.
-constexpr char kDurable[] = "PRAGMA journal_mode=DELETE; PRAGMA synchronous=FULL";
-
-/// An open connection.
-class DatabaseHelper::Connection {
-public:
-    /// Null when the file can't be opened, which is logged.
-    static std::unique_ptr<Connection> open(const std::string& path) {
-        constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
-        sqlite3* handle = nullptr;
-        const int result = sqlite3_open_v2(path.c_str(), &handle, kFlags, nullptr);
-        if (result != SQLITE_OK) {
-            ALOGE("can't open the database %s: %s", path.c_str(), sqlite3_errmsg(handle));
-            sqlite3_close(handle);
-            return nullptr;
-        }
-        sqlite3_busy_timeout(handle, kBusyTimeoutMs);
-        if (sqlite3_db_readonly(handle, "main") == 1) {
-            ALOGE("the database %s can't be written", path.c_str());
-        }
-        return std::unique_ptr<Connection>(new Connection(handle));
-    }
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
-    ~Connection() { sqlite3_close(mHandle); }
-
-    sqlite3* handle() const { return mHandle; }
-    void makeDurable() const { sqlite3_exec(mHandle, kDurable, nullptr, nullptr, nullptr); }
-    const char* lastError() const { return sqlite3_errmsg(mHandle); }
-    int lastResult() const { return sqlite3_errcode(mHandle); }
-    bool isInTransaction() const { return sqlite3_get_autocommit(mHandle) == 0; }
-
-private:
-    explicit Connection(sqlite3* handle) : mHandle(handle) {}
-
-    sqlite3* const mHandle;
-};
-
-/// A prepared statement.
-class DatabaseHelper::Statement {
-public:
-    Statement(const Connection& connection, const std::string& sql)
-        : mResult(sqlite3_prepare_v2(connection.handle(), sql.c_str(), static_cast<int>(sql.size()),
-                                     &mHandle, nullptr)) {
-        if (mHandle == nullptr && mResult == SQLITE_OK) mResult = SQLITE_MISUSE;  // no statement
-    }
-    Statement(const Statement&) = delete;
-    Statement& operator=(const Statement&) = delete;
-    ~Statement() { sqlite3_finalize(mHandle); }
-
-    /// How the preparation went: SQLITE_OK, or why it failed.
-    int result() const { return mResult; }
-
-    /// The text must stand until the statement is reset.
-    void bind(int index, std::string_view text) {
-        sqlite3_bind_text(mHandle, index, text.data() != nullptr ? text.data() : "",
-                          static_cast<int>(text.size()), SQLITE_STATIC);
-    }
-    void bind(int index, int64_t value) { sqlite3_bind_int64(mHandle, index, value); }
-    void bind(Arguments arguments) {
-        int index = 0;
-        for (const std::string_view argument : arguments) bind(++index, argument);
-    }
-
-    int step() { return sqlite3_step(mHandle); }
-    /// Ready to run again, and holding no lock.
-    void reset() {
-        sqlite3_reset(mHandle);
-        sqlite3_clear_bindings(mHandle);
-    }
-
-    void readRow(std::vector<RowData>& row) {
-        const int columns = sqlite3_column_count(mHandle);
-        row.clear();
-        for (int i = 0; i < columns; ++i) {
-            const int storageClass = sqlite3_column_type(mHandle, i);
-            const int64_t integer =
-                storageClass == SQLITE_INTEGER ? sqlite3_column_int64(mHandle, i) : 0;
-            std::string_view text;
-            if (storageClass == SQLITE_TEXT) {
-                text = {reinterpret_cast<const char*>(sqlite3_column_text(mHandle, i)),
-                        static_cast<size_t>(sqlite3_column_bytes(mHandle, i))};
-            }
-            row.push_back({sqlite3_column_name(mHandle, i), storageClass, integer, text});
-        }
-    }
-
-private:
-    sqlite3_stmt* mHandle = nullptr;
-    int mResult;
-};
 
 DatabaseHelper::DatabaseHelper(std::string_view fileName)
     : mPath(rooted(std::string(kDirectory).append(fileName))) {
@@ -282,37 +179,30 @@ void DatabaseHelper::replaceDamaged() {
 }
 
 bool DatabaseHelper::hasLayout() {
-    std::map<std::string, std::string, std::less<>> columns;  // by table
-    const bool read = getAllRows(
-        "SELECT m.name, c.name FROM sqlite_master AS m, pragma_table_info(m.name) AS c ORDER BY "
-        "m.name, c.cid",
-        {}, [&](std::span<const RowData> row) {
-            columns[std::string(row[0].text)].append(row[1].text).append(",");
-        });
+    std::map<std::string, std::string, std::less<>> tables;  // each name's statement
+    const bool read =
+        getAllRows("SELECT name, sql FROM sqlite_master", {},
+                   [&](std::span<const RowData> row) { tables.emplace(row[0].text, row[1].text); });
     return read && std::all_of(kTables.begin(), kTables.end(), [&](const TableSchema& table) {
-               std::string expected = table.hasCopies ? "_id,custom_name," : "_id,";
-               for (const AttributeColumn& column : infoOf(table.type).columns) {
-                   expected.append(column.column).append(",");
-               }
-               return columns[std::string(table.name)] == expected;
+               const auto found = tables.find(table.name);
+               return found != tables.end() && found->second == infoOf(table.type).createSql;
            });
 }
 
 void DatabaseHelper::forgetState() {
     mStatements.clear();
-    mRowCounts = {};
+    forgetRows();
     mTransaction = Transaction::NONE;
     mDepth = 0;
 }
 
+void DatabaseHelper::forgetRows() {
+    mRowCounts = {};
+    mRowIndexes = {};
+}
+
 void DatabaseHelper::init() {
-    for (const TableSchema& table : kTables) {
-        execSQL(std::string("CREATE TABLE ")
-                    .append(table.name)
-                    .append(" (")
-                    .append(buildColumnString(table))
-                    .append(")"));
-    }
+    for (const TableSchema& table : kTables) execSQL(infoOf(table.type).createSql);
     mEmpty = false;
 }
 
@@ -322,10 +212,10 @@ void DatabaseHelper::clear() {
     }
 }
 
-void DatabaseHelper::beginTransaction() {
+void DatabaseHelper::begin(const char* sql) {
     if (mDepth++ > 0) return;
     mTransaction = Transaction::OPEN;
-    if (execSQL("BEGIN EXCLUSIVE") != kOk) mTransaction = Transaction::FAILED;
+    if (execSQL(sql) != kOk) mTransaction = Transaction::FAILED;
 }
 
 bool DatabaseHelper::commitTransaction() {
@@ -361,7 +251,7 @@ int DatabaseHelper::execSQL(const std::string& sql) {
         ALOGE("the db is not open...");
         return kFailed;
     }
-    mRowCounts = {};
+    forgetRows();
     Statement statement(*mConnection, sql);
     if (statement.result() != SQLITE_OK) {
         ALOGD("failed to prepare SQL : %s", sql.c_str());
@@ -371,7 +261,7 @@ int DatabaseHelper::execSQL(const std::string& sql) {
     return runWrite(statement, sql);
 }
 
-int DatabaseHelper::execSQL(const std::string& sql, Arguments arguments) {
+int DatabaseHelper::write(const std::string& sql, Arguments arguments) {
     if (mConnection == nullptr) {
         ALOGE("the db is not open...");
         return kFailed;
@@ -401,7 +291,7 @@ int DatabaseHelper::runWrite(Statement& statement, const std::string& sql) {
     return kFailed;
 }
 
-DatabaseHelper::Statement* DatabaseHelper::prepare(const std::string& sql, int* result) {
+Statement* DatabaseHelper::prepare(const std::string& sql, int* result) {
     auto& statement = mStatements[sql];
     if (statement == nullptr) {
         statement = std::make_unique<Statement>(*mConnection, sql);
@@ -443,6 +333,41 @@ bool DatabaseHelper::getAllRows(const std::string& sql, Arguments arguments,
     }
     --mFailedReads;
     return true;
+}
+
+DatabaseHelper::RowIndex& DatabaseHelper::indexOf(TableType table) {
+    auto& index = mRowIndexes[static_cast<size_t>(table)];
+    if (!index) {
+        index.emplace();
+        const auto add = [&](std::span<const RowData> row) {
+            std::string key;
+            for (const RowData& part : row.subspan(1)) addPart(key, part.text);
+            (*index)[key].push_back(row[0].integer);
+        };
+        if (!getAllRows(infoOf(table).indexSql, {}, add)) abortTransaction();
+    }
+    return *index;
+}
+
+// In a bracket nobody else changes the file: rows are looked up where they were found.
+bool DatabaseHelper::getRows(TableType table, Arguments key, const RowVisitor& visit) {
+    const TableInfo& info = infoOf(table);
+    if (mDepth == 0) return getAllRows(info.findSql, key, visit);
+    const RowIndex& index = indexOf(table);
+    const auto rows = index.find(keyOf(key));
+    if (rows == index.end()) return true;
+    return std::all_of(rows->second.begin(), rows->second.end(), [&](int64_t row) {
+        return getAllRows(info.rowSql, {std::to_string(row)}, visit);
+    });
+}
+
+void DatabaseHelper::deleteRows(TableType table, Arguments key) {
+    RowIndex& index = indexOf(table);
+    const auto rows = index.find(keyOf(key));
+    if (rows == index.end()) return;
+    for (const int64_t row : rows->second) write(infoOf(table).deleteSql, {std::to_string(row)});
+    index.erase(rows);
+    mRowCounts[static_cast<size_t>(table)].reset();
 }
 
 int64_t DatabaseHelper::getRowCount(TableType table) {
@@ -489,7 +414,8 @@ int64_t DatabaseHelper::insertRow(TableType table, std::span<const std::string_v
         return id;
     }
     if (!isStorable(values)) return id;
-    const std::string& sql = infoOf(table).insertSql;
+    const TableInfo& info = infoOf(table);
+    const std::string& sql = info.insertSql;
     int prepared = SQLITE_OK;
     Statement* const statement = prepare(sql, &prepared);
     if (statement == nullptr) {
@@ -502,8 +428,13 @@ int64_t DatabaseHelper::insertRow(TableType table, std::span<const std::string_v
     for (const std::string_view value : values) statement->bind(++index, value);
     if (runWrite(*statement, sql) != kOk) {
         abortTransaction();
-    } else if (auto& known = mRowCounts[static_cast<size_t>(table)]) {
-        ++*known;
+        return id;
+    }
+    if (auto& known = mRowCounts[static_cast<size_t>(table)]) ++*known;
+    if (auto& rows = mRowIndexes[static_cast<size_t>(table)]) {
+        std::string key;
+        for (const size_t place : info.keyPlaces) addPart(key, values[place]);
+        (*rows)[key].push_back(mConnection->lastRow());
     }
     return id;
 }
@@ -547,9 +478,9 @@ void DatabaseHelper::insertValue(DeviceTuning* deviceTuning, std::string_view cu
     insertRecord(TableType::DEVICE_TUNINGS, deviceTuning, customName, -1);
 }
 
-template <typename Record>
+template <typename Record, typename... Parts>
 bool DatabaseHelper::updateRecord(TableType table, Record* record, std::string_view customName,
-                                  const std::string& endpoint) {
+                                  Parts... parts) {
     if (record == nullptr) {
         ALOGE("invalid value");
         return false;
@@ -560,17 +491,8 @@ bool DatabaseHelper::updateRecord(TableType table, Record* record, std::string_v
     }
     const std::string text = record->toString();
     if (!isStorable(getStringValues(infoOf(table).columns, text))) return false;
-    const std::string profileId = std::to_string(record->getProfileId());
-    std::string sql = std::string("DELETE FROM ")
-                          .append(schemaOf(table).name)
-                          .append(" WHERE custom_name=? AND profile_id=?");
     beginTransaction();
-    if (endpoint.empty()) {
-        execSQL(sql, {customName, profileId});
-    } else {
-        execSQL(sql.append(" AND endpoint=?"), {customName, profileId, endpoint});
-    }
-    mRowCounts[static_cast<size_t>(table)].reset();
+    deleteRows(table, {std::to_string(record->getProfileId()), parts..., customName});
     insertRecord(table, record, customName, record->getId());
     return commitTransaction();
 }
@@ -585,19 +507,19 @@ bool DatabaseHelper::updateProfileValue(Profile* profile, std::string_view custo
 
 bool DatabaseHelper::updateProfileEndpointValue(ProfileEndpoint* endpoint,
                                                 std::string_view customName) {
-    return updateRecord(TableType::PROFILE_ENDPOINTS, endpoint, customName,
-                        endpoint != nullptr ? std::string(nameOf(endpoint->getEndpoint())) : "");
+    const Endpoint which = endpoint != nullptr ? endpoint->getEndpoint() : Endpoint::SPEAKER;
+    return updateRecord(TableType::PROFILE_ENDPOINTS, endpoint, customName, nameOf(which));
 }
 
 template <typename Record, typename SetAttribute>
-bool DatabaseHelper::queryRecord(const std::string& sql, Arguments arguments, Record* record,
+bool DatabaseHelper::queryRecord(TableType table, Arguments key, Record* record,
                                  const char* missing, SetAttribute setAttribute) {
     if (record == nullptr) {
         ALOGE("%s", missing);
         return false;
     }
     bool found = false;
-    getAllRows(sql, arguments, [&](std::span<const RowData> row) {
+    getRows(table, key, [&](std::span<const RowData> row) {
         found = true;
         for (const RowData& cell : row) {
             if (const Parameter* const parameter = kParameterOfColumn.find(cell.column)) {
@@ -614,8 +536,7 @@ bool DatabaseHelper::queryRecord(const std::string& sql, Arguments arguments, Re
 
 bool DatabaseHelper::queryIeqValue(int presetId, std::string_view customName, IeqPreset* preset) {
     const std::string id = std::to_string(presetId);
-    return queryRecord("SELECT * FROM ieq_presets WHERE preset_id=? AND custom_name=?",
-                       {id, customName}, preset, "IeqPreset doesn't exist!",
+    return queryRecord(TableType::IEQ_PRESETS, {id, customName}, preset, "IeqPreset doesn't exist!",
                        [&](const RowData& cell) {
                            if (cell.column != "name") return;
                            preset->setName(std::string(cell.text));
@@ -624,16 +545,14 @@ bool DatabaseHelper::queryIeqValue(int presetId, std::string_view customName, Ie
 }
 
 bool DatabaseHelper::queryGeqValue(int profileId, std::string_view customName, GeqPreset* preset) {
-    return queryRecord("SELECT * FROM geq_presets WHERE profile_id=? AND custom_name=?",
-                       {std::to_string(profileId), customName}, preset, "GeqPreset doesn't exist!",
-                       [](const RowData&) {});
+    return queryRecord(TableType::GEQ_PRESETS, {std::to_string(profileId), customName}, preset,
+                       "GeqPreset doesn't exist!", [](const RowData&) {});
 }
 
 bool DatabaseHelper::queryProfileValue(int profileId, std::string_view customName,
                                        Profile* profile) {
-    return queryRecord("SELECT * FROM profiles WHERE profile_id=? AND custom_name=?",
-                       {std::to_string(profileId), customName}, profile, "Profile doesn't exist!",
-                       [&](const RowData& cell) {
+    return queryRecord(TableType::PROFILES, {std::to_string(profileId), customName}, profile,
+                       "Profile doesn't exist!", [&](const RowData& cell) {
                            if (cell.column == "name") profile->setName(std::string(cell.text));
                            if (cell.column == "is_mobility")
                                profile->setMobility(cell.number() != 0);
@@ -645,18 +564,17 @@ bool DatabaseHelper::queryProfileValue(int profileId, std::string_view customNam
 
 bool DatabaseHelper::queryEndpointValue(int profileId, Endpoint endpoint,
                                         std::string_view customName, ProfileEndpoint* record) {
-    return queryRecord(
-        "SELECT * FROM profile_endpoints WHERE profile_id=? AND endpoint=? AND custom_name=?",
-        {std::to_string(profileId), nameOf(endpoint), customName}, record,
-        "Endpoint doesn't exist!", [&](const RowData& cell) {
-            if (cell.column == "selected_ieq_preset_id")
-                record->setSelectedIeqPreset(cell.number());
-        });
+    return queryRecord(TableType::PROFILE_ENDPOINTS,
+                       {std::to_string(profileId), nameOf(endpoint), customName}, record,
+                       "Endpoint doesn't exist!", [&](const RowData& cell) {
+                           if (cell.column == "selected_ieq_preset_id")
+                               record->setSelectedIeqPreset(cell.number());
+                       });
 }
 
 bool DatabaseHelper::queryTuning(std::string_view name, Tuning* tuning) {
-    return queryRecord("SELECT * FROM tunings WHERE name=?", {name}, tuning,
-                       "Tuning doesn't exist!", [&](const RowData& cell) {
+    return queryRecord(TableType::TUNINGS, {name}, tuning, "Tuning doesn't exist!",
+                       [&](const RowData& cell) {
                            if (cell.column == "is_mono") tuning->setMono(cell.number() != 0);
                            if (cell.column != "endpoint") return;
                            const auto endpoint = endpointOf(cell.text);
@@ -740,7 +658,7 @@ void DatabaseHelper::updateConfigurationValue(std::string_view key, std::string_
         ALOGE("the database is not connected");
         return;
     }
-    execSQL("UPDATE configuration SET value=? WHERE key=?", {value, key});
+    write("UPDATE configuration SET value=? WHERE key=?", {value, key});
 }
 
 void DatabaseHelper::updateSfxStatus(std::string_view key, bool on) {

@@ -6,6 +6,7 @@
 #include "model/Profile.h"
 #include "model/ProfileEndpoint.h"
 #include "model/Tuning.h"
+#include "store/Connection.h"
 
 #include <array>
 #include <cstdint>
@@ -17,6 +18,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace velora {
@@ -32,19 +34,6 @@ enum class TableType {
     DEVICE_TUNINGS,
 };
 inline constexpr size_t kNumTables = 7;
-
-/// One cell of a result. Its texts stand until the next row.
-struct RowData {
-    std::string_view column;
-    int storageClass;  ///< 1 integer, 3 text, as SQLite numbers them
-    int64_t integer;
-    std::string_view text;
-
-    /// An integer as a list of one, a text as the integers at its start.
-    std::vector<int> values() const;
-    /// The first of them; 0 without any.
-    int number() const;
-};
 
 /// Keeps every record, and a small configuration of keys and values, in one SQLite file, and turns
 /// records into rows and back. The only code that speaks SQL.
@@ -85,7 +74,9 @@ public:
     size_t failedReads() const { return mFailedReads; }
 
     /// Brackets count: only the outermost begins and commits.
-    void beginTransaction();
+    void beginTransaction() { begin("BEGIN EXCLUSIVE"); }
+    /// A bracket around reads: they see one state of the file, and lock it once.
+    void beginReading() { begin("BEGIN"); }
     /// True if all writes since the beginning hold so far; at the end of the outermost bracket, are
     /// stored for good. Else none is.
     bool commitTransaction();
@@ -95,9 +86,6 @@ public:
     /// Runs one statement. 0, or 1 if it failed; one that SQLite doesn't accept leaves the bracket
     /// at hand as it is.
     int execSQL(const std::string& sql);
-    /// Runs a statement with arguments bound to its question marks; if it fails, so does the
-    /// bracket at hand.
-    int execSQL(const std::string& sql, Arguments arguments);
     /// Number of rows, -1 if it can't be read.
     int64_t getRowCount(TableType table);
     /// Gives every row of a query's result to `visit`. What `visit` does must not change the
@@ -148,28 +136,34 @@ public:
     void updateTuningDevice(std::string_view key, std::string_view value);
 
 private:
-    class Connection;
-    class Statement;
-
+    /// SQLite's own numbers of the rows of each key, whose parts end in a zero byte each.
+    using RowIndex = std::unordered_map<std::string, std::vector<int64_t>>;
     enum class Transaction { NONE, OPEN, FAILED };
 
     void open();
+    void begin(const char* sql);
     void forgetState();
+    void forgetRows();
     /// Null if it failed, with SQLite's number in `result`.
     Statement* prepare(const std::string& sql, int* result);
     int runWrite(Statement& statement, const std::string& sql);
+    /// Runs a statement with arguments bound to its question marks; if it fails, so does the
+    /// bracket at hand.
+    int write(const std::string& sql, Arguments arguments);
     void noteResult(int result);
 
+    RowIndex& indexOf(TableType table);
+    bool getRows(TableType table, Arguments key, const RowVisitor& visit);
+    void deleteRows(TableType table, Arguments key);
     bool isStorable(std::span<const std::string_view> values) const;
     int64_t insertRow(TableType table, std::span<const std::string_view> values, int64_t id);
     template <typename Record>
     void insertRecord(TableType table, Record* record, std::string_view customName, int64_t id);
-    template <typename Record>
-    bool updateRecord(TableType table, Record* record, std::string_view customName,
-                      const std::string& endpoint = {});
+    template <typename Record, typename... Parts>
+    bool updateRecord(TableType table, Record* record, std::string_view customName, Parts... parts);
     template <typename Record, typename SetAttribute>
-    bool queryRecord(const std::string& sql, Arguments arguments, Record* record,
-                     const char* missing, SetAttribute setAttribute);
+    bool queryRecord(TableType table, Arguments key, Record* record, const char* missing,
+                     SetAttribute setAttribute);
     void updateConfigurationValue(std::string_view key, std::string_view value);
     void clearOem(TableType table, const char* message);
 
@@ -177,6 +171,7 @@ private:
     std::unique_ptr<Connection> mConnection;  ///< null while there is no open database
     std::map<std::string, std::unique_ptr<Statement>> mStatements;  ///< prepared, by their SQL
     std::array<std::optional<int64_t>, kNumTables> mRowCounts;      ///< those that are known
+    std::array<std::optional<RowIndex>, kNumTables> mRowIndexes;  ///< in a bracket, when asked for
     Transaction mTransaction = Transaction::NONE;
     int mDepth = 0;
     size_t mFailedReads = 0;

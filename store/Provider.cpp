@@ -74,6 +74,8 @@ void Provider::clear() { mDatabase.clear(); }
 
 void Provider::beginTransaction() { mDatabase.beginTransaction(); }
 
+void Provider::beginReading() { mDatabase.beginReading(); }
+
 bool Provider::commitTransaction() { return mDatabase.commitTransaction(); }
 
 void Provider::abortTransaction() { mDatabase.abortTransaction(); }

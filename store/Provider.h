@@ -55,6 +55,8 @@ public:
     virtual void clear();
     /// What is written between the two is stored as a whole or not at all. Brackets count.
     virtual void beginTransaction();
+    /// Begins a bracket for reads, ended in the same way: they see one state, and are faster.
+    virtual void beginReading();
     virtual bool commitTransaction();
     virtual void abortTransaction();
     virtual void clearOemTunings();

@@ -28,6 +28,7 @@ struct TableSchema {
     bool hasCopies;
     std::span<const AttributeColumn> attributes;
     ParameterSet params;
+    std::span<const std::string_view> key;  ///< the columns that a record is asked for by
 };
 
 namespace schema {
@@ -55,20 +56,29 @@ inline constexpr AttributeColumn kTunings[] = {
 inline constexpr AttributeColumn kDeviceTunings[] = {
     {"device", "device"}, {"port", "port"}, {"tuning_id", "tuning"}};
 
+inline constexpr std::string_view kIeqKey[] = {"preset_id", "custom_name"};
+inline constexpr std::string_view kProfileKey[] = {"profile_id", "custom_name"};
+inline constexpr std::string_view kEndpointKey[] = {"profile_id", "endpoint", "custom_name"};
+inline constexpr std::string_view kTuningKey[] = {"name"};
+
 // The number of an IEQ preset has a column of its own, so its value needs none.
 inline constexpr ParameterSet kIeqParams = ParameterSet() | IEQ_FREQUENCY | IEQ_TARGET;
 
 }  // namespace schema
 
 inline constexpr std::array<TableSchema, kNumTables> kTables{{
-    {TableType::CONFIGURATION, "configuration", false, schema::kConfiguration, {}},
-    {TableType::IEQ_PRESETS, "ieq_presets", true, schema::kIeqPresets, schema::kIeqParams},
-    {TableType::GEQ_PRESETS, "geq_presets", true, schema::kGeqPresets, GeqPreset::kStoredParams},
-    {TableType::PROFILES, "profiles", true, schema::kProfiles, Profile::kStoredParams},
+    {TableType::CONFIGURATION, "configuration", false, schema::kConfiguration, {}, {}},
+    {TableType::IEQ_PRESETS, "ieq_presets", true, schema::kIeqPresets, schema::kIeqParams,
+     schema::kIeqKey},
+    {TableType::GEQ_PRESETS, "geq_presets", true, schema::kGeqPresets, GeqPreset::kStoredParams,
+     schema::kProfileKey},
+    {TableType::PROFILES, "profiles", true, schema::kProfiles, Profile::kStoredParams,
+     schema::kProfileKey},
     {TableType::PROFILE_ENDPOINTS, "profile_endpoints", true, schema::kProfileEndpoints,
-     ProfileEndpoint::kStoredParams},
-    {TableType::TUNINGS, "tunings", true, schema::kTunings, Tuning::kStoredParams},
-    {TableType::DEVICE_TUNINGS, "device_tunings", true, schema::kDeviceTunings, {}},
+     ProfileEndpoint::kStoredParams, schema::kEndpointKey},
+    {TableType::TUNINGS, "tunings", true, schema::kTunings, Tuning::kStoredParams,
+     schema::kTuningKey},
+    {TableType::DEVICE_TUNINGS, "device_tunings", true, schema::kDeviceTunings, {}, {}},
 }};
 
 constexpr const TableSchema& schemaOf(TableType table) {
