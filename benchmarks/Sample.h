@@ -26,6 +26,7 @@ public:
     Root(const Root&) = delete;
     Root& operator=(const Root&) = delete;
 
+    std::string path() const { return mPath.string(); }
     std::filesystem::path tuningFile() const {
         return mPath / "odm/etc/velora/multimedia_velora_kiv_default.xml";
     }
