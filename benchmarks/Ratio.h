@@ -1,15 +1,32 @@
 #pragma once
 
 #include <string>
+#include <type_traits>
 #include <utility>
+#include <vector>
 
 #include <benchmark/benchmark.h>
 
 namespace velora::bench {
 
-/// Adds the two benchmarks of a row of the table: both run with `size`, what that is to them.
-inline void addRatio(const std::string& name, void (*ours)(benchmark::State&, int),
-                     void (*floor)(benchmark::State&, int), int size) {
+/// A row of the table; the benchmarks "<name>/ours" and "<name>/floor" measure it.
+struct Row {
+    std::string name;
+    double goal;  ///< largest ratio; 0: none
+};
+
+inline std::vector<Row>& rows() {
+    static auto* const kRows = new std::vector<Row>();
+    return *kRows;
+}
+
+inline constexpr double kNoGoal = 0;
+
+/// Adds a row with its two benchmarks: both run with `size`, what that is to them.
+template <typename Size>
+void addRatio(const std::string& name, double goal, void (*ours)(benchmark::State&, Size),
+              void (*floor)(benchmark::State&, Size), std::type_identity_t<Size> size) {
+    rows().push_back({name, goal});
     for (const auto& [kind, run] : {std::pair{"/ours", ours}, {"/floor", floor}}) {
         benchmark::RegisterBenchmark((name + kind).c_str(), run, size)
             ->Unit(benchmark::kMicrosecond)

@@ -53,7 +53,7 @@ struct Service {
         SndContextManager::getInstance().release();
     }
 
-    const Root root{1};
+    const Root root;
     Signal told{0};
     sp<android::VeloraManagerService> service = sp<android::VeloraManagerService>::make();
 };
@@ -105,7 +105,7 @@ struct BlockKeeper : SfxEffect {
 };
 
 void resendOurs(benchmark::State& state, int /*unused*/) {
-    const Root root(1);
+    const Root root;
     SndContextManager& manager = SndContextManager::getInstance();
     manager.release();
     manager.init();
@@ -118,7 +118,7 @@ void resendOurs(benchmark::State& state, int /*unused*/) {
 }
 
 void resendFloor(benchmark::State& state, int /*unused*/) {
-    const Root root(1);
+    const Root root;
     SndContextManager& manager = SndContextManager::getInstance();
     manager.release();
     manager.init();
@@ -140,10 +140,11 @@ void resendFloor(benchmark::State& state, int /*unused*/) {
 }
 
 [[maybe_unused]] const bool kAdded = [] {
-    addRatio("set a parameter, 1 client", setOurs, postFloor, 1);
-    addRatio("set a parameter, 50 clients", setOurs, postFloor, 50);
-    addRatio("get a parameter", getOurs, postFloor, 1);
-    addRatio("resend all parameters", resendOurs, resendFloor, 1);
+    addRatio("set a parameter, 1 client", 2, setOurs, postFloor, 1);
+    addRatio("set a parameter, 50 clients", 2, setOurs, postFloor, 50);
+    addRatio("set a parameter, 500 clients", kNoGoal, setOurs, postFloor, 500);
+    addRatio("get a parameter", 2, getOurs, postFloor, 1);
+    addRatio("resend all parameters", 3, resendOurs, resendFloor, 1);
     return true;
 }();
 

@@ -5,21 +5,30 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include <velora/RootPrefix.h>
 
 namespace velora::bench {
 
-/// A fresh directory as the root of all files, with a tuning file made of the sample's: `times` as
-/// many tunings and devices, under names of their own.
+/// How many times as much a tuning file has of what the sample has.
+struct Scale {
+    int tunings = 1;   ///< with their devices
+    int profiles = 1;  ///< with their endpoints
+};
+
+/// A fresh directory as the root of all files, with a tuning file made of the sample's, all that it
+/// has more under names and numbers of its own.
 class Root {
 public:
-    explicit Root(int times) {
+    static constexpr int kProfiles = 5;  ///< of the sample
+
+    explicit Root(Scale scale = {}) {
         std::string name = std::filesystem::temp_directory_path() / "velora-bench-XXXXXX";
         mPath = mkdtemp(name.data());
         std::filesystem::create_directories(mPath / "data/vendor/velora");
         std::filesystem::create_directories(tuningFile().parent_path());
-        std::ofstream(tuningFile(), std::ios::binary) << tuningXml(times);
+        std::ofstream(tuningFile(), std::ios::binary) << tuningXml(scale);
         setRootPrefix(mPath.string());
     }
     ~Root() { std::filesystem::remove_all(mPath); }
@@ -33,24 +42,40 @@ public:
     std::filesystem::path database() const { return mPath / "data/vendor/velora/kiv_sqlite3.db"; }
 
 private:
-    static std::string tuningXml(int times) {
-        std::ostringstream text;
-        text << std::ifstream(VELORA_SOURCE_DIR "/data/multimedia_velora_kiv_default.xml").rdbuf();
-        const std::string sample = text.str();
-        const size_t first = sample.find("<tuning ");
-        const size_t end = sample.rfind("</tuning>") + std::string("</tuning>").size();
-        std::string xml = sample.substr(0, end);
+    /// Puts copies of all elements of a kind behind them. `rename` gives what a start tag's `mark`
+    /// is followed by in the i-th copy another name.
+    template <typename Rename>
+    static void repeat(std::string& xml, const std::string& kind, int times,
+                       const std::vector<std::string>& marks, Rename rename) {
+        const size_t first = xml.find("<" + kind + " ");
+        const std::string last = "</" + kind + ">";
+        const std::string all = xml.substr(first, xml.rfind(last) + last.size() - first);
+        std::string copies;
         for (int i = 1; i < times; ++i) {
-            std::string tunings = sample.substr(first, end - first);
-            for (const std::string name : {"<tuning name=\"", "<device_id id=\""}) {
-                for (size_t at = 0; (at = tunings.find(name, at)) != std::string::npos;) {
-                    at += name.size();
-                    tunings.insert(at, "n" + std::to_string(i) + "_");
+            std::string copy = all;
+            for (const std::string& mark : marks) {
+                for (size_t at = 0; (at = copy.find(mark, at)) != std::string::npos;) {
+                    rename(copy, at += mark.size(), i);
                 }
             }
-            xml += tunings;
+            copies += copy;
         }
-        return xml + sample.substr(end);
+        xml.insert(first + all.size(), copies);
+    }
+
+    static std::string tuningXml(Scale scale) {
+        std::ostringstream text;
+        text << std::ifstream(VELORA_SOURCE_DIR "/data/multimedia_velora_kiv_default.xml").rdbuf();
+        std::string xml = text.str();
+        repeat(xml, "tuning", scale.tunings, {"<tuning name=\"", "<device_id id=\""},
+               [](std::string& copy, size_t at, int i) {
+                   copy.insert(at, "n" + std::to_string(i) + "_");
+               });
+        repeat(xml, "profile", scale.profiles, {"<profile id=\""},
+               [](std::string& copy, size_t at, int i) {
+                   copy.replace(at, 1, std::to_string(copy[at] - '0' + kProfiles * i));
+               });
+        return xml;
     }
 
     std::filesystem::path mPath;

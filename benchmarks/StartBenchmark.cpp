@@ -16,8 +16,8 @@ namespace {
 
 void readTree(const Root& root) { xmlFreeDoc(xmlReadFile(root.tuningFile().c_str(), nullptr, 0)); }
 
-void parseOurs(benchmark::State& state, int times) {
-    const Root root(times);
+void parseOurs(benchmark::State& state, Scale scale) {
+    const Root root(scale);
     for (auto _ : state) {
         TuningFileParser parser;
         if (parser.setTuningFile(root.tuningFile()) != 0) state.SkipWithError("no file");
@@ -25,8 +25,8 @@ void parseOurs(benchmark::State& state, int times) {
     }
 }
 
-void parseFloor(benchmark::State& state, int times) {
-    const Root root(times);
+void parseFloor(benchmark::State& state, Scale scale) {
+    const Root root(scale);
     for (auto _ : state) readTree(root);
 }
 
@@ -112,8 +112,8 @@ void fillStore(benchmark::State& state) {
     SndContextManager::getInstance().release();
 }
 
-void coldOurs(benchmark::State& state, int times) {
-    const Root root(times);
+void coldOurs(benchmark::State& state, Scale scale) {
+    const Root root(scale);
     for (auto _ : state) {
         state.PauseTiming();
         SndContextManager::getInstance().release();
@@ -124,8 +124,8 @@ void coldOurs(benchmark::State& state, int times) {
     SndContextManager::getInstance().release();
 }
 
-void coldFloor(benchmark::State& state, int times) {
-    const Root root(times);
+void coldFloor(benchmark::State& state, Scale scale) {
+    const Root root(scale);
     fillStore(state);
     const auto rows = readRows(open(root).get());
     for (auto _ : state) {
@@ -138,8 +138,8 @@ void coldFloor(benchmark::State& state, int times) {
     }
 }
 
-void warmOurs(benchmark::State& state, int times) {
-    const Root root(times);
+void warmOurs(benchmark::State& state, Scale scale) {
+    const Root root(scale);
     fillStore(state);
     for (auto _ : state) {
         state.PauseTiming();
@@ -150,8 +150,8 @@ void warmOurs(benchmark::State& state, int times) {
     SndContextManager::getInstance().release();
 }
 
-void warmFloor(benchmark::State& state, int times) {
-    const Root root(times);
+void warmFloor(benchmark::State& state, Scale scale) {
+    const Root root(scale);
     fillStore(state);
     for (auto _ : state) {
         benchmark::DoNotOptimize(SndContextManager::getSignature(root.tuningFile()));
@@ -160,13 +160,15 @@ void warmFloor(benchmark::State& state, int times) {
 }
 
 [[maybe_unused]] const bool kAdded = [] {
-    addRatio("parse the sample", parseOurs, parseFloor, 1);
-    addRatio("parse 20 times the sample", parseOurs, parseFloor, 25);
-    for (const auto& [size, times] : {std::pair<std::string, int>{"", 1},
-                                      {", 4 times the tunings", 4},
-                                      {", 16 times the tunings", 16}}) {
-        addRatio("cold start" + size, coldOurs, coldFloor, times);
-        addRatio("warm start" + size, warmOurs, warmFloor, times);
+    addRatio("parse the sample", 1.3, parseOurs, parseFloor, {});
+    addRatio("parse 20 times the sample", 1.3, parseOurs, parseFloor, {.tunings = 25});
+    for (const auto& [name, scale] : {std::pair<std::string, Scale>{"", {}},
+                                      {", 4 times the tunings", {.tunings = 4}},
+                                      {", 16 times the tunings", {.tunings = 16}},
+                                      {", 4 times the profiles", {.profiles = 4}},
+                                      {", 16 times the profiles", {.profiles = 16}}}) {
+        addRatio("cold start" + name, 1.5, coldOurs, coldFloor, scale);
+        addRatio("warm start" + name, 1.5, warmOurs, warmFloor, scale);
     }
     return true;
 }();

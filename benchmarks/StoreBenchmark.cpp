@@ -1,47 +1,67 @@
-// How the cost of the settings store grows with the number of tunings.
+// Saving, and how the cost of the settings store grows.
 
+#include "benchmarks/Ratio.h"
 #include "benchmarks/Sample.h"
+#include "context/SndContextManager.h"
 #include "store/Provider.h"
 #include "tuning/TuningFileParser.h"
 
 #include <string>
 
 #include <benchmark/benchmark.h>
+#include <sqlite3.h>
 
 namespace velora::bench {
 namespace {
 
-/// Stores `count` tunings, made by giving those of the sample file new names, each with a device.
-void populate(Provider& provider, const DeviceData& sample, int64_t count) {
-    provider.beginTransaction();
-    provider.clear();
-    provider.initDatabase();
-    for (int64_t i = 0; i < count; ++i) {
-        const auto& tunings = sample.getTunings();
-        const Tuning& model = *tunings[static_cast<size_t>(i) % tunings.size()];
-        Tuning tuning(model.getName() + std::to_string(i), model.getEndpoint(), model.isMono());
-        for (const auto& [parameter, values] : model) tuning.set(parameter, values);
-        provider.create(&tuning, Provider::kDefaultName);
-        DeviceTuning device("device" + std::to_string(i), "usb", tuning.getName());
-        provider.create(&device, Provider::kDefaultName);
+/// Saves all settings, as after a request of a client.
+void saveAll(benchmark::State& state, Scale scale) {
+    const Root root(scale);
+    SndContextManager& manager = SndContextManager::getInstance();
+    manager.release();
+    manager.init();
+    for (auto _ : state) {
+        if (!manager.getSndContext()->save()) state.SkipWithError("not saved");
     }
-    provider.commitTransaction();
+    manager.release();
 }
 
-void populateTunings(benchmark::State& state) {
-    const Root root(1);
-    TuningFileParser parser(root.tuningFile());
-    parser.parseTuningFile();
-    Provider provider;
-    for (auto _ : state) populate(provider, *parser.getDeviceData(), state.range(0));
-    state.SetComplexityN(state.range(0));
+/// One small transaction by SQLite alone, with settings of its own.
+void commit(benchmark::State& state, const std::string& settings) {
+    const Root root;
+    sqlite3* db = nullptr;
+    sqlite3_open(root.database().c_str(), &db);
+    const auto run = [&](const std::string& sql) {
+        if (sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
+            state.SkipWithError(sqlite3_errmsg(db));
+        }
+    };
+    run(settings +
+        "; CREATE TABLE configuration(_id INTEGER, key TEXT, value TEXT); "
+        "INSERT INTO configuration VALUES(1, 'State', '1')");
+    for (auto _ : state) {
+        run("BEGIN EXCLUSIVE; UPDATE configuration SET value=value+1; COMMIT");
+    }
+    sqlite3_close(db);
 }
-BENCHMARK(populateTunings)
-    ->RangeMultiplier(5)
-    ->Range(40, 5000)
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->Complexity();
+
+[[maybe_unused]] const bool kAdded = [] {
+    for (const int profiles : {1, 4, 16}) {
+        benchmark::RegisterBenchmark(
+            ("save all, " + std::to_string(profiles * Root::kProfiles) + " profiles").c_str(),
+            saveAll, Scale{.profiles = profiles})
+            ->UseRealTime();
+    }
+    for (const std::string settings : {"journal_mode=DELETE; PRAGMA synchronous=FULL",
+                                       "journal_mode=DELETE; PRAGMA synchronous=EXTRA",
+                                       "journal_mode=TRUNCATE; PRAGMA synchronous=FULL",
+                                       "journal_mode=PERSIST; PRAGMA synchronous=FULL",
+                                       "journal_mode=WAL; PRAGMA synchronous=FULL"}) {
+        benchmark::RegisterBenchmark(("commit, " + settings).c_str(), commit, "PRAGMA " + settings)
+            ->UseRealTime();
+    }
+    return true;
+}();
 
 }  // namespace
 }  // namespace velora::bench
