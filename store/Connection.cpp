@@ -102,17 +102,20 @@ int Statement::step() { return sqlite3_step(mHandle); }
 
 void Statement::readRow(std::vector<RowData>& row) {
     const int columns = sqlite3_column_count(mHandle);
-    row.clear();
+    for (int i = static_cast<int>(row.size()); i < columns; ++i) {
+        row.push_back({sqlite3_column_name(mHandle, i), 0, 0, {}});
+    }
     for (int i = 0; i < columns; ++i) {
-        const int storageClass = sqlite3_column_type(mHandle, i);
-        const int64_t integer =
-            storageClass == SQLITE_INTEGER ? sqlite3_column_int64(mHandle, i) : 0;
-        std::string_view text;
-        if (storageClass == SQLITE_TEXT) {
-            text = {reinterpret_cast<const char*>(sqlite3_column_text(mHandle, i)),
-                    static_cast<size_t>(sqlite3_column_bytes(mHandle, i))};
+        RowData& cell = row[static_cast<size_t>(i)];
+        cell.storageClass = sqlite3_column_type(mHandle, i);
+        cell.integer = 0;
+        cell.text = {};
+        if (cell.storageClass == SQLITE_INTEGER) {
+            cell.integer = sqlite3_column_int64(mHandle, i);
+        } else if (cell.storageClass == SQLITE_TEXT) {
+            cell.text = {reinterpret_cast<const char*>(sqlite3_column_text(mHandle, i)),
+                         static_cast<size_t>(sqlite3_column_bytes(mHandle, i))};
         }
-        row.push_back({sqlite3_column_name(mHandle, i), storageClass, integer, text});
     }
 }
 

@@ -74,7 +74,7 @@ public:
 
     /// SQLite's number: SQLITE_ROW, SQLITE_DONE, or why it failed.
     int step();
-    /// The row that the last step came to.
+    /// The row that the last step came to; `row` is empty or another row of the same run.
     void readRow(std::vector<RowData>& row);
     /// Ready to run again, and holding no lock of its own.
     void reset();

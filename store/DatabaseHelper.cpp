@@ -126,6 +126,43 @@ std::vector<std::string_view> getStringValues(const std::vector<AttributeColumn>
     return values;
 }
 
+// What a record takes from a cell that is neither a parameter nor the id of its row.
+
+void take(GeqPreset& /*preset*/, const RowData& /*cell*/) {}
+
+void take(IeqPreset& preset, const RowData& cell) {
+    if (cell.column == "name") preset.setName(std::string(cell.text));
+}
+
+void take(Profile& profile, const RowData& cell) {
+    if (cell.column == "name") profile.setName(std::string(cell.text));
+    if (cell.column == "is_mobility") profile.setMobility(cell.number() != 0);
+    if (cell.column == "selected_geq_preset_id") profile.setSelectedGeqPreset(cell.number());
+}
+
+void take(ProfileEndpoint& endpoint, const RowData& cell) {
+    if (cell.column == "selected_ieq_preset_id") endpoint.setSelectedIeqPreset(cell.number());
+}
+
+void take(Tuning& tuning, const RowData& cell) {
+    if (cell.column == "is_mono") tuning.setMono(cell.number() != 0);
+    if (cell.column != "endpoint") return;
+    if (const auto endpoint = endpointOf(cell.text)) tuning.setEndpoint(*endpoint);
+}
+
+template <typename Record>
+void fill(Record& record, std::span<const RowData> row) {
+    for (const RowData& cell : row) {
+        if (const Parameter* const parameter = kParameterOfColumn.find(cell.column)) {
+            record.set(*parameter, cell.values());
+        } else if (cell.column == "_id") {
+            record.setId(cell.integer);
+        } else {
+            take(record, cell);
+        }
+    }
+}
+
 }  // namespace
 
 DatabaseHelper::DatabaseHelper(std::string_view fileName)
@@ -511,9 +548,9 @@ bool DatabaseHelper::updateProfileEndpointValue(ProfileEndpoint* endpoint,
     return updateRecord(TableType::PROFILE_ENDPOINTS, endpoint, customName, nameOf(which));
 }
 
-template <typename Record, typename SetAttribute>
+template <typename Record>
 bool DatabaseHelper::queryRecord(TableType table, Arguments key, Record* record,
-                                 const char* missing, SetAttribute setAttribute) {
+                                 const char* missing) {
     if (record == nullptr) {
         ALOGE("%s", missing);
         return false;
@@ -521,65 +558,61 @@ bool DatabaseHelper::queryRecord(TableType table, Arguments key, Record* record,
     bool found = false;
     getRows(table, key, [&](std::span<const RowData> row) {
         found = true;
-        for (const RowData& cell : row) {
-            if (const Parameter* const parameter = kParameterOfColumn.find(cell.column)) {
-                record->set(*parameter, cell.values());
-            } else if (cell.column == "_id") {
-                record->setId(cell.integer);
-            } else {
-                setAttribute(cell);
-            }
-        }
+        fill(*record, row);
     });
     return found;
 }
 
 bool DatabaseHelper::queryIeqValue(int presetId, std::string_view customName, IeqPreset* preset) {
     const std::string id = std::to_string(presetId);
-    return queryRecord(TableType::IEQ_PRESETS, {id, customName}, preset, "IeqPreset doesn't exist!",
-                       [&](const RowData& cell) {
-                           if (cell.column != "name") return;
-                           preset->setName(std::string(cell.text));
-                           ALOGV("ieqId: %s, name: %s", id.c_str(), preset->getName().c_str());
-                       });
+    const bool found =
+        queryRecord(TableType::IEQ_PRESETS, {id, customName}, preset, "IeqPreset doesn't exist!");
+    if (found) ALOGV("ieqId: %s, name: %s", id.c_str(), preset->getName().c_str());
+    return found;
 }
 
 bool DatabaseHelper::queryGeqValue(int profileId, std::string_view customName, GeqPreset* preset) {
     return queryRecord(TableType::GEQ_PRESETS, {std::to_string(profileId), customName}, preset,
-                       "GeqPreset doesn't exist!", [](const RowData&) {});
+                       "GeqPreset doesn't exist!");
 }
 
 bool DatabaseHelper::queryProfileValue(int profileId, std::string_view customName,
                                        Profile* profile) {
     return queryRecord(TableType::PROFILES, {std::to_string(profileId), customName}, profile,
-                       "Profile doesn't exist!", [&](const RowData& cell) {
-                           if (cell.column == "name") profile->setName(std::string(cell.text));
-                           if (cell.column == "is_mobility")
-                               profile->setMobility(cell.number() != 0);
-                           if (cell.column == "selected_geq_preset_id") {
-                               profile->setSelectedGeqPreset(cell.number());
-                           }
-                       });
+                       "Profile doesn't exist!");
 }
 
 bool DatabaseHelper::queryEndpointValue(int profileId, Endpoint endpoint,
                                         std::string_view customName, ProfileEndpoint* record) {
     return queryRecord(TableType::PROFILE_ENDPOINTS,
                        {std::to_string(profileId), nameOf(endpoint), customName}, record,
-                       "Endpoint doesn't exist!", [&](const RowData& cell) {
-                           if (cell.column == "selected_ieq_preset_id")
-                               record->setSelectedIeqPreset(cell.number());
-                       });
+                       "Endpoint doesn't exist!");
 }
 
 bool DatabaseHelper::queryTuning(std::string_view name, Tuning* tuning) {
-    return queryRecord(TableType::TUNINGS, {name}, tuning, "Tuning doesn't exist!",
-                       [&](const RowData& cell) {
-                           if (cell.column == "is_mono") tuning->setMono(cell.number() != 0);
-                           if (cell.column != "endpoint") return;
-                           const auto endpoint = endpointOf(cell.text);
-                           if (endpoint) tuning->setEndpoint(*endpoint);
-                       });
+    return queryRecord(TableType::TUNINGS, {name}, tuning, "Tuning doesn't exist!");
+}
+
+template <typename Record>
+bool DatabaseHelper::queryRecords(TableType table, const Finder<Record>& find) {
+    const std::string sql = std::string("SELECT * FROM ").append(schemaOf(table).name);
+    return getAllRows(sql, {}, [&](std::span<const RowData> row) {
+        const int profileId = row[2].number();
+        if (row[2].text != std::to_string(profileId)) return;  // nobody asks for it
+        if (Record* const record = find(profileId, row[1].text, row[3].text)) fill(*record, row);
+    });
+}
+
+bool DatabaseHelper::queryGeqValues(const Finder<GeqPreset>& find) {
+    return queryRecords(TableType::GEQ_PRESETS, find);
+}
+
+bool DatabaseHelper::queryProfileValues(const Finder<Profile>& find) {
+    return queryRecords(TableType::PROFILES, find);
+}
+
+bool DatabaseHelper::queryEndpointValues(const Finder<ProfileEndpoint>& find) {
+    return queryRecords(TableType::PROFILE_ENDPOINTS, find);
 }
 
 bool DatabaseHelper::queryDeviceTunings(std::string_view port,

@@ -114,6 +114,17 @@ public:
     bool queryEndpointValue(int profileId, Endpoint endpoint, std::string_view customName,
                             ProfileEndpoint* record);
     bool queryTuning(std::string_view name, Tuning* tuning);
+
+    /// The record that a row is to fill, null to leave the row out. `endpoint` is the text of the
+    /// column behind the number: an endpoint's name in the table of these.
+    template <typename Record>
+    using Finder = std::function<Record*(int profileId, std::string_view customName,
+                                         std::string_view endpoint)>;
+    // Fill all records of a table in one pass. False if not all rows could be read.
+    bool queryGeqValues(const Finder<GeqPreset>& find);
+    bool queryProfileValues(const Finder<Profile>& find);
+    bool queryEndpointValues(const Finder<ProfileEndpoint>& find);
+
     /// The devices of a port in the order of their rows. False if they couldn't be read.
     bool queryDeviceTunings(std::string_view port,
                             std::vector<std::unique_ptr<DeviceTuning>>* devices);
@@ -161,9 +172,10 @@ private:
     void insertRecord(TableType table, Record* record, std::string_view customName, int64_t id);
     template <typename Record, typename... Parts>
     bool updateRecord(TableType table, Record* record, std::string_view customName, Parts... parts);
-    template <typename Record, typename SetAttribute>
-    bool queryRecord(TableType table, Arguments key, Record* record, const char* missing,
-                     SetAttribute setAttribute);
+    template <typename Record>
+    bool queryRecord(TableType table, Arguments key, Record* record, const char* missing);
+    template <typename Record>
+    bool queryRecords(TableType table, const Finder<Record>& find);
     void updateConfigurationValue(std::string_view key, std::string_view value);
     void clearOem(TableType table, const char* message);
 

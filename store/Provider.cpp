@@ -67,6 +67,7 @@ int Provider::init() {
     }
     mNumOfIeqPresets = static_cast<int>(presets.size());
     mIeqPresets.resize(presets.size() + 1);
+    if (mReading) readAhead();
     return mDefaults.empty() ? android::BAD_VALUE : 0;
 }
 
@@ -74,9 +75,15 @@ void Provider::clear() { mDatabase.clear(); }
 
 void Provider::beginTransaction() { mDatabase.beginTransaction(); }
 
-void Provider::beginReading() { mDatabase.beginReading(); }
+void Provider::beginReading() {
+    mDatabase.beginReading();
+    mReading = true;
+}
 
-bool Provider::commitTransaction() { return mDatabase.commitTransaction(); }
+bool Provider::commitTransaction() {
+    mReading = mReadAhead = false;
+    return mDatabase.commitTransaction();
+}
 
 void Provider::abortTransaction() { mDatabase.abortTransaction(); }
 
@@ -127,19 +134,43 @@ int Provider::getNumOfProfiles() const { return static_cast<int>(mDefaults.size(
 
 int Provider::getNumOfIeqPresets() const { return mNumOfIeqPresets; }
 
-Provider::ProfileRecords* Provider::recordsOf(int profileId, std::string_view customName) {
-    if (profileId < 0 || profileId >= getNumOfProfiles()) {
-        ALOGE("There is no profile %d", profileId);
-        return nullptr;
-    }
+void Provider::readAhead() {
+    mDatabase.queryProfileValues([this](int id, std::string_view copy, auto) {
+        ProfileRecords* const records = findRecords(id, copy);
+        return records != nullptr ? &records->profile : nullptr;
+    });
+    mDatabase.queryGeqValues([this](int id, std::string_view copy, auto) {
+        ProfileRecords* const records = findRecords(id, copy);
+        return records != nullptr ? &records->geqPreset : nullptr;
+    });
+    mDatabase.queryEndpointValues(
+        [this](int id, std::string_view copy, std::string_view name) -> ProfileEndpoint* {
+            ProfileRecords* const records = findRecords(id, copy);
+            const auto endpoint = endpointOf(name);
+            if (records == nullptr || !endpoint) return nullptr;
+            return &records->endpoints[static_cast<size_t>(*endpoint)];
+        });
+    mReadAhead = true;
+}
+
+/// Null if there are none.
+Provider::ProfileRecords* Provider::findRecords(int profileId, std::string_view customName) const {
+    if (profileId < 0 || profileId >= getNumOfProfiles()) return nullptr;
+    if (customName != kDefaultName && customName != kCustomName) return nullptr;
     const auto& copies = customName == kDefaultName ? mDefaults : mCustoms;
     return copies[static_cast<size_t>(profileId)].get();
+}
+
+Provider::ProfileRecords* Provider::recordsOf(int profileId, std::string_view customName) {
+    ProfileRecords* const records = findRecords(profileId, customName);
+    if (records == nullptr) ALOGE("There is no profile %d", profileId);
+    return records;
 }
 
 Profile* Provider::loadProfile(int profileId, std::string_view customName) {
     ProfileRecords* const records = recordsOf(profileId, customName);
     if (records == nullptr) return nullptr;
-    mDatabase.queryProfileValue(profileId, customName, &records->profile);
+    if (!mReadAhead) mDatabase.queryProfileValue(profileId, customName, &records->profile);
     return &records->profile;
 }
 
@@ -152,7 +183,7 @@ Profile* Provider::loadProfile(int profileId) { return loadProfile(profileId, kC
 GeqPreset* Provider::loadGeqPreset(int profileId, std::string_view customName) {
     ProfileRecords* const records = recordsOf(profileId, customName);
     if (records == nullptr) return nullptr;
-    mDatabase.queryGeqValue(profileId, customName, &records->geqPreset);
+    if (!mReadAhead) mDatabase.queryGeqValue(profileId, customName, &records->geqPreset);
     return &records->geqPreset;
 }
 
@@ -168,6 +199,7 @@ Provider::Endpoints Provider::loadProfileEndpoints(int profileId, std::string_vi
     if (records == nullptr) return endpoints;
     for (size_t i = 0; i < endpoints.size(); ++i) {
         endpoints[i] = &records->endpoints[i];
+        if (mReadAhead) continue;
         mDatabase.queryEndpointValue(profileId, kEndpoints[i], customName, endpoints[i]);
     }
     return endpoints;
@@ -185,7 +217,7 @@ ProfileEndpoint* Provider::loadProfileEndpoint(int profileId, Endpoint endpoint)
     ProfileRecords* const records = recordsOf(profileId, kCustomName);
     if (records == nullptr) return nullptr;
     ProfileEndpoint* const record = &records->endpoints[static_cast<size_t>(endpoint)];
-    mDatabase.queryEndpointValue(profileId, endpoint, kCustomName, record);
+    if (!mReadAhead) mDatabase.queryEndpointValue(profileId, endpoint, kCustomName, record);
     return record;
 }
 

@@ -55,7 +55,8 @@ public:
     virtual void clear();
     /// What is written between the two is stored as a whole or not at all. Brackets count.
     virtual void beginTransaction();
-    /// Begins a bracket for reads, ended in the same way: they see one state, and are faster.
+    /// Begins a bracket for reads, ended in the same way: they see one state of the store. In it
+    /// `init` also fills the records, all in one pass, and loading one of a profile reads nothing.
     virtual void beginReading();
     virtual bool commitTransaction();
     virtual void abortTransaction();
@@ -149,6 +150,8 @@ private:
     using Devices = std::vector<std::unique_ptr<DeviceTuning>>;
 
     ProfileRecords* recordsOf(int profileId, std::string_view customName);
+    ProfileRecords* findRecords(int profileId, std::string_view customName) const;
+    void readAhead();
     Profile* loadProfile(int profileId, std::string_view customName);
     GeqPreset* loadGeqPreset(int profileId, std::string_view customName);
     Endpoints loadProfileEndpoints(int profileId, std::string_view customName);
@@ -166,6 +169,8 @@ private:
     std::vector<std::unique_ptr<IeqPreset>> mIeqPresets{
         1};  ///< 0 to the count; null until asked for
     int mNumOfIeqPresets = 0;
+    bool mReading = false;    ///< in a bracket for reads
+    bool mReadAhead = false;  ///< in it the records of all profiles are as stored
     std::map<Port, Devices> mDeviceTunings;
     std::map<std::string, std::unique_ptr<Tuning>> mTunings;  ///< by name
     std::vector<std::unique_ptr<Tuning>> mGoneTunings;        ///< handed out once
