@@ -81,7 +81,7 @@ std::vector<Rows> readRows(sqlite3* db) {
 }
 
 void writeRows(sqlite3* db, const std::vector<Rows>& tables) {
-    sqlite3_exec(db, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr);
+    sqlite3_exec(db, "PRAGMA synchronous=EXTRA; BEGIN EXCLUSIVE", nullptr, nullptr, nullptr);
     for (const Rows& table : tables) {
         sqlite3_exec(db, table.createSql.c_str(), nullptr, nullptr, nullptr);
         sqlite3_stmt* statement = nullptr;

@@ -13,7 +13,10 @@ namespace velora {
 namespace {
 
 constexpr int kBusyTimeoutMs = 2000;  // nobody else should use the file at all
-constexpr char kDurable[] = "PRAGMA journal_mode=DELETE; PRAGMA synchronous=FULL";
+
+/// FULL would leave out the directory: after a loss of power a journal that had been deleted could
+/// be back, and roll back a transaction that was reported as stored.
+constexpr char kDurable[] = "PRAGMA journal_mode=DELETE; PRAGMA synchronous=EXTRA";
 
 }  // namespace
 
