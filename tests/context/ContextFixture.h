@@ -4,10 +4,7 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
 
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -25,7 +22,7 @@ protected:
         setRootPrefix(dir.path().string());
         manager().release();  // made on first use, it starts, and finds no file yet
         std::filesystem::create_directories(dir.path() / "data/vendor/velora");
-        install(contentsOf(sourceFile("data/multimedia_velora_kiv_default.xml")));
+        install(sample);
     }
     ~ContextFixture() override { manager().release(); }
 
@@ -36,6 +33,13 @@ protected:
     }
     void installOem(const std::string& xml) { dir.write("data/vendor/velora/kiv-extra.xml", xml); }
 
+    static std::string replaced(std::string text, std::string_view from, std::string_view to) {
+        for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+            text.replace(at, from.size(), to);
+        }
+        return text;
+    }
+
     /// As a new process: everything from the files again.
     SndContext& restart() {
         manager().release();
@@ -45,6 +49,8 @@ protected:
         return *context;
     }
 
+    const std::string sample = contentsOf(sourceFile("data/multimedia_velora_kiv_default.xml"));
+    const std::string extra = contentsOf(sourceFile("data/kiv-extra.xml"));
     LogCapture log;
     TempDir dir;
 };
