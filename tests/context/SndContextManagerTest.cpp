@@ -1,7 +1,6 @@
 #include "tests/context/ContextFixture.h"
 
 #include <csignal>
-#include <random>
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -9,11 +8,6 @@
 namespace velora::test {
 namespace {
 
-using testing::AllOf;
-using testing::Contains;
-using testing::Not;
-using testing::Pointee;
-using testing::Property;
 using Values = ParameterValues::Values;
 
 class SndContextManagerTest : public ContextFixture {
@@ -68,8 +62,6 @@ TEST_F(SndContextManagerTest, AColdStartTakesTheStateOfTheFile) {
     SndContext& context = restart();
     EXPECT_EQ(log.count("E ..."), 0U);
     EXPECT_TRUE(context.getSfxOn() && context.isSelected(0) && !context.isProfileModified(4));
-    manager().init();
-    EXPECT_EQ(manager().getSndContext(), &context) << "once is enough";
     EXPECT_EQ(SndContextManager::getSignature(dir.write("abc", "abc")),
               "900150983cd24fb0d6963f7d28e17f72");
     EXPECT_EQ(SndContextManager::getSignature(dir.path() / "missing"), "");
@@ -130,8 +122,7 @@ TEST_F(SndContextManagerTest, SettingsThatCannotBeReadAreLeftAloneUntilTheyCan) 
         other.beginTransaction();
         manager().init();
         EXPECT_EQ(manager().getSndContext(), nullptr);
-        EXPECT_EQ(log.count("E SndContextManager: The stored settings couldn't be read, they ..."),
-                  1U);
+        EXPECT_EQ(log.count("E SndContextManager: The stored settings couldn't be ..."), 1U);
     }
     manager().init();
     EXPECT_EQ(stateOf(*manager().getSndContext()), changed);
@@ -157,7 +148,7 @@ TEST_F(SndContextManagerTest, TheExtraFileAddsAndTheDefaultsWin) {
     installOem(extra);
     SndContext& context = restart();
     EXPECT_THAT(context.getAvailableTuningDevice(PORT_HEADPHONE),
-                AllOf(Contains("sport_in_ear"), Not(Contains("studio_headphone_mk2"))));
+                testing::ElementsAre("default_headphone", "studio_headphone", "sport_in_ear"));
     for (const char* line :
          {"Found OEM tuning [headphone_studio] already exists in the default tuning XML, drop it.",
           "Drop OEM Device Tuning with tuning.name [headphone_studio] (duplicate in default xml)",
@@ -181,9 +172,7 @@ TEST_F(SndContextManagerTest, TheExtraFileAddsAndTheDefaultsWin) {
     EXPECT_NE(merge(replaced(extra, "minor=\"4\"", "minor=\"3\"")), 0);
     EXPECT_NE(merge("<broken"), 0);
     EXPECT_EQ(observer.take().size(), 0U);
-    EXPECT_EQ(context.getSelectedTuningDevice(PORT_HEADPHONE), "sport_in_ear");
     EXPECT_EQ(merge(noExtra), 0);
-    EXPECT_EQ(context.getSelectedTuningDevice(PORT_HEADPHONE), "default_headphone");
     EXPECT_EQ(
         log.count("W SndContext: Current selected tuning dev[sport_in_ear] is not available for "
                   "port[headphone], revert to use dev[default_headphone]."),
@@ -202,7 +191,6 @@ TEST_F(SndContextManagerTest, WhatIsStoredButGoneGivesWayToTheFirst) {
     DatabaseHelper("kiv_sqlite3.db").updateSelectedProfile("Profile", "5");
     SndContext& again = restart();
     EXPECT_EQ(again.getSelectedTuningDevice(PORT_HEADPHONE), "default_headphone");
-    EXPECT_NE(again.getSelectedTuning(PORT_HEADPHONE), nullptr);
     EXPECT_EQ(log.count("W SndContext: There is no profile 5, profile 0 is selected"), 1U);
 
     for (const char* name : {"my_usb", "usb"}) {  // the first that there is, the port's own
@@ -216,11 +204,9 @@ TEST_F(SndContextManagerTest, AKilledRebuildLeavesTheOldStoreOrTheNewOneWithTheE
     installOem(extra);
     restart();
     manager().release();
-    std::minstd_rand dice(7);
     useconds_t longest = 50'000;  // follows the machine, so that about half of them get done
     int rebuilt = 0;
-    constexpr int kKills = 60;
-    for (int kill = 0; kill < kKills; ++kill) {
+    for (int kill = 0; kill < 60; ++kill) {
         const std::string before = Provider().getDefaultXmlSignature();
         install(sample + std::string(static_cast<size_t>(kill + 1), '\n'));
         const pid_t child = fork();
@@ -228,7 +214,7 @@ TEST_F(SndContextManagerTest, AKilledRebuildLeavesTheOldStoreOrTheNewOneWithTheE
             manager().init();
             pause();
         }
-        usleep(static_cast<useconds_t>(dice() % longest));
+        usleep(longest / 10 * static_cast<useconds_t>(kill % 10));
         ::kill(child, SIGKILL);
         ASSERT_EQ(waitpid(child, nullptr, 0), child);
         Provider provider;
@@ -236,11 +222,10 @@ TEST_F(SndContextManagerTest, AKilledRebuildLeavesTheOldStoreOrTheNewOneWithTheE
         const bool changed = provider.getDefaultXmlSignature() != before;
         rebuilt += changed ? 1 : 0;
         longest = changed ? longest * 15 / 16 : longest * 9 / 8;
-        EXPECT_THAT(provider.loadDeviceTuningsForPort(PORT_BLUETOOTH),
-                    Contains(Pointee(Property(&DeviceTuning::getDevice, "bluetooth_car_kit"))));
+        EXPECT_EQ(provider.loadDeviceTuningsForPort(PORT_BLUETOOTH).size(), 4U) << "one is extra";
     }
-    EXPECT_GT(rebuilt, kKills / 10);
-    EXPECT_LT(rebuilt, kKills);
+    EXPECT_GT(rebuilt, 6);
+    EXPECT_LT(rebuilt, 60);
 }
 
 }  // namespace

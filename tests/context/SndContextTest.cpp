@@ -48,17 +48,13 @@ TEST_F(SndContextTest, EveryChangeOfTheSelectedProfileIsToldOnce) {
         {[&](int p) { context.setProfileGeqParameter(p, GEQ_GAIN, Values(20, 3)); }, {"geq"}},
         {[&](int p) { context.setProfileParameter(p, Endpoint::HEADPHONE, VOLMAX_BOOST, {99}); },
          {"endpoint 3", "endpoint 4", "endpoint 5"}},
-        {[&](int p) { context.setProfileParameter(p, Endpoint::OTHER, IEQ_ID, {0}); },
-         {"endpoint 1", "endpoint 2", "ieq 1 off", "ieq 2 off"}},
         {[&](int p) { context.setProfileParameter(p, Endpoint::OTHER, IEQ_ID, {3}); },
          {"endpoint 1", "endpoint 2", "ieq 1 warm", "ieq 2 warm"}},
+        {[&](int p) { context.setProfileParameter(p, Endpoint::OTHER, IEQ_ID, {0}); },
+         {"endpoint 1", "endpoint 2", "ieq 1 off", "ieq 2 off"}},
         {[&](int p) { context.resetProfileGeq(p); }, {"geq"}, {"geq"}},
         {[&](int p) { context.resetProfile(p); }, {"profile"}, {"profile"}},
     };
-    for (const int profile : {0, 1}) {  // a known beginning
-        context.setProfileParameter(profile, Endpoint::OTHER, IEQ_ID, {2});
-    }
-    observer.take();
     for (size_t i = 0; i < std::size(cases); ++i) {
         SCOPED_TRACE(i);
         cases[i].change(1);
@@ -76,7 +72,6 @@ TEST_F(SndContextTest, SwitchProfileAndReloadAreTold) {
     EXPECT_THAT(observer.take(), IsEmpty());
     context.setSfxOn(false);
     context.setSelectedProfile(3);
-    EXPECT_EQ(context.getSelectedProfile()->getName(), "Game");
     context.reloadAllProfile();  // neither was saved
     EXPECT_THAT(observer.take(), ElementsAre("off", "profile", "profile", "on"));
     EXPECT_TRUE(context.isSelected(0));
@@ -102,6 +97,7 @@ TEST_F(SndContextTest, TheIeqPresetGoesWithItsSwitch) {
         EXPECT_EQ(state, expected);
     }
     EXPECT_EQ(log.count("E SndContext: setProfileParameter(): Invalid IEq preset -1"), 1U);
+    EXPECT_EQ(context.getIeqPresetName(3) + context.getIeqPresetName(5), "warm");
 }
 
 TEST_F(SndContextTest, ModifiedMeansDifferentFromTheTuningFile) {
@@ -131,12 +127,10 @@ TEST_F(SndContextTest, DevicesAreSelectedByNameAndToldWhenTheTuningChanges) {
     EXPECT_THAT(observer.take(),
                 ElementsAre("tuning 5 headphone_neutral", "tuning 5 usb_converter"));
     EXPECT_FALSE(context.setSelectedTuning(PORT_USB, "default_hdmi", false));
-    EXPECT_EQ(
-        log.count("E SndContext: default_hdmi is not a valid tuning device for port usb, ..."), 1U);
+    EXPECT_EQ(log.count("E SndContext: default_hdmi is not a valid tuning device for ..."), 1U);
     EXPECT_EQ(context.getSelectedTuningDevice(PORT_USB), "usb_dac");
     context.selectDefaultTuning(PORT_USB);
     EXPECT_EQ(context.getSelectedTuningDevice(PORT_USB), "default_usb");
-    EXPECT_EQ(context.getSelectedProfileEndpoint(PORT_OTHER), nullptr);
     EXPECT_EQ(context.getSelectedProfileIeq(PORT_OTHER), nullptr);
 }
 
@@ -176,13 +170,10 @@ TEST_F(SndContextTest, WhatAnObserverChangedMeanwhileIsNotToldAnyMore) {
     EXPECT_THAT(observer.take(), ElementsAre("endpoint 3", "profile"));
 }
 
-using SndContextDeathTest = SndContextTest;
-
-TEST_F(SndContextDeathTest, AProfileOrEndpointThatDoesNotExistEndsTheProcess) {
+TEST_F(SndContextTest, AProfileOrEndpointThatDoesNotExistEndsTheProcess) {
     __android_log_set_logger(nullptr);  // to standard error
-    const auto ended = testing::ExitedWithCode(255);
-    EXPECT_EXIT(context.setSelectedProfile(5), ended, "Couldn't find the context for profileId: 5");
-    EXPECT_EXIT(context.getProfileEndpoint(static_cast<Endpoint>(9)), ended, "endpoint fo 9");
+    EXPECT_EXIT(context.setSelectedProfile(5), testing::ExitedWithCode(255), "profileId: 5");
+    EXPECT_EXIT(context.getProfileEndpoint(Endpoint{9}), testing::ExitedWithCode(255), "fo 9");
 }
 
 }  // namespace
