@@ -98,6 +98,16 @@ std::string Client::owner() {
     return name;
 }
 
+Track Client::trackService(sd_bus_track_handler_t onGone, void* data) {
+    auto track =
+        made<Track>([&](sd_bus_track** t) { return sd_bus_track_new(mBus.get(), t, onGone, data); },
+                    "watch the service");
+    const int result = sd_bus_track_add_name(track.get(), kBusName);
+    if (result == -ENXIO) throw CommandError(Exit::kNoService, "the service has gone");
+    check(result, "watch the service");
+    return track;
+}
+
 Bytes Client::bytesOf(const Integers& words) {
     Bytes bytes(words.size() * sizeof(int32_t));
     if (!bytes.empty()) memcpy(bytes.data(), words.data(), bytes.size());
@@ -149,11 +159,8 @@ Slot Client::listen(std::vector<Bytes>* updates) {
 
 void Client::awaitUpdate(const Bytes& awaited, const std::function<void()>& work) {
     std::vector<Bytes> updates;
+    const Track service = trackService(nullptr, nullptr);  // first: its successor's don't count
     const Slot slot = listen(&updates);
-    const auto service = made<Track>(
-        [&](sd_bus_track** t) { return sd_bus_track_new(mBus.get(), t, nullptr, nullptr); },
-        "watch the service");
-    check(sd_bus_track_add_name(service.get(), kBusName), "watch the service");
     call("RegisterClient", kPlainType);
     work();
     const auto deadline = std::chrono::steady_clock::now() + patience(mBus.get());

@@ -55,6 +55,9 @@ public:
     sd_bus* bus() { return mBus.get(); }
     /// The connection that offers the service: signals count from this one only.
     std::string owner();
+    /// Holds the service's name until it has gone: `onGone` is called then with `data`, unless
+    /// null.
+    Track trackService(sd_bus_track_handler_t onGone, void* data);
 
     /// The words of a request as bytes.
     static Bytes bytesOf(const Integers& words);

@@ -103,12 +103,9 @@ public:
         for (const int ending : kEndingSignals) {
             check(sd_event_add_signal(mEvent.get(), nullptr, ending, onInterrupt, this), "watch");
         }
+        mService = client.trackService(onServiceGone, this);
         mUpdates = match(kUpdate, onUpdate);
         mDropped = match(kDropped, onDropped);
-        mService = made<Track>(
-            [&](sd_bus_track** t) { return sd_bus_track_new(bus, t, onServiceGone, this); },
-            "watch");
-        check(sd_bus_track_add_name(mService.get(), kBusName), "watch");
     }
 
     /// Returns when interrupted, or when nobody reads any more; throws CommandError when it can't
