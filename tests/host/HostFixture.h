@@ -2,6 +2,7 @@
 
 #include "host/Client.h"
 #include "store/DatabaseHelper.h"
+#include "tests/support/Process.h"
 #include "tests/support/TestFiles.h"
 
 #include <chrono>
@@ -12,12 +13,8 @@
 #include <thread>
 #include <vector>
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <velora/RootPrefix.h>
 
@@ -27,44 +24,6 @@ using host::Client;
 
 inline const std::string kVelorad = VELORA_BIN "/velorad";
 inline const std::string kVeloractl = VELORA_BIN "/veloractl";
-
-/// A program that runs beside the test, its output in a file; killed at the end of the scope.
-class Process {
-public:
-    Process(const std::vector<std::string>& command, const std::string& output) {
-        std::vector<char*> arguments;
-        for (const auto& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
-        arguments.push_back(nullptr);
-        posix_spawn_file_actions_t files;
-        posix_spawn_file_actions_init(&files);
-        for (const int fd : {STDOUT_FILENO, STDERR_FILENO}) {
-            posix_spawn_file_actions_addopen(&files, fd, output.c_str(),
-                                             O_WRONLY | O_CREAT | O_APPEND, 0600);
-        }
-        EXPECT_EQ(posix_spawnp(&mPid, arguments[0], &files, nullptr, arguments.data(), environ), 0);
-        posix_spawn_file_actions_destroy(&files);
-    }
-    ~Process() { end(SIGKILL); }
-    Process(const Process&) = delete;
-    Process& operator=(const Process&) = delete;
-
-    void signal(int number) const {
-        if (mPid > 0) kill(mPid, number);
-    }
-    /// Sends a signal and waits for the end. The exit status, or minus the signal that ended it.
-    int end(int number) {
-        signal(number);
-        return wait();
-    }
-    int wait() {
-        int status = 0;
-        if (mPid > 0) waitpid(std::exchange(mPid, 0), &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    }
-
-private:
-    pid_t mPid = 0;
-};
 
 /// What a program that ran to its end left.
 struct Outcome {

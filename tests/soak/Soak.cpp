@@ -1,0 +1,526 @@
+// Uses velorad for a while as several clients do: well, badly, and leaving without a word; kills it
+// and starts it again. Nothing that was acknowledged as saved may be lost, and it may not grow.
+
+#include "host/Client.h"
+#include "service/AdapterParameter.h"
+#include "tests/support/Process.h"
+#include "tests/support/TestFiles.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <climits>
+#include <functional>
+#include <list>
+#include <memory>
+#include <optional>
+#include <random>
+#include <string>
+#include <thread>
+
+#include <CLI/CLI.hpp>
+
+namespace velora::test {
+namespace {
+
+using host::Bytes;
+using host::Client;
+using host::Command;
+using host::CommandError;
+using host::Exit;
+using host::Integers;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using Clock = std::chrono::steady_clock;
+
+constexpr int32_t kUsers = 5;  // each owns a profile of the sample tuning file, and a port
+constexpr auto kPatience = seconds(20);
+constexpr long kMemoryTolerance = 10;  // a tenth more is tolerated
+
+/// What users and supervisor share. Any thread.
+struct Run {
+    /// Number of the daemon's life: even while it serves and isn't being ended, odd in between.
+    std::atomic<uint32_t> life{1};
+    std::array<std::atomic<bool>, 1024> endedCleanly{};  ///< by life, the latest
+    std::atomic<bool> ending{false};
+    std::atomic<bool> failed{false};
+    std::atomic<size_t> done{0}, refused{0}, unanswered{0};  ///< actions
+    std::atomic<size_t> reloads{0}, deaths{0}, saves{0}, checks{0};
+
+    void fail(const std::string& what) {
+        printf("soak: FAILED: %s\n", what.c_str());
+        failed = ending = true;
+    }
+};
+
+class Dice {
+public:
+    explicit Dice(uint32_t seed) : mEngine(seed) {}
+    int32_t roll(int32_t low, int32_t high) {
+        return std::uniform_int_distribution(low, high)(mEngine);
+    }
+    size_t below(size_t count) { return static_cast<size_t>(roll(0, static_cast<int>(count) - 1)); }
+    template <typename List>
+    auto& pick(List& list) {
+        return *std::next(std::begin(list), roll(0, static_cast<int>(std::size(list)) - 1));
+    }
+
+private:
+    std::mt19937 mEngine;
+};
+
+std::unique_ptr<Client> newClient() {
+    return std::make_unique<Client>(host::made<host::Bus>(sd_bus_open_user, "connect"));
+}
+
+// What is answered or refused, n being -1 to 16, and what must be refused.
+constexpr std::array kCalls{
+    +[](Client& c, int32_t) { c.call<bool>("GetSfxEnabled"); },
+    +[](Client& c, int32_t) { c.call<bool>("HasDecDV"); },
+    +[](Client& c, int32_t) { c.call<int32_t>("GetDialogEnhancerAmount"); },
+    +[](Client& c, int32_t n) { c.call<std::string>("GetProfileName", n); },
+    +[](Client& c, int32_t n) { c.call<std::string>("GetIeqPresetName", n); },
+    +[](Client& c, int32_t n) { c.call<Bytes>("GetAvailableTuningDevices", n, 20 * n); },
+    +[](Client& c, int32_t n) { c.call<int64_t>("GetIntParam", 0x44434f43U + uint32_t(n)); },
+    +[](Client& c, int32_t n) { c.get(Command{uint32_t(n)}, 100 + n, 0, size_t(n + 2)); },
+    +[](Client& c, int32_t n) { c.get(Command::kProfilePortParameter, 100 + n, n); },
+    +[](Client& c, int32_t n) { c.call<int32_t>("SetParam", 2U, uint32_t(n + 1), Integers{n}); },
+    +[](Client& c, int32_t) { c.call<int32_t>("CommitChange"); },
+    +[](Client& c, int32_t n) {
+        c.call<std::tuple<int32_t, host::StoredParams>>("GetStoredParams", n > 0);
+    },
+    +[](Client& c, int32_t n) { c.call("RegisterClient", n); },
+    +[](Client& c, int32_t n) { c.call("UnregisterClient", n); },
+};
+constexpr std::array kMisuses{
+    +[](Client& c) { c.call("NoSuchOperation"); },
+    +[](Client& c) { c.call("SetSfxParam", std::string("text")); },
+    +[](Client& c) { c.call("SetSfxParam", Bytes{}); },
+    +[](Client& c) { c.call("SetSfxParam", Bytes(4097)); },
+    +[](Client& c) { c.call("GetSfxParam", Bytes(12), 65537U); },
+    +[](Client& c) { c.call("SetParam", 2U, 1U, Integers(1025)); },
+    +[](Client& c) { c.call("RegisterClient", 256); },
+    +[](Client& c) { c.call("SetSelectedTuningDevice", 7, std::string("usb_dac")); },
+    +[](Client& c) { c.call("SetIntParam", true); },
+};
+
+/// Two devices of each user's port.
+constexpr const char* kDevices[kUsers][2]{
+    {"default_internal_speaker", "tablet_dock_speaker"}, {"default_hdmi", "hdmi_soundbar"},
+    {"default_miracast", "wireless_projector"},          {"default_headphone", "studio_headphone"},
+    {"default_bluetooth", "bluetooth_earbud"},
+};
+constexpr Command kDevice{98};  // stands for the selection of one of these
+constexpr Command kNothing{99};
+
+/// A value of the service that only one user sets, and what it may be by now.
+struct Setting {
+    Command command;    ///< that sets and gets it
+    Integers address;   ///< what a set-request has before the values
+    int32_t a, b;       ///< arguments of a get-request
+    int32_t min, max;   ///< of a value: what is outside is brought into it
+    size_t length = 1;  ///< values
+    int32_t id = 0;     ///< of a parameter of the profile
+    Integers initial{};
+    /// The last saved value and those set since. Up to `certain` the daemon took them, in the life
+    /// that the user knows; whether it took those behind is unknown.
+    std::vector<Integers> possible{};
+    size_t certain = 0;
+};
+
+/// A client with settings of its own, in a thread of its own.
+class User {
+public:
+    User(Run& run, const TempDir& root, int32_t number, uint32_t seed)
+        : mRun(run), mRoot(root), mNumber(number), mDice(seed) {
+        mSettings.push_back({kDevice, {}, 0, 0, 0, 1});
+        if (number == 0) mSettings.push_back({Command::kOn, {}, 0, 0, 0, 1});
+        if (number == 1) mSettings.push_back({Command::kSelectedProfile, {}, 0, 0, 0, kUsers - 1});
+        for (const auto& [id, parameter, scope, min, max, length] : kAdapterParameters) {
+            if (scope == Scope::PROFILE || scope == Scope::GEQ_PRESET) {
+                mSettings.push_back({Command::kProfileParameter,
+                                     {number, id},
+                                     id,
+                                     number,
+                                     min,
+                                     max,
+                                     static_cast<size_t>(length),
+                                     id});
+            } else if (scope == Scope::ENDPOINT && id != kVirtualBassEnable) {
+                for (const int32_t port : {0, 1, 4}) {
+                    mSettings.push_back({Command::kProfilePortParameter,
+                                         {number, port, id},
+                                         id,
+                                         number << 4 | port,
+                                         min,
+                                         max,
+                                         1,
+                                         id});
+                }
+            }
+        }
+    }
+
+    void live() {
+        while (!mRun.ending) {
+            const uint32_t life = mRun.life;
+            const bool unknown = life != mLife;
+            attempt(unknown && life % 2 == 0
+                        ? &User::verify
+                        : kActions[mDice.below(unknown ? kHarmless : kActions.size())]);
+            while (sd_bus_process(mClient->bus(), nullptr) > 0) continue;
+        }
+    }
+
+    /// Fails the run unless every setting is what it may be; throws if that can't be told now.
+    void verify() {
+        const uint32_t life = mRun.life;
+        if (mRun.endedCleanly[mLife % mRun.endedCleanly.size()]) forgetReplaced();
+        settle();
+        for (Setting& setting : mSettings) {
+            auto& possible = setting.possible;
+            const Integers value = valueOf(setting);
+            if (possible.empty()) {
+                setting.initial = value;
+            } else if (std::find(possible.begin(), possible.end(), value) == possible.end()) {
+                mRun.fail("user " + std::to_string(mNumber) + " finds " + textOf(value) + " at " +
+                          textOf({wordOf(setting.command), setting.a, setting.b}) + " after " +
+                          textOf(possible.front()) + " to " + textOf(possible.back()));
+            }
+            possible = {value};
+            setting.certain = 0;
+            ++mRun.checks;
+        }
+        mLife = life;
+    }
+
+private:
+    using Action = void (User::*)();
+    /// Settings and the values that one request gives them.
+    using Changes = std::vector<std::pair<Setting*, Integers>>;
+    static const std::array<Action, 16> kActions;
+    static constexpr size_t kHarmless = 8;  ///< so many at the front change no setting
+
+    static std::string textOf(const Integers& values) {
+        std::string text;
+        for (const int32_t value : values) text += " " + std::to_string(value);
+        return "(" + text + " )";
+    }
+
+    void attempt(Action action) {
+        const uint32_t life = mRun.life;
+        const auto deadline = Clock::now() + kPatience;
+        std::string problem;
+        try {
+            (this->*action)();
+            ++mRun.done;
+        } catch (const CommandError& error) {
+            const std::string what = error.what();
+            ++(error.exit() == Exit::kNoService ? mRun.unanswered : mRun.refused);
+            if (error.exit() != Exit::kFailed || what.ends_with("be saved")) problem = what;
+        }
+        if (Clock::now() > deadline) problem = "a request took too long";
+        if (!problem.empty() && life % 2 == 0 && mRun.life == life) mRun.fail(problem);
+    }
+
+    Integers valueOf(const Setting& setting) {
+        if (setting.command != kDevice) {
+            return mClient->get(setting.command, setting.a, setting.b, setting.length);
+        }
+        const auto& [first, second] = kDevices[mNumber];
+        const auto name = mClient->call<std::string>("GetSelectedTuningDevice", mNumber);
+        return {name == first ? 0 : name == second ? 1 : -1};
+    }
+    void send(const Bytes& request) {
+        const auto result = mClient->call<int32_t>("SetSfxParam", request);
+        if (result != 0) mRun.fail("a request was answered by " + std::to_string(result));
+    }
+    void send(Command command, Integers arguments) {
+        arguments.insert(arguments.begin(), {wordOf(command), 0});
+        send(Client::bytesOf(arguments));
+    }
+    void change(const Changes& changes, const std::function<void()>& request) {
+        for (const auto& [setting, value] : changes) setting->possible.push_back(value);
+        try {
+            request();
+        } catch (const CommandError& error) {
+            for (const auto& [setting, value] : changes) {
+                if (error.exit() == Exit::kFailed) setting->possible.pop_back();
+            }
+            throw;
+        }
+        for (const auto& [setting, value] : changes) {
+            if (mRun.life == mLife) setting->certain = setting->possible.size() - 1;
+        }
+    }
+    /// What was taken is saved now.
+    void forgetReplaced() {
+        for (Setting& setting : mSettings) {
+            auto& possible = setting.possible;
+            possible.erase(possible.begin(), possible.begin() + ptrdiff_t(setting.certain));
+            setting.certain = 0;
+        }
+    }
+
+    /// Has all that was asked for done and saved.
+    void settle() {
+        mClient->set(kNothing, {++mMarks * kUsers + mNumber});
+        if (mRun.life == mLife) forgetReplaced();
+        ++mRun.saves;
+    }
+    void set() {
+        Setting& setting = mDice.pick(mSettings);
+        const int32_t max = setting.max == kUpToIeqPresets
+                                ? mClient->get(Command::kIeqPresetCount)[0]
+                                : setting.max;
+        const int32_t beyond = setting.id != 0 ? 2 : 0;
+        Integers asked(setting.length);
+        for (int32_t& value : asked) value = mDice.roll(setting.min - beyond, max + beyond);
+        Integers value = asked;
+        for (int32_t& one : value) one = std::clamp(one, setting.min, max);
+        if (setting.command == kDevice) {
+            const std::string name = kDevices[mNumber][value[0]];
+            return change({{&setting, value}},
+                          [&] { mClient->call("SetSelectedTuningDevice", mNumber, name); });
+        }
+        const bool everywhere = setting.id != 0 && mDice.below(3) == 0;
+        Changes changes;
+        for (Setting& other : mSettings) {
+            if (&other == &setting || (everywhere && other.id == setting.id)) {
+                changes.emplace_back(&other, value);
+            }
+        }
+        Integers arguments = everywhere ? Integers{mNumber, setting.id} : setting.address;
+        arguments.insert(arguments.end(), asked.begin(), asked.end());
+        const Command command = everywhere ? Command::kProfileParameter : setting.command;
+        change(changes, [&] { send(command, arguments); });
+    }
+    void setWhatNobodyFollows() {
+        constexpr std::array kIds{100, 101, 111, 112};
+        send(Command::kProfileParameter, {mNumber, mDice.pick(kIds), mDice.roll(0, 1)});
+    }
+    void resetProfile() {
+        Changes changes;
+        for (Setting& setting : mSettings) {
+            if (setting.id != 0) changes.emplace_back(&setting, setting.initial);
+        }
+        change(changes, [&] { send(Command::kResetProfile, {mNumber}); });
+    }
+    void call() { mDice.pick(kCalls)(*mClient, mDice.roll(-1, 16)); }
+    void misuse() {
+        mDice.pick(kMisuses)(*mClient);
+        mRun.fail("what is no call was answered");
+    }
+    /// Is taken, but has no effect.
+    void talkNonsense() {
+        Integers words{wordOf(Command::kProfileParameter), 0, mNumber, 106, 3};
+        const size_t wrong = mDice.below(5);
+        if (wrong < words.size() - 1 && wrong != 1) words[wrong] += mDice.roll(1, 60) << 25;
+        Bytes request = Client::bytesOf(words);
+        request.resize(wrong == 1 ? 1 + mDice.below(19) : request.size());
+        if (wrong == 4) {
+            for (uint8_t& byte : request) byte = uint8_t(mDice.below(256));
+            request[3] |= 128;  // no command
+        }
+        send(request);
+    }
+    void reload() {
+        static const std::string extra = contentsOf(sourceFile("data/kiv-extra.xml"));
+        if (mDice.below(10) > 0) return;
+        mRoot.write("data/vendor/velora/kiv-extra.xml",
+                    extra.substr(0, extra.size() / (1 + mDice.below(2))));
+        mClient->call("SetIntParam", 0x524c5446U, int64_t{0});
+        ++mRun.reloads;
+    }
+    void die() {
+        if (mDice.below(10) > 0) return;
+        mClient = newClient();
+        mDeaf = newClient();
+        mDeaf->call("RegisterClient", mDice.roll(0, 15));
+        ++mRun.deaths;
+    }
+
+    Run& mRun;
+    const TempDir& mRoot;
+    const int32_t mNumber;
+    Dice mDice;
+    std::unique_ptr<Client> mClient = newClient();
+    std::unique_ptr<Client> mDeaf;  ///< registered, but doesn't read
+    uint32_t mLife = 0;             ///< the last one whose settings were looked at
+    int32_t mMarks = 0;
+    std::list<Setting> mSettings;
+};
+
+constexpr std::array<User::Action, 16> User::kActions{
+    &User::call,   &User::call,         &User::call,         &User::call,
+    &User::call,   &User::misuse,       &User::reload,       &User::die,
+    &User::set,    &User::set,          &User::set,          &User::settle,
+    &User::verify, &User::talkNonsense, &User::resetProfile, &User::setWhatNobodyFollows,
+};
+
+/// What a process holds; the smallest of many looks, so that what is passing isn't counted.
+struct Holding {
+    long memory = LONG_MAX;  ///< KiB, resident
+    long threads = LONG_MAX;
+    long descriptors = LONG_MAX;
+
+    void look(const std::string& process) {
+        const std::string status = contentsOf(process + "/status");
+        const auto number = [&](const std::string& key) {
+            return std::stol(status.substr(status.find(key) + key.size()));
+        };
+        memory = std::min(memory, number("VmRSS:"));
+        threads = std::min(threads, number("Threads:"));
+        const std::filesystem::directory_iterator open(process + "/fd");
+        descriptors = std::min(descriptors, long{std::distance(begin(open), end(open))});
+    }
+};
+
+/// Starts and ends the daemon's lives while the users are at it.
+class Supervisor {
+public:
+    explicit Supervisor(uint32_t seed) : mDice(seed) {
+        mRoot.write("odm/etc/velora/multimedia_velora_kiv_default.xml",
+                    contentsOf(sourceFile("data/multimedia_velora_kiv_default.xml")));
+        for (int32_t i = 0; i < kUsers; ++i) {
+            mUsers.push_back(std::make_unique<User>(mRun, mRoot, i, seed + 1 + uint32_t(i)));
+        }
+    }
+
+    /// False if something failed, which has been told.
+    bool run(seconds time) {
+        const auto begin = Clock::now();
+        std::vector<std::thread> threads;
+        for (const auto& user : mUsers) {
+            threads.emplace_back([&] { guard([&] { user->live(); }); });
+        }
+        guard([&] {
+            while (Clock::now() < begin + time * 2 / 3 && !mRun.ending) liveShortly();
+            if (!mRun.ending) liveOn(begin + time);
+        });
+        mRun.ending = true;
+        for (auto& thread : threads) thread.join();
+        guard([&] {
+            if (!mRun.failed) checkAll();
+        });
+        printf("actions: %zu done, %zu refused, %zu unanswered; %zu reloads; %zu clients died\n",
+               mRun.done.load(), mRun.refused.load(), mRun.unanswered.load(), mRun.reloads.load(),
+               mRun.deaths.load());
+        printf("velorad: %zu kills, %zu clean ends; %zu saves acknowledged, %zu values checked\n",
+               mKills, mCleanEnds, mRun.saves.load(), mRun.checks.load());
+        return !mRun.failed;
+    }
+
+private:
+    void guard(const std::function<void()>& work) {
+        try {
+            work();
+        } catch (const std::exception& e) {
+            mRun.fail(e.what());
+        }
+    }
+    void sleepUntil(Clock::time_point time) {
+        while (Clock::now() < time && !mRun.ending) std::this_thread::sleep_for(milliseconds(10));
+    }
+
+    void launch() {
+        const std::vector<std::string> command{
+            VELORA_BIN "/velorad", "--user", "--log-level", "error",
+            "--save-delay",        "200",    "--root",      mRoot.path()};
+        mDaemon.emplace(command, mLog);
+    }
+    void start() {
+        launch();
+        const auto client = newClient();
+        for (const auto deadline = Clock::now() + kPatience; Clock::now() < deadline;) {
+            try {
+                client->version();
+                ++mRun.life;
+                return;
+            } catch (const CommandError&) {
+                std::this_thread::sleep_for(milliseconds(2));
+            }
+        }
+        throw std::runtime_error("velorad doesn't start: " + contentsOf(mLog));
+    }
+    /// Ends a daemon, which is served by `life` if that is even.
+    void end(int signal) {
+        const bool clean = signal == SIGTERM;
+        const uint32_t life = mRun.life;
+        if (life % 2 == 0) ++mRun.life;
+        const int status = mDaemon->end(signal);
+        mRun.endedCleanly[life % mRun.endedCleanly.size()] = clean;
+        const std::string log = contentsOf(mLog);
+        if (status != (clean ? 0 : -signal) || log.find("Sanitizer") != std::string::npos ||
+            log.find("runtime error:") != std::string::npos) {
+            mRun.fail("velorad ended with " + std::to_string(status) + ": " +
+                      log.substr(log.size() - std::min<size_t>(log.size(), 8000)));
+        }
+        std::filesystem::remove(mLog);
+        ++(clean ? mCleanEnds : mKills);
+    }
+
+    void liveShortly() {
+        if (mDice.below(4) == 0) {  // not even until it serves
+            launch();
+            std::this_thread::sleep_for(milliseconds(mDice.below(60)));
+            return end(SIGKILL);
+        }
+        start();
+        sleepUntil(Clock::now() + milliseconds(mDice.roll(50, 2000)));
+        end(mDice.below(4) == 0 ? SIGTERM : SIGKILL);
+    }
+    /// A life that goes on, to show that velorad doesn't grow.
+    void liveOn(Clock::time_point end) {
+        start();
+        sleepUntil(Clock::now() + (end - Clock::now()) / 3);
+        const Holding first = holding();
+        sleepUntil(end);
+        const Holding last = holding();
+        printf("memory %ld to %ld KiB, descriptors %ld to %ld, threads %ld to %ld\n", first.memory,
+               last.memory, first.descriptors, last.descriptors, first.threads, last.threads);
+        if (last.memory > first.memory + first.memory / kMemoryTolerance) mRun.fail("its memory grows");
+        if (last.descriptors > first.descriptors) mRun.fail("its descriptors become more");
+        if (last.threads > first.threads) mRun.fail("its threads become more");
+    }
+    Holding holding() {
+        Holding holding;
+        for (int i = 0; i < 100; ++i) {
+            holding.look("/proc/" + std::to_string(mDaemon->pid()));
+            std::this_thread::sleep_for(milliseconds(10));
+        }
+        return holding;
+    }
+    void checkAll() {
+        end(SIGTERM);
+        start();
+        for (const auto& user : mUsers) user->verify();
+        end(SIGTERM);
+    }
+
+    Run mRun;
+    Dice mDice;
+    const TempDir mRoot;
+    const std::string mLog = mRoot.path() / "log";
+    std::vector<std::unique_ptr<User>> mUsers;
+    std::optional<Process> mDaemon;
+    size_t mKills = 0;
+    size_t mCleanEnds = 0;
+};
+
+}  // namespace
+}  // namespace velora::test
+
+int main(int argc, char** argv) {
+    uint32_t time = 60;
+    uint32_t seed = std::random_device()();
+    CLI::App app{"Endurance run of velorad, on the user's bus", "velora_soak"};
+    app.add_option("seconds", time, "How long");
+    app.add_option("--seed", seed, "Throws the dice of an earlier run");
+    CLI11_PARSE(app, argc, argv);
+    printf("soak: %u seconds, seed %u\n", time, seed);
+    const bool passed = velora::test::Supervisor(seed).run(std::chrono::seconds(time));
+    printf("soak: %s\n", passed ? "passed" : "failed");
+    return passed ? EXIT_SUCCESS : EXIT_FAILURE;
+}
