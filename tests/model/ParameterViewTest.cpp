@@ -1,8 +1,6 @@
 #include "model/DeviceParameters.h"
-#include "model/ProfileParameters.h"
 
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -20,51 +18,29 @@ struct RecordingObserver : ParamChangeObserver {
     void onParameterChanged(Parameter parameter) override {
         told.emplace_back(infoOf(parameter).column);
     }
-    std::vector<std::string> take() { return std::exchange(told, {}); }
-
     std::vector<std::string> told;
 };
 
 TEST(ParameterViewTest, TellsOfWhatIsNewInAscendingOrderAndOfNothingElse) {
     RecordingObserver observer;
-    ProfileParameters view(&observer);
-    Profile profile(0, "Music", false);
-    profile.set(VOLUME_MODELER_ENABLE, {1});
-    profile.set(HEADPHONE_VIRTUALIZER_MODE, {2});
-    profile.set(REVERB_SUPPRESSION_AMOUNT, {});
-    profile.set(PEAK_VALUE, {7});  // not a profile's
-    for (int i = 0; i < 2; ++i) view.setProfile(profile);
-    EXPECT_THAT(observer.take(),
-                ElementsAre("other", "headphone_virtualizer_mode", "volume_modeler_enable"));
-
-    Profile other(1, "Movie", false);
-    other.set(HEADPHONE_VIRTUALIZER_MODE, {});
-    other.set(VOLUME_MODELER_ENABLE, {0});
-    view.setProfile(other);
-    EXPECT_THAT(observer.take(), ElementsAre("volume_modeler_enable"));
-    EXPECT_THAT(view.get(HEADPHONE_VIRTUALIZER_MODE), ElementsAre(2));
-    EXPECT_EQ(view.getProfile(), &other);
-}
-
-TEST(ParameterViewTest, ADeviceIsAnnouncedWithEachTuningBeforeItsValues) {
-    RecordingObserver observer;
+    DeviceParameters view(&observer);
     Tuning tuning("t", Endpoint::SPEAKER, true);
     tuning.set(REGULATOR_ENABLE, {1});
-    Profile profile(0, "Music", false);
-    profile.set(VOLUME_MODELER_ENABLE, {1});  // no parameter of a profile is a device's
+    tuning.set(HEIGHT_FILTER_MODE, {2});
+    tuning.set(OUTPUT_MIX_MATRIX, {});
+    tuning.set(HEADPHONE_VIRTUALIZER_MODE, {3});  // not a device's
+    for (int i = 0; i < 2; ++i) view.setTuning(tuning);
+    Tuning other("o", Endpoint::HEADPHONE, false);
+    other.set(REGULATOR_ENABLE, {0});
+    other.set(HEIGHT_FILTER_MODE, {});
+    view.setTuning(other);
     ProfileEndpoint endpoint(0, Endpoint::SPEAKER, 0);
     endpoint.set(VIRTUAL_BASS_TYPE, {1});
-    IeqPreset preset(3, "rich");
-    DeviceParameters views[] = {DeviceParameters(&observer), DeviceParameters(nullptr)};
-    for (DeviceParameters& view : views) {
-        for (int i = 0; i < 2; ++i) view.setTuning(tuning);
-        view.setProfile(profile);
-        view.setProfileEndpoint(endpoint);
-        view.setIeqPreset(preset);
-        EXPECT_THAT(view.get(REGULATOR_ENABLE), ElementsAre(1));
-    }
-    EXPECT_THAT(observer.take(), ElementsAre("other", "speaker mono", "regulator_enable",
-                                             "speaker mono", "virtual_bass_type", "ieq_id"));
+    view.setProfileEndpoint(endpoint);
+    EXPECT_THAT(observer.told,
+                ElementsAre("other", "speaker mono", "height_filter_mode", "regulator_enable",
+                            "speaker mono", "headphone", "regulator_enable", "virtual_bass_type"));
+    EXPECT_THAT(view.get(HEIGHT_FILTER_MODE), ElementsAre(2));
 }
 
 }  // namespace
