@@ -10,13 +10,11 @@ namespace {
 
 class ValueSetterTest : public testing::Test {
 protected:
-    /// The values that the setter of an element makes of it. `setterName` where it isn't the
-    /// element's own name.
+    /// The values that an element's setter, or another one, makes of it and not of what follows.
     std::string read(const std::string& element, std::string_view setterName = {}) {
         Tuning record("t", Endpoint::SPEAKER, false);
         TagIterator it;
-        it.init(dir.write(
-            "f.xml", "<r>\n" + element + "<row v='7'/><band_ieq frequency='7' target='7'/></r>"));
+        it.init(dir.write("f.xml", "<r>\n" + element + "<row frequency='7' target='7'/></r>"));
         it.next();
         const std::string name(it.getNodeName());
         setters.getValueSetter(setterName.empty() ? name : setterName)->set(record, it);
@@ -29,18 +27,7 @@ protected:
     const SetterCollection setters;
 };
 
-TEST_F(ValueSetterTest, EachElementHasItsSetterAndOthersHaveNone) {
-    EXPECT_EQ(setters.size(), 89U);
-    for (const ParameterInfo& info : kParameters) {
-        const ValueSetter* const setter = setters.getValueSetter(info.element);
-        ASSERT_EQ(setter != nullptr, !info.element.empty()) << info.column;
-        EXPECT_TRUE(setter == nullptr || setter->getNodeName() == info.element);
-    }
-    for (const char* name : {"virtual-bass-enable", "custom-drc-metadata", "ieq-id", "orientation"})
-        EXPECT_EQ(setters.getValueSetter(name), nullptr) << name;
-}
-
-TEST_F(ValueSetterTest, ValuesAndRowsAreReadFromAttributes) {
+TEST_F(ValueSetterTest, ElementsAreReadFromTheirAttributesRowsOrBands) {
     const std::pair<const char*, std::vector<const char*>> cases[] = {
         {"calibration_boost=1,\n", {"<calibration-boost value='true'/>"}},
         {"calibration_boost=0,\n",
@@ -60,8 +47,15 @@ TEST_F(ValueSetterTest, ValuesAndRowsAreReadFromAttributes) {
           "</output-mode>"}},
         {"output_mix_matrix=\n",
          {"<output-mode/>", "<output-mode>\n<m/></output-mode>",
-          "<output-mode><m>\n<row v='1'/></m></output-mode>",
-          "<output-mode>\n<m> </m></output-mode>"}},
+          "<output-mode><m>\n<row v='1'/></m></output-mode>"}},
+        {"audio_optimizer_frequency=100,200,\naudio_optimizer_gain_l=1,0,\n"
+         "audio_optimizer_gain_ls=\naudio_optimizer_gain_r=2,4,\naudio_optimizer_gain_rs=6,\n",
+         {"<audio-optimizer-bands>\n<b frequency='100' gain_left='1' gain_right='2'/>\n"
+          "<b frequency='200' gain_right='4' gain_right_surround='6'/></audio-optimizer-bands>"}},
+        {"regulator_frequency=100,0,\nregulator_isolated_band=1,0,\n"
+         "regulator_threshold_high=-3,0,\nregulator_threshold_low=-9,0,\n",
+         {"<regulator-tuning>\n<b frequency='100' threshold_low='-9' threshold_high='-3' "
+          "isolated_band='true'/>\n<b isolated_band='1'/></regulator-tuning>"}},
     };
     for (const auto& [values, elements] : cases) {
         for (const char* element : elements) EXPECT_EQ(read(element), values) << element;
@@ -80,22 +74,8 @@ TEST_F(ValueSetterTest, PresetBandsStandThreeLevelsDown) {
     EXPECT_EQ(log.count("I ValueSetter: No attribute band_ieq was found!"), 1U);
     EXPECT_EQ(read(preset("<x frequency='100' gain='1'/><y gain='-2' frequency='200'/>"), "geq"),
               "geq_frequency=100,200,\ngeq_gain=1,-2,\n");
-    for (const char* shallow : {"<preset/>", "<preset>\n<data/></preset>",
-                                "<preset>\n<data>\n<bands/></data></preset>"}) {
+    for (const char* shallow : {"<preset/>", "<preset>\n<data>\n<bands/></data></preset>"})
         EXPECT_EQ(read(shallow, "ieq"), "ieq_frequency=\nieq_target=\n") << shallow;
-    }
-}
-
-TEST_F(ValueSetterTest, TuningBandsStandOneLevelDown) {
-    EXPECT_EQ(
-        read("<audio-optimizer-bands>\n<b frequency='100' gain_left='1' gain_right='2'/>\n"
-             "<b frequency='200' gain_right='4' gain_right_surround='6'/></audio-optimizer-bands>"),
-        "audio_optimizer_frequency=100,200,\naudio_optimizer_gain_l=1,0,\n"
-        "audio_optimizer_gain_ls=\naudio_optimizer_gain_r=2,4,\naudio_optimizer_gain_rs=6,\n");
-    EXPECT_EQ(read("<regulator-tuning>\n<b frequency='100' threshold_low='-9' threshold_high='-3' "
-                   "isolated_band='true'/>\n<b isolated_band='1'/></regulator-tuning>"),
-              "regulator_frequency=100,0,\nregulator_isolated_band=1,0,\n"
-              "regulator_threshold_high=-3,0,\nregulator_threshold_low=-9,0,\n");
 }
 
 }  // namespace
