@@ -1,10 +1,12 @@
-#include "model/DeviceData.h"
+#include "model/DeviceParameters.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace velora {
 namespace {
 
+using testing::ElementsAre;
 using Values = ParameterValues::Values;
 
 TEST(ParameterValuesTest, CheckAndUpdateTakesOnlyValidChanges) {
@@ -35,53 +37,31 @@ TEST(ParameterValuesTest, CheckAndUpdateTakesOnlyValidChanges) {
     EXPECT_FALSE(profile.isDirty());
 }
 
-TEST(ParameterValuesTest, CompletingGivesExactlyTheParametersOfASet) {
-    ProfileEndpoint endpoint(0, Endpoint::SPEAKER, 0);
-    for (const Parameter parameter : {VOLMAX_BOOST, GEQ_GAIN}) endpoint.set(parameter, {7});
-    endpoint.setDirty(false);
-    const ParameterSet dropped = endpoint.completeTo(ProfileEndpoint::kStoredParams);
-    EXPECT_TRUE(dropped.size() == 1 && dropped.contains(GEQ_GAIN));
-    EXPECT_EQ(endpoint.size(), 28U);
-    EXPECT_EQ(endpoint.get(VOLMAX_BOOST), Values{7});
-    EXPECT_FALSE(endpoint.checkAndUpdate(VIRTUAL_BASS_TYPE, {1}));  // stored, but not changed
-    EXPECT_FALSE(endpoint.isDirty());
-}
-
-TEST(RecordsTest, ARecordThatWasReadIsCleanUntilASettingChanges) {
-    Profile profile(1, 3, "p", false);
-    ProfileEndpoint endpoint(1, 0, Endpoint::OTHER, 0);
-    profile.setMobility(true);
-    EXPECT_FALSE(profile.isDirty() || endpoint.isDirty() || GeqPreset(1, 0).isDirty());
-    profile.setSelectedGeqPreset(1);
-    endpoint.setSelectedIeqPreset(2);
-    EXPECT_TRUE(profile.isDirty() && endpoint.isDirty() && GeqPreset(0).isDirty());
-}
-
-TEST(RecordsTest, EqualityIsThatOfNumbersAndEntries) {
-    const Profile profile(0, "a", false);
-    Profile changed = profile;
-    changed.set(CUSTOM_DRC_METADATA, {1});
-    EXPECT_TRUE(profile.equals(Profile(5, 0, "b", true)));
-    EXPECT_FALSE(profile.equals(Profile(1, "a", false)) || profile.equals(changed));
-    EXPECT_FALSE(GeqPreset(0).equals(GeqPreset(1)));
-    const ProfileEndpoint endpoint(0, Endpoint::OTHER, 1);
-    EXPECT_TRUE(endpoint.equals(ProfileEndpoint(5, 0, Endpoint::OTHER, 1)));
-    for (const auto& other :
-         {ProfileEndpoint(0, Endpoint::OTHER, 2), ProfileEndpoint(0, Endpoint::SPEAKER, 1),
-          ProfileEndpoint(1, Endpoint::OTHER, 1)})
-        EXPECT_FALSE(endpoint.equals(other)) << other.toString();
-}
-
-TEST(DeviceDataTest, ValidatingSelectsTheOffPresetWhereIeqIsOff) {
-    const std::pair<Values, int> cases[] = {{{0}, 0}, {{1}, 3}, {{}, 3}};
-    for (const auto& [enabled, preset] : cases) {
-        ProfileEndpoint endpoint(0, Endpoint::SPEAKER, 3);
-        endpoint.set(IEQ_ENABLE, enabled);
-        DeviceData data;
-        data.setProfileEndPoints({&endpoint});
-        data.validateData();
-        EXPECT_EQ(endpoint.getSelectedIeqPreset(), preset);
+struct RecordingObserver : ParamChangeObserver {
+    void setSource(ParameterValues*, Endpoint endpoint, bool mono) override {
+        told.push_back(std::string(nameOf(endpoint)) + (mono ? " mono" : ""));
     }
+    void onParameterChanged(Parameter parameter) override {
+        told.emplace_back(infoOf(parameter).column);
+    }
+    std::vector<std::string> told;
+};
+
+TEST(ParameterViewTest, TellsOfWhatIsNewInAscendingOrderAndOfNothingElse) {
+    RecordingObserver observer;
+    DeviceParameters view(&observer);
+    Tuning tuning("t", Endpoint::SPEAKER, true);
+    tuning.set(REGULATOR_ENABLE, {1});
+    tuning.set(HEIGHT_FILTER_MODE, {2});
+    tuning.set(HEADPHONE_VIRTUALIZER_MODE, {3});  // not a device's
+    for (int i = 0; i < 2; ++i) view.setTuning(tuning);
+    tuning.set(REGULATOR_ENABLE, {0});
+    tuning.set(HEIGHT_FILTER_MODE, {});
+    view.setTuning(tuning);
+    EXPECT_THAT(observer.told,
+                ElementsAre("other", "speaker mono", "height_filter_mode", "regulator_enable",
+                            "speaker mono", "speaker mono", "regulator_enable"));
+    EXPECT_THAT(view.get(HEIGHT_FILTER_MODE), ElementsAre(2));
 }
 
 }  // namespace

@@ -14,7 +14,6 @@ struct Counted : RefBase {
     ~Counted() override { --mAlive; }
     void onFirstRef() override { ++firstRefs; }
     std::atomic<int>& mAlive;
-    const wp<Counted> self{this};
     int firstRefs = 0;
 };
 
@@ -24,7 +23,7 @@ TEST(RefBaseTest, LivesFromTheFirstStrongReferenceToTheLast) {
     sp<Counted> a = weak.promote();
     sp<Counted> b = a;
     a.clear();
-    EXPECT_EQ(b->self.promote(), weak.promote());
+    EXPECT_EQ(b, weak.promote());
     EXPECT_EQ(b->firstRefs, 1);
     b = nullptr;
     EXPECT_EQ(alive, 0);

@@ -5,7 +5,6 @@
 #include "tests/support/TestFiles.h"
 
 #include <filesystem>
-#include <optional>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -25,7 +24,6 @@ inline bool fill(Provider& provider, int mark, int tunings = kFilledTunings) {
     provider.clear();
     provider.initDatabase();
     IeqPreset ieq(0, "off" + text);
-    ieq.set(IEQ_TARGET, {mark});
     provider.create(&ieq);
     for (int id = 0; id < kFilledProfiles; ++id) {
         GeqPreset geq(id);
@@ -47,7 +45,6 @@ inline bool fill(Provider& provider, int mark, int tunings = kFilledTunings) {
         DeviceTuning device("device" + std::to_string(i), "usb", tuning.getName());
         provider.create(&device, Provider::kDefaultName);
     }
-    for (const Port port : kSupportedPorts) provider.setDeviceTuning(infoOf(port).name, text);
     provider.setDefaultXmlSignature(text);
     provider.setSelectedProfile(mark);
     return provider.commitTransaction();
@@ -76,15 +73,20 @@ inline bool saveAll(Provider& provider, int mark) {
 class StoreFixture : public testing::Test {
 protected:
     StoreFixture() {
-        std::filesystem::create_directories(database().parent_path());
+        std::filesystem::create_directories(database.parent_path());
         setRootPrefix(dir.path().string());
     }
-    std::filesystem::path database() const {
-        return dir.path() / "data/vendor/velora/kiv_sqlite3.db";
+
+    static std::vector<std::string> devices(Provider& provider, Port port) {
+        std::vector<std::string> names;
+        for (const auto* device : provider.loadDeviceTuningsForPort(port))
+            names.push_back(device->getDevice());
+        return names;
     }
 
     LogCapture log;
     TempDir dir;
+    const std::filesystem::path database = dir.path() / "data/vendor/velora/kiv_sqlite3.db";
 };
 
 }  // namespace velora::test

@@ -122,7 +122,7 @@ TEST_F(TuningFileParserTest, AFaultCostsWhatItTouchesAndIsNamed) {
         {"band-with-foreign-name", "I ValueSetter: No attribute band_ieq was found!", 14, ""},
         {"band-without-target", "", 14, "\nieq_frequency=100,1000,10000,\nieq_target=-16,\n"},
         {"comment-before-bands", "", 14, "name=detailed\n\n"},
-        {"duplicate-profile-id", "W TuningFileParser: A second profile 0 is ignored", 14, ""},
+        {"duplicate-profile-id", "W TuningFileParser: A second profile 0 is ignored", 15, ""},
         {"endpoint-type-unknown", "", 14, "bass_type=0,\nvolume_leveler_amount=7,\n\npresetId"},
         {"no-white-space", "", 13, "\npresetId=0\nname=off\n\npresetId=1\nname=detailed\n\n"},
         {"numbers-out-of-range", "", 14, "\nbass_enhancer_boost=0,\n"},
@@ -145,6 +145,67 @@ TEST_F(TuningFileParserTest, AFaultCostsWhatItTouchesAndIsNamed) {
         EXPECT_THAT(text, HasSubstr(holds));
         EXPECT_EQ(said, std::vector<std::string>(logged.empty() ? 0 : 1, logged));
     }
+}
+
+TEST_F(TuningFileParserTest, ElementsAreReadFromTheirAttributesRowsOrBands) {
+    const std::pair<std::string, std::vector<std::string>> cases[] = {
+        {"calibration_boost=1,\n", {"<calibration-boost value='true'/>"}},
+        {"calibration_boost=0,\n",
+         {"<calibration-boost value='TRUE'/>", "<calibration-boost value=''/>",
+          "<calibration-boost Value='5'/>", "<calibration-boost/>"}},
+        {"calibration_boost=-3,\n", {"<calibration-boost value=' -3ab'/>"}},
+        {"complex_equalizer_tuning_left=10,20,30,\n",
+         {"<complex-equalizer-tuning-left row='10, 20,30' b='4'/>"}},
+        {"custom_drc_metadata=0,\n", {"<drc-metadata/>", "<drc-metadata v='x'/>"}},
+        {"custom_drc_metadata=4,5,\n", {"<drc-metadata v='4 5'/>"}},
+        {"virtual_bass_subgains=1,-2,0,\n", {"<virtual-bass-subgains a='1' b='-2' c='z'/>"}},
+        {"virtual_bass_src_freq_high=160,\nvirtual_bass_src_freq_low=90,\n",
+         {"<virtual-bass-src-freqs frequency_high='160' frequency_low='90'/>"}},
+        {"output_mix_matrix=1,2,3,\n",
+         {"<output-mode>\n<m>\n<row v='1,2'/><!-- c -->\n<row/><row v='3' w='9'/></m>"
+          "</output-mode>"}},
+        {"",
+         {"<bass-mbdrc-tuning/>", "<output-mode/>", "<output-mode>\n<m/></output-mode>",
+          "<output-mode><m>\n<row v='1'/></m></output-mode>"}},
+        {"audio_optimizer_frequency=100,200,\naudio_optimizer_gain_l=1,0,\n"
+         "audio_optimizer_gain_r=2,4,\naudio_optimizer_gain_rs=6,\n",
+         {"<audio-optimizer-bands>\n<b frequency='100' gain_left='1' gain_right='2'/>\n"
+          "<b frequency='200' gain_right='4' gain_right_surround='6'/></audio-optimizer-bands>"}},
+        {"regulator_frequency=100,0,\nregulator_isolated_band=1,0,\n"
+         "regulator_threshold_high=-3,0,\nregulator_threshold_low=-9,0,\n",
+         {"<regulator-tuning>\n<b frequency='100' threshold_low='-9' threshold_high='-3' "
+          "isolated_band='true'/>\n<b isolated_band='1'/></regulator-tuning>"}},
+    };
+    const auto readEverywhere = [&](const std::string& element) {
+        const std::string all = "\n" + element + "<row frequency='7' target='7'/>";
+        parse("3.4.0", "<tuning name='t'>\n<data>" + all + "</data></tuning><profile id='0'>" +
+                           all + "<endpoint_type id='speaker'>" + all +
+                           "</endpoint_type></profile>");
+        return text;
+    };
+    const std::string nothing = readEverywhere("");
+    for (const auto& [values, elements] : cases) {
+        for (const std::string& element : elements) {
+            EXPECT_EQ(readEverywhere(element) == nothing, values.empty()) << element;
+            EXPECT_THAT(text, HasSubstr("\n" + values)) << element;
+        }
+    }
+}
+
+TEST_F(TuningFileParserTest, PresetBandsEndAtWhatIsNone) {
+    const auto read = [&](const std::string& type, const std::string& bands) {
+        parse("3.4.0", "<preset id='0' type='" + type + "'>\n<data>\n<bands>\n" + bands +
+                           "</bands></data></preset>");
+        return text;
+    };
+    EXPECT_EQ(read("geq", "<x frequency='100' gain='1'/><y gain='-2' frequency='200'/>"),
+              "profileId=0\ngeq_frequency=100,200,\ngeq_gain=1,-2,\n\n");
+    EXPECT_EQ(read("ieq",
+                   "<band_ieq frequency='100' target='1'/><!-- c -->\n"
+                   "<band_ieq frequency='200'/><band_ieq frequency='300' target='3'/>"
+                   "<other/><band_ieq frequency='400' target='4'/>"),
+              "presetId=0\nieq_frequency=100,200,300,\nieq_target=1,\n\n");
+    EXPECT_THAT(said, ElementsAre("I ValueSetter: No attribute band_ieq was found!"));
 }
 
 TEST_F(TuningFileParserTest, VersionsDecideHowPresetsAreNamedAndWhatIsMissing) {
@@ -188,6 +249,9 @@ TEST_F(TuningFileParserTest, EndpointsTakeTheirIeqSettingsFromTheProfileUnlessTh
     EXPECT_THAT(ieqSettings(), ElementsAre(Values{3, 0, 3}, Values{3, 1, 9}, Values{0, 0, 9},
                                            Values{3, 1, 0}, Values{0, 0, 0}, Values{0, 0, 0}));
     EXPECT_TRUE(text.ends_with("\nprofileId=0\n\nprofileId=1\n\n")) << "empty GEQ presets";
+    parser.getDeviceData()->validateData();
+    EXPECT_EQ(ieqSettings()[0], (Values{0, 0, 3})) << "the off preset where IEQ is off";
+    EXPECT_EQ(ieqSettings()[1], (Values{3, 1, 9}));
     EXPECT_THAT(said, ElementsAre("W TuningFileParser: A second headphone endpoint of profile 0 is "
                                   "ignored"));
 }
