@@ -10,11 +10,7 @@ using testing::ElementsAre;
 using Values = ParameterValues::Values;
 
 TEST(ParameterValuesTest, CheckAndUpdateTakesOnlyValidChanges) {
-    struct Case {
-        int parameter;
-        Values values;
-        bool taken;
-    } const cases[] = {
+    const std::tuple<int, Values, bool> cases[] = {
         {GEQ_GAIN, {1}, false},                   // not a profile's
         {HEADPHONE_VIRTUALIZER_MODE, {}, false},  // an entry, but no change
         {CUSTOM_DRC_METADATA, {1, 2}, true},

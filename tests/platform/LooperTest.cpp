@@ -53,11 +53,10 @@ TEST_F(LooperTest, DropsWhatIsPostedToNoOneOrTooLateHoweverThePostRaces) {
         const auto id = looper->registerHandler(handler);
         EXPECT_EQ(looper->registerHandler(handler), INVALID_OPERATION);
         EXPECT_EQ(post(2), OK) << "queued, then meant for no one";
-        std::thread poster([&] {
+        const std::jthread poster([&] {
             for (int i = 0; i < 30; ++i) post(3);
         });
         looper->unregisterHandler(id);
-        poster.join();
     }
     EXPECT_EQ(post(4), NAME_NOT_FOUND);
     looper->registerHandler(handler);
