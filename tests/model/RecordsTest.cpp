@@ -15,7 +15,6 @@ TEST(ParameterValuesTest, CheckAndUpdateTakesOnlyValidChanges) {
         {HEADPHONE_VIRTUALIZER_MODE, {}, false},  // an entry, but no change
         {CUSTOM_DRC_METADATA, {1, 2}, true},
         {CUSTOM_DRC_METADATA, {1, 2}, false},
-        {CUSTOM_DRC_METADATA, {1, 3}, true},
         {CUSTOM_DRC_METADATA, {}, true},
         {-1, {1}, false},
         {104, {1}, false},

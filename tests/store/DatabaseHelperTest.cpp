@@ -29,11 +29,10 @@ protected:
 
 // What is on devices already must stay readable.
 TEST_F(DatabaseHelperTest, TheLayoutIsThatOfTheVersion) {
-    std::string columns;
-    for (const std::string& column : cells("SELECT m.name || ' ' || c.name || ' ' || c.type FROM "
-                                           "sqlite_master m, pragma_table_info(m.name) c"))
-        columns += column + "\n";
-    EXPECT_EQ(columns, contentsOf(sourceFile("tests/data/columns.txt")));
+    const auto columns = cells(
+        "SELECT group_concat(m.name || ' ' || c.name || ' ' || c.type || char(10), '') FROM "
+        "sqlite_master m, pragma_table_info(m.name) c");
+    EXPECT_THAT(columns, ElementsAre(contentsOf(sourceFile("tests/data/columns.txt"))));
     db.init();
     EXPECT_EQ(log.count("E ..."), 0U) << "tables that stand are no error";
 }
@@ -99,10 +98,14 @@ TEST_F(DatabaseHelperTest, AnUpdateReplacesOneCopyAndNeverTheFactorys) {
     for (const char* copy : {"default", "custom"})
         for (auto* endpoint : {&speaker, &other}) db.insertValue(endpoint, copy, -1);
     other.setSelectedIeqPreset(2);
-    other.set(VOLMAX_BOOST, {5, 6});
     other.set(GEQ_GAIN, {3});  // has no column
-    for (const char* copy : {"default", "custom"}) db.updateProfileEndpointValue(&other, copy);
-    EXPECT_EQ(log.count("E DatabaseHelper: the default value can't be updated, 1"), 1U);
+    db.beginTransaction();
+    for (const int boost : {4, 5}) {
+        other.set(VOLMAX_BOOST, {boost, 6});
+        for (const char* copy : {"default", "custom"}) db.updateProfileEndpointValue(&other, copy);
+    }
+    EXPECT_TRUE(db.commitTransaction());
+    EXPECT_EQ(log.count("E DatabaseHelper: the default value can't be updated, 1"), 2U);
     EXPECT_THAT(cells("SELECT _id, endpoint, selected_ieq_preset_id, volmax_boost FROM "
                       "profile_endpoints ORDER BY _id"),
                 ElementsAre("1", "speaker", "0", "", "2", "other", "0", "", "3", "speaker", "0", "",
@@ -121,7 +124,6 @@ TEST_F(DatabaseHelperTest, WhatIsWrongOrCannotBeReachedFailsAndSaysSo) {
     GeqPreset preset(1);
     EXPECT_FALSE(none.updateGeqValue(&preset, "custom"));
     EXPECT_FALSE(none.queryGeqValue(1, "custom", &preset));
-    none.updateSelectedProfile("Profile", "1");
     none.insertConfigurationValue("Profile", "1");
     EXPECT_EQ(log.count("E DatabaseHelper: db is not connected"), 1U);
 }

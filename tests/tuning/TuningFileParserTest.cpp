@@ -79,10 +79,7 @@ TEST_F(TuningFileParserTest, TheSampleFileYieldsItsRecords) {
     parse(sourceFile("data/multimedia_velora_kiv_default.xml"));
     EXPECT_EQ(data.getFormatVersion() + " " + data.getToolVersion(), "3.4.0 2.6.1");
     EXPECT_EQ(data.getZenithGameSystemGain(), -24);
-    EXPECT_THAT((std::vector{data.getTunings().size(), data.getDeviceTunings().size(),
-                             data.getProfiles().size(), data.getProfileEndpoints().size(),
-                             data.getIeqPresets().size(), data.getGeqPresets().size()}),
-                ElementsAre(11, 14, 5, 15, 4, 5));
+    EXPECT_EQ(records, 11 + 14 + 5 + 15 + 4 + 5);
     EXPECT_EQ(parser.getProfileName(4) + parser.getProfileName(5) + parser.getProfileName(-1),
               "Mobility");
     for (const char* part : {"name=speaker_stereo_landscape\nendpoint=speaker\nmono=false\n",
@@ -97,16 +94,6 @@ TEST_F(TuningFileParserTest, TheSampleFileYieldsItsRecords) {
     EXPECT_EQ(data.getIeqPresets()[1]->get(IEQ_TARGET)[11], -4);
     EXPECT_EQ(data.getGeqPresets()[4]->get(GEQ_GAIN).size(), 20U);
     EXPECT_THAT(said, ElementsAre());
-}
-
-TEST_F(TuningFileParserTest, AFileThatCannotBeOpenedLeavesNoRecords) {
-    for (const std::string name : {"empty", "no-root", "not-xml", "truncated"}) {
-        parse(sourceFile("data/minimal.xml"));
-        EXPECT_EQ(parser.setTuningFile(sourceFile("tests/data/bad/" + name + ".xml")), -22);
-        parser.parseTuningFile();
-        EXPECT_FALSE(parser.isParsed() || parser.getNumOfProfiles() > 0);
-        EXPECT_TRUE(data.getProfiles().empty());
-    }
 }
 
 // Small files with one fault each; everything else in them is read as ever.
@@ -140,6 +127,11 @@ TEST_F(TuningFileParserTest, AFaultCostsWhatItTouchesAndIsNamed) {
         EXPECT_EQ(records, count);
         EXPECT_THAT(text, HasSubstr(holds));
         EXPECT_EQ(said, std::vector<std::string>(logged.empty() ? 0 : 1, logged));
+    }
+    for (const std::string file : {"empty", "no-root", "not-xml", "truncated"}) {
+        EXPECT_EQ(parser.setTuningFile(sourceFile("tests/data/bad/" + file + ".xml")), -22);
+        parser.parseTuningFile();
+        EXPECT_FALSE(parser.isParsed() || !data.getProfiles().empty()) << file;
     }
 }
 
