@@ -32,6 +32,13 @@ TEST(ParameterValuesTest, CheckAndUpdateTakesOnlyValidChanges) {
     EXPECT_FALSE(profile.isDirty());
 }
 
+TEST(ProfileTest, ASelectionIsAChangeAndAnotherNumberAnotherProfile) {
+    Profile profile(1, 3, "p", false);
+    EXPECT_FALSE(profile.isDirty() || profile.equals(Profile(1, 4, "p", false)));
+    profile.setSelectedGeqPreset(1);
+    EXPECT_TRUE(profile.isDirty());
+}
+
 struct RecordingObserver : ParamChangeObserver {
     void setSource(ParameterValues*, Endpoint endpoint, bool mono) override {
         told.push_back(std::string(nameOf(endpoint)) + (mono ? " mono" : ""));

@@ -97,19 +97,20 @@ TEST_F(DatabaseHelperTest, AnUpdateReplacesOneCopyAndNeverTheFactorys) {
     ProfileEndpoint other(1, Endpoint::OTHER, 0);
     for (const char* copy : {"default", "custom"})
         for (auto* endpoint : {&speaker, &other}) db.insertValue(endpoint, copy, -1);
-    other.setSelectedIeqPreset(2);
-    other.set(GEQ_GAIN, {3});  // has no column
+    speaker.setSelectedIeqPreset(2);
+    speaker.set(GEQ_GAIN, {3});  // has no column
     db.beginTransaction();
     for (const int boost : {4, 5}) {
-        other.set(VOLMAX_BOOST, {boost, 6});
-        for (const char* copy : {"default", "custom"}) db.updateProfileEndpointValue(&other, copy);
+        speaker.set(VOLMAX_BOOST, {boost, 6});
+        for (const char* copy : {"default", "custom"})
+            db.updateProfileEndpointValue(&speaker, copy);
     }
     EXPECT_TRUE(db.commitTransaction());
     EXPECT_EQ(log.count("E DatabaseHelper: the default value can't be updated, 1"), 2U);
     EXPECT_THAT(cells("SELECT _id, endpoint, selected_ieq_preset_id, volmax_boost FROM "
                       "profile_endpoints ORDER BY _id"),
-                ElementsAre("1", "speaker", "0", "", "2", "other", "0", "", "3", "speaker", "0", "",
-                            "4", "other", "2", "5,6"));
+                ElementsAre("1", "speaker", "0", "", "2", "other", "0", "", "3", "speaker", "2",
+                            "5,6", "4", "other", "0", ""));
 }
 
 TEST_F(DatabaseHelperTest, WhatIsWrongOrCannotBeReachedFailsAndSaysSo) {
