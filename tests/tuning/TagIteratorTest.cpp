@@ -3,8 +3,6 @@
 #include "tests/support/TestFiles.h"
 #include "tuning/TagIterator.h"
 
-#include <thread>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -83,16 +81,6 @@ TEST_F(TagIteratorTest, WhatCannotBeReadIsRefusedWithTheReason) {
     };
     for (const auto& [xml, reason] : cases) expectRefused(dir.write("file.xml", xml), reason);
     EXPECT_EQ(open("<!DOCTYPE r><r>\n<a/></r>"), 0);
-}
-
-TEST_F(TagIteratorTest, DocumentsOpenAndCloseOnManyThreads) {
-    const std::string path = dir.write("shared.xml", "<r/>");
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&] {
-            for (int round = 0; round < 100; ++round) EXPECT_EQ(TagIterator().init(path), 0);
-        });
-    }
 }
 
 TEST(IntegersTest, ReadTheNumbersOfATextUpToTheFirstThatIsNone) {
