@@ -33,7 +33,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using Clock = std::chrono::steady_clock;
 
-constexpr int32_t kUsers = 5;  // each owns a profile of the sample tuning file, and a port
+constexpr int32_t kUsers = 4;  // each owns a profile of the sample tuning file, and a port
 constexpr auto kPatience = seconds(20);
 constexpr long kMemoryTolerance = 10;  // a tenth more is tolerated
 
@@ -102,22 +102,20 @@ constexpr std::array kMisuses{
 
 /// Two devices of each user's port.
 constexpr const char* kDevices[kUsers][2]{
-    {"default_internal_speaker", "tablet_dock_speaker"}, {"default_hdmi", "hdmi_soundbar"},
-    {"default_miracast", "wireless_projector"},          {"default_headphone", "studio_headphone"},
-    {"default_bluetooth", "bluetooth_earbud"},
+    {"default_internal_speaker", "tablet_dock_speaker"},
+    {"default_hdmi", "hdmi_soundbar"},
+    {"default_miracast", "wireless_projector"},
+    {"default_headphone", "studio_headphone"},
 };
 constexpr Command kDevice{98};  // stands for the selection of one of these
 constexpr Command kNothing{99};
 
 /// A value of the service that only one user sets, and what it may be by now.
 struct Setting {
-    Command command;    ///< that sets and gets it
-    Integers address;   ///< what a set-request has before the values
-    int32_t a, b;       ///< arguments of a get-request
-    int32_t min, max;   ///< of a value: what is outside is brought into it
-    size_t length = 1;  ///< values
-    int32_t id = 0;     ///< of a parameter of the profile
-    Integers initial{};
+    Command command;     ///< that sets and gets it
+    int32_t id;          ///< of a parameter of the profile
+    int32_t min, max;    ///< of a value: what is outside is brought into it
+    int32_t length = 1;  ///< values
     /// The last saved value and those set since. Up to `certain` the daemon took them, in the life
     /// that the user knows; whether it took those behind is unknown.
     std::vector<Integers> possible{};
@@ -129,31 +127,12 @@ class User {
 public:
     User(Run& run, const TempDir& root, int32_t number, uint32_t seed)
         : mRun(run), mRoot(root), mNumber(number), mDice(seed) {
-        mSettings.push_back({kDevice, {}, 0, 0, 0, 1});
-        if (number == 0) mSettings.push_back({Command::kOn, {}, 0, 0, 0, 1});
-        if (number == 1) mSettings.push_back({Command::kSelectedProfile, {}, 0, 0, 0, kUsers - 1});
+        mSettings.push_back({kDevice, 0, 0, 1});
+        if (number == 0) mSettings.push_back({Command::kOn, 0, 0, 1});
+        if (number == 1) mSettings.push_back({Command::kSelectedProfile, 0, 0, kUsers});
         for (const auto& [id, parameter, scope, min, max, length] : kAdapterParameters) {
-            if (scope == Scope::PROFILE || scope == Scope::GEQ_PRESET) {
-                mSettings.push_back({Command::kProfileParameter,
-                                     {number, id},
-                                     id,
-                                     number,
-                                     min,
-                                     max,
-                                     static_cast<size_t>(length),
-                                     id});
-            } else if (scope == Scope::ENDPOINT && id != kVirtualBassEnable) {
-                for (const int32_t port : {0, 1, 4}) {
-                    mSettings.push_back({Command::kProfilePortParameter,
-                                         {number, port, id},
-                                         id,
-                                         number << 4 | port,
-                                         min,
-                                         max,
-                                         1,
-                                         id});
-                }
-            }
+            if (scope != Scope::PROFILE && scope != Scope::GEQ_PRESET) continue;
+            mSettings.push_back({Command::kProfileParameter, id, min, max, length});
         }
     }
 
@@ -178,11 +157,10 @@ public:
         for (Setting& setting : mSettings) {
             auto& possible = setting.possible;
             const Integers value = valueOf(setting);
-            if (possible.empty()) {
-                setting.initial = value;
-            } else if (std::find(possible.begin(), possible.end(), value) == possible.end()) {
+            if (!possible.empty() &&
+                std::find(possible.begin(), possible.end(), value) == possible.end()) {
                 mRun.fail("user " + std::to_string(mNumber) + " finds " + textOf(value) + " at " +
-                          textOf({wordOf(setting.command), setting.a, setting.b}) + " after " +
+                          textOf({wordOf(setting.command), setting.id}) + " after " +
                           textOf(possible.front()) + " to " + textOf(possible.back()));
             }
             possible = {value};
@@ -194,9 +172,7 @@ public:
 
 private:
     using Action = void (User::*)();
-    /// Settings and the values that one request gives them.
-    using Changes = std::vector<std::pair<Setting*, Integers>>;
-    static const std::array<Action, 15> kActions;
+    static const std::array<Action, 14> kActions;
     static constexpr size_t kHarmless = 8;  ///< so many at the front change no setting
 
     static std::string textOf(const Integers& values) {
@@ -223,7 +199,7 @@ private:
 
     Integers valueOf(const Setting& setting) {
         if (setting.command != kDevice) {
-            return mClient->get(setting.command, setting.a, setting.b, setting.length);
+            return mClient->get(setting.command, setting.id, mNumber, size_t(setting.length));
         }
         const auto& [first, second] = kDevices[mNumber];
         const auto name = mClient->call<std::string>("GetSelectedTuningDevice", mNumber);
@@ -237,19 +213,15 @@ private:
         arguments.insert(arguments.begin(), {wordOf(command), 0});
         send(Client::bytesOf(arguments));
     }
-    void change(const Changes& changes, const std::function<void()>& request) {
-        for (const auto& [setting, value] : changes) setting->possible.push_back(value);
+    void change(Setting& setting, const Integers& value, const std::function<void()>& request) {
+        setting.possible.push_back(value);
         try {
             request();
         } catch (const CommandError& error) {
-            for (const auto& [setting, value] : changes) {
-                if (error.exit() == Exit::kFailed) setting->possible.pop_back();
-            }
+            if (error.exit() == Exit::kFailed) setting.possible.pop_back();
             throw;
         }
-        for (const auto& [setting, value] : changes) {
-            if (mRun.life == mLife) setting->certain = setting->possible.size() - 1;
-        }
+        if (mRun.life == mLife) setting.certain = setting.possible.size() - 1;
     }
     /// What was taken is saved now.
     void forgetReplaced() {
@@ -262,42 +234,30 @@ private:
 
     void set() {
         Setting& setting = mDice.pick(mSettings);
-        const int32_t max = setting.max == kUpToIeqPresets
-                                ? mClient->get(Command::kIeqPresetCount)[0]
-                                : setting.max;
-        const int32_t beyond = setting.id != 0 ? 2 : 0;
-        Integers asked(setting.length);
-        for (int32_t& value : asked) value = mDice.roll(setting.min - beyond, max + beyond);
+        const bool isParameter = setting.command == Command::kProfileParameter;
+        const int32_t beyond = isParameter ? 2 : 0;
+        Integers asked(size_t(setting.length));
+        for (int32_t& value : asked) {
+            value = mDice.roll(setting.min - beyond, setting.max + beyond);
+        }
         Integers value = asked;
-        for (int32_t& one : value) one = std::clamp(one, setting.min, max);
-        if (setting.command == kDevice) {
-            const std::string name = kDevices[mNumber][value[0]];
-            return change({{&setting, value}},
-                          [&] { mClient->call("SetSelectedTuningDevice", mNumber, name); });
-        }
-        const bool everywhere = setting.id != 0 && mDice.below(3) == 0;
-        Changes changes;
-        for (Setting& other : mSettings) {
-            if (&other == &setting || (everywhere && other.id == setting.id)) {
-                changes.emplace_back(&other, value);
+        for (int32_t& one : value) one = std::clamp(one, setting.min, setting.max);
+        change(setting, value, [&] {
+            if (setting.command == kDevice) {
+                const std::string name = kDevices[mNumber][value[0]];
+                return mClient->call("SetSelectedTuningDevice", mNumber, name);
             }
-        }
-        Integers arguments = everywhere ? Integers{mNumber, setting.id} : setting.address;
-        arguments.insert(arguments.end(), asked.begin(), asked.end());
-        const Command command = everywhere ? Command::kProfileParameter : setting.command;
-        change(changes, [&] { send(command, arguments); });
+            if (isParameter) asked.insert(asked.begin(), {mNumber, setting.id});
+            send(setting.command, asked);
+        });
     }
+    /// In the profile that nobody owns.
     void setWhatNobodyFollows() {
-        constexpr std::array kIds{100, 101, 111, 112};
-        send(Command::kProfileParameter, {mNumber, mDice.pick(kIds), mDice.roll(0, 1)});
-    }
-    void resetProfile() {
-        if (!rarely()) return;
-        Changes changes;
-        for (Setting& setting : mSettings) {
-            if (setting.id != 0) changes.emplace_back(&setting, setting.initial);
-        }
-        change(changes, [&] { send(Command::kResetProfile, {mNumber}); });
+        const int32_t id = mDice.roll(99, 117), port = mDice.roll(-1, 7), n = mDice.roll(-1, 20);
+        const size_t which = mDice.below(30);
+        if (which == 0) return send(Command::kResetProfile, {kUsers});
+        if (which < 15) return send(Command::kProfileParameter, {kUsers, id, n});
+        send(Command::kProfilePortParameter, {kUsers, port, id, n});
     }
     bool rarely() { return mDice.below(20) == 0; }
     void verifyRarely() {  // for it has everything saved
@@ -348,12 +308,14 @@ private:
     std::vector<Setting> mSettings;
 };
 
-constexpr std::array<User::Action, 15> User::kActions{
-    &User::call,         &User::call,         &User::call,
-    &User::call,         &User::call,         &User::misuse,
-    &User::reload,       &User::die,          &User::set,
-    &User::set,          &User::set,          &User::verifyRarely,
-    &User::talkNonsense, &User::resetProfile, &User::setWhatNobodyFollows,
+constexpr std::array<User::Action, 14> User::kActions{
+    &User::call,         &User::call,
+    &User::call,         &User::call,
+    &User::call,         &User::misuse,
+    &User::reload,       &User::die,
+    &User::set,          &User::set,
+    &User::set,          &User::verifyRarely,
+    &User::talkNonsense, &User::setWhatNobodyFollows,
 };
 
 /// What a process holds.
