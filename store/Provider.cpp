@@ -4,6 +4,7 @@
 
 #include "model/Integers.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <log/log.h>
@@ -14,7 +15,11 @@ namespace velora {
 namespace {
 
 constexpr std::string_view kDatabaseFile = "kiv_sqlite3.db";
-constexpr int kMaxProfiles = 256;
+
+bool isProfileNumber(int number) {
+    constexpr int kMaxProfiles = 256;
+    return number >= 0 && number < kMaxProfiles;
+}
 
 template <typename Record>
 Record completed(Record record) {
@@ -48,7 +53,7 @@ int Provider::init() {
         ALOGD("%s(): Total %d profiles found", __func__, static_cast<int>(profiles.size()));
     }
     for (const auto& [number, name] : profiles) {
-        if (number < 0 || number >= kMaxProfiles) {
+        if (!isProfileNumber(number)) {
             ALOGE("there can't be a profile %d", number);
             continue;
         }
@@ -96,8 +101,10 @@ bool Provider::isEmpty() const { return mDatabase.isEmpty(); }
 size_t Provider::failedReads() const { return mDatabase.failedReads(); }
 
 bool Provider::isComplete() {
-    return mDatabase.hasLayout() &&
-           !mDatabase.queryNames(TableType::PROFILES, kDefaultName).empty();
+    if (!mDatabase.hasLayout()) return false;
+    const auto profiles = mDatabase.queryNames(TableType::PROFILES, kDefaultName);
+    return std::any_of(profiles.begin(), profiles.end(),
+                       [](const auto& profile) { return isProfileNumber(profile.first); });
 }
 
 bool Provider::isDamaged() const { return mDatabase.isDamaged(); }
