@@ -1,14 +1,16 @@
 // A block of any bytes is refused, or is exactly the words of its entries.
 
 #include "effect/SfxEffect.h"
+#include "fuzz/Check.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
 #include <log/log.h>
 #include <velora/EffectParamParser.h>
 #include <velora/SfxParamStore.h>
+
+using velora::fuzz::check;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     __android_log_set_logger([](const __android_log_message*) {});
@@ -30,11 +32,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         ++entries;
         fewNames = fewNames && entry->device < 16 && entry->id < 16;
     }
-    if (valid && (words[1] != entries || words.size() * 4 != size ||
-                  memcmp(words.data(), block.data(), size) != 0)) {
-        abort();
-    }
-
+    check(!valid || (words[1] == entries && words.size() * 4 == size &&
+                     memcmp(words.data(), block.data(), size) == 0));
     if (!fewNames) return 0;
 
     int commits = 0;
@@ -42,6 +41,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     store.setListener([&] { ++commits; });
     velora::SfxEffect::sendSharedStore(block.data(), bytes);
     store.setListener(nullptr);
-    if (commits != (valid ? 1 : 0)) abort();
+    check(commits == (valid ? 1 : 0));
     return 0;
 }

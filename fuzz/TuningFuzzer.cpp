@@ -1,8 +1,8 @@
 // A tuning file of any bytes ends in an error or in complete records.
 
+#include "fuzz/Check.h"
 #include "tuning/TuningFileParser.h"
 
-#include <cstdlib>
 #include <set>
 #include <string>
 
@@ -13,14 +13,11 @@
 
 namespace {
 
+using velora::fuzz::check;
+
 template <typename Record>
-void check(const velora::DeviceData::Records<Record>& records) {
-    for (const Record* record : records) {
-        if (record->size() != Record::kStoredParams.size()) abort();
-        for (const auto& [parameter, values] : *record) {
-            if (!Record::kStoredParams.contains(parameter)) abort();
-        }
-    }
+void checkAll(const velora::DeviceData::Records<Record>& records) {
+    for (const Record* record : records) velora::fuzz::checkComplete(*record);
 }
 
 }  // namespace
@@ -29,24 +26,23 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     __android_log_set_logger([](const __android_log_message*) {});
     __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
     static const int file = memfd_create("tuning", 0);
-    if (ftruncate(file, 0) != 0 || pwrite(file, data, size, 0) != static_cast<ssize_t>(size))
-        abort();
+    check(ftruncate(file, 0) == 0 && pwrite(file, data, size, 0) == static_cast<ssize_t>(size));
 
     velora::TuningFileParser parser;
     if (parser.setTuningFile("/proc/self/fd/" + std::to_string(file)) != 0) return 0;
     parser.parseTuningFile();
     velora::DeviceData& contents = *parser.getDeviceData();
     contents.validateData();
-    check(contents.getTunings());
-    check(contents.getProfiles());
-    check(contents.getProfileEndpoints());
-    check(contents.getIeqPresets());
-    check(contents.getGeqPresets());
+    checkAll(contents.getTunings());
+    checkAll(contents.getProfiles());
+    checkAll(contents.getProfileEndpoints());
+    checkAll(contents.getIeqPresets());
+    checkAll(contents.getGeqPresets());
     std::set<std::string> names;
     for (const auto* tuning : contents.getTunings()) names.insert(tuning->getName());
     for (const auto* device : contents.getDeviceTunings()) {
-        if (!names.contains(device->getTuning())) abort();
+        check(names.contains(device->getTuning()));
     }
-    if (contents.getProfileEndpoints().size() != 3 * contents.getProfiles().size()) abort();
+    check(contents.getProfileEndpoints().size() == 3 * contents.getProfiles().size());
     return 0;
 }

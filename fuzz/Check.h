@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdlib>
+
+namespace velora::fuzz {
+
+inline void check(bool holds) {
+    if (!holds) abort();
+}
+
+/// A record has all parameters of its table and no other.
+template <typename Record>
+void checkComplete(const Record& record) {
+    check(record.size() == Record::kStoredParams.size());
+    for (const auto& [parameter, values] : record) check(Record::kStoredParams.contains(parameter));
+}
+
+}  // namespace velora::fuzz

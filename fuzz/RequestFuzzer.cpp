@@ -1,0 +1,95 @@
+// Requests of any bytes: an answer is written whole and within its room or not at all, a command
+// changes nothing of its buffer but the result, and all settings still read within their range.
+//
+// An input is a row of requests, each of a byte for the kind (255: a command; else the room of an
+// answer), one for the length, and the buffer.
+
+#include "context/SndContextManager.h"
+#include "fuzz/Check.h"
+#include "fuzz/Root.h"
+#include "service/ParameterAdapter.h"
+#include "service/VeloraManagerService.h"
+#include "tests/support/RecordingClient.h"
+
+#include <cstring>
+
+#include <fuzzer/FuzzedDataProvider.h>
+
+namespace {
+
+using android::sp;
+using velora::fuzz::check;
+using velora::test::Bytes;  // of the exact size, so that reading or writing beyond it is noticed
+using Service = android::VeloraManagerService;
+
+constexpr uint8_t kCommandKind = 255;
+constexpr uint8_t kUnwritten = 0x5a;
+constexpr uint32_t kAmpleRoom = 256;
+
+void set(Service& service, velora::test::RecordingClient& client, Bytes request) {
+    check(service.setSfxParam(request.data(), static_cast<uint32_t>(request.size())) == 0);
+    Bytes update = client.take(1).at(0);
+    check(update.size() == request.size());
+    if (update.size() >= 8) memcpy(&update[4], &request[4], 4);  // the result
+    check(update == request);
+}
+
+Bytes get(Service& service, Bytes request, uint32_t room) {
+    Bytes answer(room, kUnwritten);
+    const auto size = static_cast<uint32_t>(request.size());
+    check(service.getSfxParam(request.data(), size, answer.data(), room) == 0);
+    return answer;
+}
+
+/// `answer` had less room than `ample`, in which any answer fits.
+void checkRoom(const Bytes& answer, const Bytes& ample) {
+    Bytes same = answer;
+    same.resize(ample.size(), kUnwritten);
+    check(same == ample || answer == Bytes(answer.size(), kUnwritten));
+}
+
+void checkSettings(velora::SndContext& context, int profile) {
+    velora::ParameterAdapter adapter(&context);
+    for (const auto& [id, parameter, scope, min, max, length] : velora::kAdapterParameters) {
+        if (parameter == velora::VIRTUALIZER_ENABLE) continue;  // is stored as it comes
+        auto values = adapter.getParameter(profile, id);
+        check(values.size() == static_cast<size_t>(length));
+        for (const auto endpoint : velora::kEndpoints) {
+            const auto more = adapter.getProfileEndpointParameter(profile, endpoint, id);
+            values.insert(values.end(), more.begin(), more.end());
+        }
+        const int presets = context.getNumOfIeqPresets();
+        const int last = max == velora::kUpToIeqPresets ? presets : max;
+        for (const int value : values) check(value >= min && value <= last);
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static const velora::fuzz::Root root("data/multimedia_velora_kiv_default.xml");
+    static const auto service = sp<Service>::make();
+    static const auto client = sp<velora::test::RecordingClient>::make();
+    static const bool entered =
+        (service->registerClient(client, 0, 1), client->take(1).size() == 1);
+    check(entered);
+    FuzzedDataProvider input(data, size);
+    while (input.remaining_bytes() >= 2) {
+        const Bytes head = input.ConsumeBytes<uint8_t>(2);
+        const Bytes request = input.ConsumeBytes<uint8_t>(head[1]);
+        if (head[0] == kCommandKind) {
+            set(*service, *client, request);
+        } else {
+            checkRoom(get(*service, request, head[0]), get(*service, request, kAmpleRoom));
+        }
+    }
+    auto& context = *velora::SndContextManager::getInstance().getSndContext();
+    for (int profile = 0; profile < context.getNumOfProfiles(); ++profile) {
+        if (!context.isProfileModified(profile)) continue;
+        checkSettings(context, profile);
+        context.resetProfile(profile);  // all inputs begin with the same settings
+    }
+    context.setSelectedProfile(0);
+    context.setSfxOn(true);
+    return 0;
+}

@@ -1,0 +1,104 @@
+// A settings store whose rows hold anything is loaded into complete records, is sent to the effect,
+// and what is saved then is loaded again.
+//
+// An input is a row of changes to a fresh store, each of five bytes (table, row, column, kind,
+// length) and as many bytes of a value.
+
+#include "context/SndContextManager.h"
+#include "fuzz/Check.h"
+#include "fuzz/Root.h"
+#include "service/SndManager.h"
+#include "store/Schema.h"
+
+#include <string>
+#include <vector>
+
+#include <fuzzer/FuzzedDataProvider.h>
+#include <sqlite3.h>
+
+namespace {
+
+using velora::fuzz::check;
+
+/// Where each byte of a change stands, and what its kinds are.
+enum { kTable, kRow, kColumn, kKind, kLength, kHeader };
+enum { kText, kBlob, kNull, kDeleted, kDoubled, kKinds };
+
+void change(sqlite3* database, const std::vector<uint8_t>& header, const std::string& value) {
+    const velora::TableSchema& table = velora::kTables[header[kTable] % velora::kNumTables];
+    std::vector<std::string_view> columns{"_id", "custom_name"};
+    for (const auto& attribute : table.attributes) columns.push_back(attribute.column);
+    for (const auto parameter : table.params) columns.push_back(infoOf(parameter).column);
+    const int kind = header[kKind] % kKinds;
+    const std::string name(table.name);
+    const std::string column(columns[header[kColumn] % columns.size()]);
+    const std::string sql = kind == kDeleted   ? "DELETE FROM " + name
+                            : kind == kDoubled ? "INSERT INTO " + name + " SELECT * FROM " + name
+                                               : "UPDATE " + name + " SET " + column + "=?";
+    const std::string place = " WHERE rowid=" + std::to_string(1 + header[kRow] % 16);
+    const auto size = static_cast<int>(value.size());
+    sqlite3_stmt* statement = nullptr;  // stays null for a column that this table doesn't have
+    sqlite3_prepare_v2(database, (sql + place).c_str(), -1, &statement, nullptr);
+    if (kind == kText) sqlite3_bind_text(statement, 1, value.data(), size, SQLITE_STATIC);
+    if (kind == kBlob) sqlite3_bind_blob(statement, 1, value.data(), size, SQLITE_STATIC);
+    sqlite3_step(statement);
+    sqlite3_finalize(statement);
+}
+
+/// All settings and the tunings in force.
+std::string checkedContents() {
+    velora::SndContext& context = *velora::SndContextManager::getInstance().getSndContext();
+    std::string text;
+    const auto take = [&](const auto& record) {
+        velora::fuzz::checkComplete(record);
+        text += record.valuesToString();
+    };
+    for (int id = 0; id < context.getNumOfProfiles(); ++id) {
+        take(*context.getProfile(id));
+        take(*context.getProfileGeq(id));
+        for (const auto endpoint : velora::kEndpoints) {
+            take(*context.getProfileEndpoint(id, endpoint));
+            take(*context.getContext(id)->getSelectedIeqPreset(endpoint));
+        }
+    }
+    for (const auto port : velora::kSupportedPorts) {
+        if (const auto* const tuning = context.getSelectedTuning(port)) take(*tuning);
+    }
+    return text;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static const velora::fuzz::Root root("data/minimal.xml");
+    auto& manager = velora::SndContextManager::getInstance();  // at first it makes the store
+    manager.release();
+    static const std::string fresh = velora::test::contentsOf(root.database());
+    std::ofstream(root.database(), std::ios::binary) << fresh;
+
+    sqlite3* database = nullptr;
+    check(sqlite3_open(root.database().c_str(), &database) == SQLITE_OK);
+    sqlite3_exec(database, "PRAGMA journal_mode=OFF; BEGIN", nullptr, nullptr, nullptr);
+    FuzzedDataProvider input(data, size);
+    while (input.remaining_bytes() >= kHeader) {
+        const auto header = input.ConsumeBytes<uint8_t>(kHeader);
+        change(database, header, input.ConsumeBytesAsString(header[kLength]));
+    }
+    check(sqlite3_exec(database, "COMMIT", nullptr, nullptr, nullptr) == SQLITE_OK);
+    sqlite3_close(database);
+
+    std::string contents;
+    {
+        velora::SndManager facade;
+        check(facade.init() == 0);
+        contents = checkedContents();
+        if (facade.getNumOfProfiles() > 16) return 0;  // to save hundreds would take a second
+        check(facade.saveSndStateAndSettings());
+    }
+    manager.release();
+    manager.init();
+    check(checkedContents() == contents);
+    manager.getSndContext()->resetProfile(0);
+    checkedContents();
+    return 0;
+}
