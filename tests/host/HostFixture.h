@@ -22,9 +22,6 @@ namespace velora::test {
 
 using host::Client;
 
-inline const std::string kVelorad = VELORA_BIN "/velorad";
-inline const std::string kVeloractl = VELORA_BIN "/veloractl";
-
 /// What a program that ran to its end left.
 struct Outcome {
     int exit;
@@ -35,9 +32,10 @@ struct Outcome {
 /// A directory with the sample tuning file as the root of the system, on a bus of the test's own.
 class HostFixture : public testing::Test {
 protected:
+    HostFixture() { addTuning(); }
     void TearDown() override {
         if (daemon) {
-            EXPECT_EQ(daemon->end(SIGTERM), 0) << contentsOf(logFile);
+            EXPECT_EQ(daemon->end(SIGTERM), 0) << contentsOf(file("log"));
         }
     }
 
@@ -45,17 +43,22 @@ protected:
         root.write("odm/etc/velora/multimedia_velora_kiv_default.xml",
                    contentsOf(sourceFile("data/multimedia_velora_kiv_default.xml")));
     }
+    void removeTuning() { std::filesystem::remove_all(root.path() / "odm"); }
 
     /// Starts a daemon, by way of `launcher`, and waits until it is on the bus.
-    void start(const std::vector<std::string>& options = {},
-               const std::vector<std::string>& launcher = {}) {
-        std::vector<std::string> command = launcher;
-        command.insert(command.end(),
-                       {kVelorad, "--user", "--log-level", "debug", "--root", root.path()});
-        command.insert(command.end(), options.begin(), options.end());
-        const size_t before = logged(" serves ");
-        daemon = std::make_unique<Process>(command, logFile);
-        ASSERT_TRUE(waitFor([&] { return logged(" serves ") > before; })) << contentsOf(logFile);
+    void start(const std::string& options = "", const std::string& launcher = "") {
+        const size_t before = count("log", " serves ");
+        daemon = std::make_unique<Process>(launcher +
+                                           " " VELORA_BIN "/velorad --user --log-level debug " +
+                                           options + " --root " + file("") + " 2>>" + file("log"));
+        ASSERT_TRUE(awaitIn("log", " serves ", before + 1)) << contentsOf(file("log"));
+    }
+    /// Starts a `veloractl watch` into a file and waits until it is told of clients.
+    std::unique_ptr<Process> watch(const std::string& name, const std::string& options = "") {
+        auto watcher = std::make_unique<Process>(VELORA_BIN "/veloractl --user watch " + options +
+                                                 " >" + file(name) + " 2>&1");
+        EXPECT_TRUE(awaitIn(name, "clients changed"));
+        return watcher;
     }
 
     /// A connection of its own.
@@ -63,17 +66,12 @@ protected:
         return std::make_unique<Client>(host::made<host::Bus>(sd_bus_open_user, "connect"));
     }
 
-    /// Runs a shell command line, with veloractl and the bus tools to hand.
+    /// Runs a line of shell.
     Outcome run(const std::string& line) {
-        const std::string errors = root.path() / "stderr";
-        const std::string path = "PATH=" VELORA_BIN ":$PATH; ";
-        FILE* const pipe = popen((path + "exec 2>" + errors + "; " + line).c_str(), "r");
-        Outcome outcome{};
-        for (int c = 0; (c = fgetc(pipe)) != EOF;) outcome.out.push_back(static_cast<char>(c));
-        const int status = pclose(pipe);
-        outcome.exit = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        outcome.err = contentsOf(errors);
-        return outcome;
+        root.write("line", "PATH=" VELORA_BIN ":$PATH; " + line);
+        Process shell("sh " + file("line") + " >" + file("out") + " 2>" + file("err"));
+        const int exit = shell.wait();
+        return {exit, contentsOf(file("out")), contentsOf(file("err"))};
     }
     Outcome ctl(const std::string& arguments) { return run("veloractl --user " + arguments); }
 
@@ -86,13 +84,17 @@ protected:
         return true;
     }
 
-    static size_t countIn(const std::string& file, const std::string& text) {
-        const std::string all = contentsOf(file);
-        size_t count = 0;
-        for (size_t at = 0; (at = all.find(text, at)) != std::string::npos; ++at) ++count;
-        return count;
+    std::string file(const std::string& name) const { return root.path() / name; }
+    /// How often a file holds a text.
+    size_t count(const std::string& name, const std::string& text) const {
+        const std::string all = contentsOf(file(name));
+        size_t found = 0;
+        for (size_t at = 0; (at = all.find(text, at)) != std::string::npos; ++at) ++found;
+        return found;
     }
-    size_t logged(const std::string& text) const { return countIn(logFile, text); }
+    bool awaitIn(const std::string& name, const std::string& text, size_t times = 1) const {
+        return waitFor([&] { return count(name, text) >= times; });
+    }
 
     /// Keeps everybody else from the store while it stands.
     std::unique_ptr<DatabaseHelper> holdStore() {
@@ -102,19 +104,7 @@ protected:
         return store;
     }
 
-    /// A change that only the saving of settled changes brings to the store.
-    void setAmount(Client& from, int32_t amount) {
-        const auto request =
-            Client::bytesOf({host::wordOf(host::Command::kProfileParameter), 0, 0, 106, amount});
-        EXPECT_EQ(from.call<int32_t>("SetSfxParam", request), 0);
-        EXPECT_TRUE(waitFor([&] { return amountOf(from) == amount; }));
-    }
-    static int32_t amountOf(Client& from) {
-        return from.get(host::Command::kProfileParameter, 106, 0)[0];
-    }
-
     TempDir root;
-    const std::string logFile = root.path() / "log";
     std::unique_ptr<Process> daemon;
 };
 

@@ -1,21 +1,13 @@
 #pragma once
 
-#include "context/SndContextManager.h"
 #include "service/VeloraManagerService.h"
 #include "service/Words.h"
-#include "store/Provider.h"
-#include "tests/support/LogCapture.h"
+#include "tests/context/ContextFixture.h"
 #include "tests/support/RecordingClient.h"
-#include "tests/support/TestFiles.h"
 
+#include <algorithm>
 #include <cstring>
-#include <string>
-#include <vector>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <velora/RootPrefix.h>
+#include <thread>
 
 namespace velora::test {
 
@@ -32,34 +24,26 @@ inline Bytes bytesOf(const std::vector<int32_t>& words) {
 constexpr int32_t command(int number) { return number << 24; }
 
 /// A service on a fresh root directory with the sample tuning file, and the log.
-class ServiceFixture : public testing::Test {
+class ServiceFixture : public ContextFixture {
 protected:
-    ServiceFixture() {
-        setRootPrefix(dir.path().string());
-        SndContextManager::getInstance().release();
-        std::filesystem::create_directories(dir.path() / "data/vendor/velora");
-        install(contentsOf(sourceFile("data/multimedia_velora_kiv_default.xml")));
-        service = sp<android::VeloraManagerService>::make();
-        LogCapture::clear();
-    }
-    ~ServiceFixture() override { endProcess(); }
+    ServiceFixture() { LogCapture::clear(); }
+    ~ServiceFixture() override { endService(); }
 
-    void install(const std::string& xml) {
-        dir.write("odm/etc/velora/multimedia_velora_kiv_default.xml", xml);
-    }
-
+    /// Waits for services that end on their own looper threads, too.
     void endService() {
         if (service) service->shutdown();
         service.clear();
-    }
-    /// What is left afterwards is what is stored.
-    void endProcess() {
-        endService();
-        SndContextManager::getInstance().release();
+        const auto isLooper = [](const auto& task) {
+            return contentsOf(task.path() / "comm") == "VeloraManagerSe\n";
+        };
+        using Tasks = std::filesystem::directory_iterator;
+        while (std::any_of(Tasks("/proc/self/task"), Tasks(), isLooper)) std::this_thread::yield();
+        SndManager().getSndOn();  // takes the lock that they held last, and so sees what they did
     }
     /// As a new process, with a plain client in it.
     sp<RecordingClient> restart() {
-        endProcess();
+        endService();
+        manager().release();
         service = sp<android::VeloraManagerService>::make();
         return enter(0, 7);
     }
@@ -76,6 +60,10 @@ protected:
         return service->getIntParam(android::fourCharacters(name));
     }
 
+    void reload() { service->setIntParam(android::fourCharacters("RLTF"), 0); }
+    void selectDevice(int port, std::string name) {
+        service->setSelectedTuningDevice(port, name.data(), static_cast<int>(name.size()));
+    }
     int setBytes(Bytes request) {
         return service->setSfxParam(request.data(), static_cast<uint32_t>(request.size()));
     }
@@ -84,9 +72,8 @@ protected:
     /// The answer to a get-request.
     std::vector<int32_t> askBytes(Bytes request, uint32_t room = 128) {
         std::vector<int32_t> out(32, 77);
-        EXPECT_EQ(service->getSfxParam(request.data(), static_cast<uint32_t>(request.size()),
-                                       out.data(), room),
-                  0);
+        const auto size = static_cast<uint32_t>(request.size());
+        EXPECT_EQ(service->getSfxParam(request.data(), size, out.data(), room), 0);
         while (!out.empty() && out.back() == 77) out.pop_back();
         return out;
     }
@@ -99,9 +86,7 @@ protected:
         return ask({command(2), id, profile << 4 | port});
     }
 
-    TempDir dir;
-    LogCapture log;
-    sp<android::VeloraManagerService> service;
+    sp<android::VeloraManagerService> service = sp<android::VeloraManagerService>::make();
 };
 
 }  // namespace velora::test

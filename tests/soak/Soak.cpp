@@ -373,10 +373,8 @@ private:
     }
 
     void launch() {
-        const std::string program = VELORA_BIN "/velorad";
-        const std::vector<std::string> command{program, "--user", "--log-level",
-                                               "error", "--root", mRoot.path()};
-        mDaemon.emplace(command, mLog);
+        mDaemon.emplace(VELORA_BIN "/velorad --user --log-level error --root " +
+                        mRoot.path().string() + " >>" + mLog + " 2>&1");
     }
     void start() {
         launch();

@@ -4,33 +4,23 @@
 #include <string>
 #include <system_error>
 #include <utility>
-#include <vector>
 
-#include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace velora::test {
 
-/// A program that runs beside the test, its output in a file; killed at the end of the scope.
+/// A program that runs beside the test, started by a line of shell; killed at the end of the scope.
 class Process {
 public:
     /// Throws std::system_error if it can't be started.
-    Process(const std::vector<std::string>& command, const std::string& output) {
-        std::vector<char*> arguments;
-        for (const auto& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
-        arguments.push_back(nullptr);
-        posix_spawn_file_actions_t files;
-        posix_spawn_file_actions_init(&files);
-        for (const int fd : {STDOUT_FILENO, STDERR_FILENO}) {
-            posix_spawn_file_actions_addopen(&files, fd, output.c_str(),
-                                             O_WRONLY | O_CREAT | O_APPEND, 0600);
-        }
-        const int error =
-            posix_spawnp(&mPid, arguments[0], &files, nullptr, arguments.data(), environ);
-        posix_spawn_file_actions_destroy(&files);
-        if (error != 0) throw std::system_error(error, std::generic_category(), command[0]);
+    explicit Process(const std::string& line) {
+        std::string program = "exec " + line;
+        std::string shell = "sh", option = "-c";
+        char* const arguments[] = {shell.data(), option.data(), program.data(), nullptr};
+        const int error = posix_spawn(&mPid, "/bin/sh", nullptr, nullptr, arguments, environ);
+        if (error != 0) throw std::system_error(error, std::generic_category(), line);
     }
     ~Process() { end(SIGKILL); }
     Process(const Process&) = delete;
