@@ -22,6 +22,10 @@ namespace velora::test {
 
 using host::Client;
 
+/// Name on the bus and path of the service.
+inline const std::string kObject =
+    "vendor.velora_sp.hardware.kmssp.V2_0 /vendor/velora_sp/hardware/kmssp/V2_0 ";
+
 /// What a program that ran to its end left.
 struct Outcome {
     int exit;
@@ -66,12 +70,27 @@ protected:
         return std::make_unique<Client>(host::made<host::Bus>(sd_bus_open_user, "connect"));
     }
 
-    /// Runs a line of shell.
+    /// Runs a line of shell, in which `call` calls an operation of the service.
     Outcome run(const std::string& line) {
-        root.write("line", "PATH=" VELORA_BIN ":$PATH; " + line);
+        root.write("line", "PATH=" VELORA_BIN ":$PATH; call() { busctl --user call " + kObject +
+                               "vendor.velora_sp.hardware.kmssp.V2_0.IKms \"$@\"; }; " + line);
         Process shell("sh " + file("line") + " >" + file("out") + " 2>" + file("err"));
         const int exit = shell.wait();
         return {exit, contentsOf(file("out")), contentsOf(file("err"))};
+    }
+    /// Runs the lines of a session after their prompts. It holds what each says, on either stream,
+    /// and its exit status unless that is 0.
+    void expectTranscript(const std::string& name) {
+        const std::string expected = contentsOf(sourceFile("tests/data/" + name));
+        std::istringstream lines(expected);
+        std::string session;
+        for (std::string line; std::getline(lines, line);) {
+            if (!line.starts_with("$ ")) continue;
+            const Outcome outcome = run(line.substr(2));
+            session += line + "\n" + outcome.out + outcome.err;
+            if (outcome.exit != 0) session += "exit " + std::to_string(outcome.exit) + "\n";
+        }
+        EXPECT_EQ(session, expected);
     }
     Outcome ctl(const std::string& arguments) { return run("veloractl --user " + arguments); }
 

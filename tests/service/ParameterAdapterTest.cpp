@@ -9,34 +9,16 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using Values = SndContext::Values;
 
-/// What clients are told of each parameter, and where it is held: on the speaker's, headphone's and
-/// other endpoint (S, H, O), on the profile (P), on its GEQ preset (G).
-struct Documented {
-    int id;
-    Parameter parameter;
-    std::string_view where;
-    int min, max;
-    size_t length = 1;
-};
+/// Where parameters of a scope are held: on the speaker's, headphone's and other endpoint (S, H,
+/// O), on the profile (P), on its GEQ preset (G).
 constexpr char kHolders[] = "SHOPG";
-constexpr Documented kDocumented[] = {
-    {100, VIRTUALIZER_ENABLE, "H", -1000, 1000},  // taken as it is
-    {101, VIRTUALIZER_ENABLE, "S", -1000, 1000},
-    {102, VOLUME_LEVELER_ENABLE, "SHO", 0, 1},
-    {103, IEQ_ID, "SHO", 0, 4},  // the presets of the sample, off among them
-    {104, DIALOG_ENHANCER_ENABLE, "SHO", 0, 1},
-    {105, GRAPHIC_EQUALIZER_ENABLE, "SHO", 0, 1},
-    {106, IEQ_AMOUNT, "SHO", 0, 16},
-    {107, DIALOG_ENHANCER_AMOUNT, "SHO", 0, 16},
-    {108, DIALOG_ENHANCER_DUCKING, "SHO", 0, 16},
-    {109, GEQ_GAIN, "G", -576, 576, 20},
-    {110, BASS_ENHANCER_ENABLE, "SHO", 0, 1},
-    {111, VIRTUAL_BASS_ENABLE, "S", 0, 1},  // refused on the others
-    {112, HEADPHONE_VIRTUALIZER_STEERER_SOURCE_DISTANCE, "SHO", 4, 160},
-    {113, REVERB_SUPPRESSION_ENABLE, "P", 0, 1},
-    {114, REVERB_SUPPRESSION_AMOUNT, "P", 0, 9},
-    {115, VOLUME_LEVELER_AMOUNT, "SHO", 0, 10},
-};
+std::string_view holdersOf(const AdapterParameter& row) {
+    if (row.id == kVirtualBassEnable) return "S";  // refused on the others
+    if (row.scope == Scope::HEADPHONE) return "H";
+    if (row.scope == Scope::SPEAKER) return "S";
+    if (row.scope == Scope::PROFILE) return "P";
+    return row.scope == Scope::GEQ_PRESET ? "G" : "SHO";
+}
 
 class ParameterAdapterTest : public test::ContextFixture {
 protected:
@@ -72,19 +54,22 @@ protected:
 };
 
 TEST_F(ParameterAdapterTest, EachParameterIsBroughtIntoItsRangeAndWrittenWhereItLives) {
-    for (const Documented& row : kDocumented) {
+    for (const AdapterParameter& row : kAdapterParameters) {
         SCOPED_TRACE(row.id);
         const auto before = held(row.parameter);
-        for (const auto& [asked, written] : {std::pair{-1000, row.min}, {1000, row.max}}) {
-            const Values expected(row.length, written);
-            EXPECT_EQ(set(row.id, Values(row.length, asked)), expected);
+        const auto length = static_cast<size_t>(row.length);
+        const std::string_view where = holdersOf(row);
+        const bool raw = row.scope == Scope::HEADPHONE || row.scope == Scope::SPEAKER;
+        const int max = row.parameter == IEQ_ID ? 4 : row.max;  // the presets, off among them
+        for (const auto& [asked, written] : {std::pair{-1000, row.min}, {1000, max}}) {
+            const Values expected(length, raw ? asked : written);
+            EXPECT_EQ(set(row.id, Values(length, asked)), expected);
             EXPECT_EQ(adapter.getParameter(0, row.id), expected);
-            EXPECT_EQ(held(row.parameter), with(before, row.where, expected));
+            EXPECT_EQ(held(row.parameter), with(before, where, expected));
         }
-        EXPECT_EQ(adapter.getParameterLength(row.id), static_cast<int>(row.length));
-        const bool own = row.where == "SHO" || row.id == 111;
+        const bool own = row.scope == Scope::ENDPOINT || row.scope == Scope::STEERING;
         const auto written = held(row.parameter);
-        const Values low(row.length, row.min);
+        const Values low(length, row.min);
         EXPECT_EQ(setOn(Endpoint::SPEAKER, row.id, low), own ? low : Values{});
         EXPECT_EQ(held(row.parameter), with(written, own ? "S" : "", low));
     }
