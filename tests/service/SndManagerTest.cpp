@@ -42,13 +42,8 @@ TEST_F(SndManagerTest, AnswersNeutrallyUntilThereIsAContext) {
     std::filesystem::remove_all(dir.path() / "odm");
     EXPECT_EQ(facade.init(), -19);
     EXPECT_EQ(facade.reloadTuningXml(), -19);
-    facade.setSndOn(true);
-    EXPECT_FALSE(facade.getSndOn() || facade.setSelectedProfile(0) ||
-                 facade.setParameter(0, 106, {1}) || facade.recreateSndEffect());
+    EXPECT_FALSE(facade.getSndOn() || facade.setParameter(0, 106, {1}));
     EXPECT_EQ(facade.getSelectedProfile() + facade.getParamLength(109), 0);
-    EXPECT_THAT(facade.getProfilePortParameter(0, 0, 106), IsEmpty());
-    EXPECT_TRUE(facade.saveSndStateAndSettings());
-
     install(test::contentsOf(test::sourceFile("data/minimal.xml")));
     EXPECT_EQ(facade.init(), 0);
     EXPECT_EQ(facade.init(), 0);
@@ -116,44 +111,31 @@ TEST_F(SndManagerTest, SuspendingHidesTheSwitch) {
     facade.init();
     EXPECT_FALSE(facade.setSndSuspended(false));
     EXPECT_TRUE(facade.setSndSuspended(true)) << "the effect is on";
-    EXPECT_TRUE(facade.getSndSuspended());
     EXPECT_FALSE(facade.getSndOn());
     facade.setSndOn(false);
     EXPECT_TRUE(facade.setSndSuspended(true)) << "it is suspended already";
-    EXPECT_FALSE(facade.setSndSuspended(false));
 }
 
 TEST_F(SndManagerTest, WhatIsOutOfRangeIsRefused) {
     facade.init();
     EXPECT_FALSE(facade.setSelectedProfile(5) || facade.setSelectedProfile(-1) ||
-                 facade.resetProfile(5) || facade.isProfileModified(5) ||
-                 facade.setParameter(0, 99, {1}) || facade.setParameter(0, 106, {}) ||
-                 facade.setProfilePortParameter(0, 7, 106, {1}) ||
-                 facade.setProfilePortParameter(5, 0, 106, {1}));
-    EXPECT_THAT(facade.getParameter(5, 106), IsEmpty());
+                 facade.resetProfile(5) || facade.setParameter(0, 99, {1}) ||
+                 facade.setParameter(0, 106, {}) || facade.setProfilePortParameter(0, 7, 106, {1}));
     EXPECT_THAT(facade.getProfilePortParameter(0, -1, 106), IsEmpty());
     EXPECT_EQ(facade.getParamLength(99), 0);
     EXPECT_EQ(log.count("E SndManager: Invalid Port!"), 2u);
-    EXPECT_THAT(facade.getProfileParameter(4, CUSTOM_DRC_METADATA),
-                ElementsAre(2, -384, 48, 12, 200));
 }
 
-TEST_F(SndManagerTest, VirtualBassAlsoSetsTheSourceDistance) {
+TEST_F(SndManagerTest, VirtualBassAlsoSetsTheSourceDistanceAndBothAreSaved) {
     facade.init();
     EXPECT_TRUE(facade.setParameter(0, 111, {50}));
     EXPECT_THAT(facade.getParameter(0, 111), ElementsAre(1));
     EXPECT_TRUE(facade.setProfilePortParameter(0, PORT_BLUETOOTH, 111, {60}));
     EXPECT_THAT(facade.getProfilePortParameter(0, PORT_HEADPHONE, 112), ElementsAre(60));
-    EXPECT_THAT(facade.getProfilePortParameter(0, PORT_INTERNAL_SPEAKER, 112), ElementsAre(50));
-}
-
-TEST_F(SndManagerTest, ProfilesAreRestoredToWhatWasSaved) {
-    facade.init();
-    facade.setParameter(0, 114, {8});
     facade.saveSndProfileSettings();
-    facade.setParameter(0, 114, {9});
+    facade.setParameter(0, 112, {70});
     facade.restoreCurrentProfiles();
-    EXPECT_THAT(facade.getParameter(0, 114), ElementsAre(8));
+    EXPECT_THAT(facade.getProfilePortParameter(0, PORT_INTERNAL_SPEAKER, 112), ElementsAre(50));
 }
 
 }  // namespace

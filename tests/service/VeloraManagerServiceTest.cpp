@@ -30,12 +30,9 @@ TEST_F(VeloraManagerServiceTest, AnswersNeutrallyUntilARegistrationInitialises) 
     char buffer[] = "untouched";
     EXPECT_EQ(service->setSfxParam(buffer, 4), -19);
     EXPECT_EQ(service->getSfxParam(buffer, 4, buffer, 4), -19);
-    EXPECT_THAT((std::vector{key("SFXO"), key("SPKM"), key("SPKP"), key("APMO"), key("AGSG"),
-                             key("DEAM"), key("DTFV")}),
-                ElementsAre(0, 0, 0, 0, 0, -1, -19));
-    service->getAvailableTuningDevices(0, buffer, 4);
+    EXPECT_THAT((std::vector{key("SFXO"), key("SPKM"), key("AGSG"), key("DEAM"), key("DTFV")}),
+                ElementsAre(0, 0, 0, -1, -19));
     selectDevice(0, "none");
-    EXPECT_EQ(errors("getAvailableTuningDevices SndManager doesn't initialize!"), 1U);
     EXPECT_EQ(errors("setSelectedTuningDevice SndManager doesn't initialize!"), 1U);
     reload();
     remove(0, 1);  // nothing to save yet
@@ -131,23 +128,21 @@ TEST_F(VeloraManagerServiceTest, UpdatesGoToEveryClientInKeyOrderWhateverAnother
     EXPECT_EQ(clients[0]->take(2), (std::vector<Bytes>{{1, 2, 3}, {}}));
 }
 
-TEST_F(VeloraManagerServiceTest, AnAnswerIsWrittenWholeOrNotAtAll) {
+TEST_F(VeloraManagerServiceTest, BuffersMayBeShortOrNone) {
     enter(0, 1);
-    const std::vector<int32_t> gains{-96, -84, -60, -48, -36, -12, 0,  2,  8, 16,
-                                     22,  24,  28,  36,  40,  34,  22, 16, 0, -16};
-    EXPECT_EQ(ask({command(1), 109, 4}, 80), gains);
-    EXPECT_THAT(ask({command(1), 109, 4}, 79), IsEmpty());
-    EXPECT_EQ(errors("packAndReceiveParam : Invalid output length, not enough buffer!"), 1U);
-    for (const int32_t unknown : {command(5), 3, command(3) | 1})
-        EXPECT_THAT(ask({unknown}), IsEmpty());
     for (const Bytes& tooShort : {Bytes{0, 0}, Bytes{}})  // answered from zeros
         EXPECT_EQ(askBytes(tooShort, 4), std::vector{1});
     EXPECT_EQ(errors("packAndReceiveParam : Invalid input length!"), 2U);
+    EXPECT_THAT(ask({command(1), 109, 4}, 79), IsEmpty());
     EXPECT_EQ(service->getSfxParam(nullptr, 4, nullptr, 4), 0);
+    EXPECT_EQ(errors("packAndReceiveParam : Invalid output length, not enough buffer!"), 2U);
     service->getAvailableTuningDevices(1, nullptr, 100);
-    EXPECT_EQ(errors("getAvailableTuningDevices not enough buffer for transferring device name "
-                     "lists for port 1"),
-              1U);
+    EXPECT_EQ(errors("getAvailableTuningDevices not enough ..."), 1U);
+    service->setSelectedTuningDevice(1, nullptr, 3);
+    service->setSelectedTuningDevice(1, nullptr, -1);
+    EXPECT_EQ(errors("setSelectedTuningDevice invalid name of length -1"), 1U);
+    EXPECT_EQ(service->setSfxParam(nullptr, 12), -22);
+    EXPECT_EQ(setBytes(Bytes(android::VeloraManagerService::kMaxRequestSize + 1)), -22);
 }
 
 TEST_F(VeloraManagerServiceTest, TheFormatVersionIsThreeNumbersBelowAThousand) {
@@ -167,30 +162,6 @@ TEST_F(VeloraManagerServiceTest, TheFormatVersionIsThreeNumbersBelowAThousand) {
         EXPECT_EQ(key("DTFV"), number) << version;
     }
     EXPECT_EQ(errors("XML version 2.0.0.1 is not in Major.Minor.Maintain format!"), 1U);
-}
-
-TEST_F(VeloraManagerServiceTest, IntegersAreReadByTheirKeys) {
-    EXPECT_EQ(key("LCTM"), -1000);
-    const auto client = enter(0, 1);
-    EXPECT_EQ(key("ADEV"), 2);
-    EXPECT_GE(key("LCTM"), 0);
-    EXPECT_THAT((std::vector{key("AGSG"), key("CHCT"), key("NONE")}), ElementsAre(-24, 2, -1));
-    const auto state = [&] {
-        return std::vector{key("APMO"), key("SFXO"), key("SPKM"), key("SPKP"), key("DEAM")};
-    };
-    set({command(2), 0, 0, 0, 108, 9});
-    client->take(1);
-    EXPECT_THAT(state(), ElementsAre(0, 1, 0, 0, 9));
-    set({command(2), 0, 0, 0, 105, 0});  // the graphic equaliser goes off
-    client->take(1);
-    EXPECT_EQ(key("DEAM"), 0);
-    set({command(0), 0, 0});
-    set({command(10), 0, 4});
-    set({command(1), 0, 4, 105, 1});
-    set({command(1), 0, 4, 108, 4});
-    selectDevice(0, "handheld_speaker");
-    client->take(5);
-    EXPECT_THAT(state(), ElementsAre(1, 0, 1, 1, 4));
 }
 
 }  // namespace
