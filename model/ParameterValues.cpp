@@ -18,6 +18,7 @@ std::vector<ParameterValues::Entry>::iterator ParameterValues::placeOf(Parameter
 }
 
 ParameterValues::Entry& ParameterValues::entryOf(Parameter parameter) {
+    if (mValues.empty()) mValues.reserve(getValidParams().size());
     auto place = placeOf(parameter);
     if (place == mValues.end() || place->parameter != parameter) {
         place = mValues.insert(place, {parameter, {}});

@@ -71,37 +71,51 @@ int XmlLibrary::sDocuments = 0;
 std::thread::id XmlLibrary::sThread;
 bool XmlLibrary::sShared = false;
 
-/// The bytes of a plain file that isn't larger than a tuning file may be; else the reason why not.
-struct FileContents {
-    explicit FileContents(const std::string& path) {
-        const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+/// A plain file as libxml2's input, as long as it isn't larger than a tuning file may be: whatever
+/// its size was, it may be growing.
+class InputFile {
+public:
+    explicit InputFile(const std::string& path)
+        : mFd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
         struct stat info {};
-        if (fd < 0 || fstat(fd, &info) != 0) {
-            error = std::generic_category().message(errno);
+        if (mFd < 0 || fstat(mFd, &info) != 0) {
+            mError = std::generic_category().message(errno);
         } else if (!S_ISREG(info.st_mode)) {
-            error = "not a file";
-        } else {
-            readAll(fd);
+            mError = "not a file";
+        } else if (info.st_size > static_cast<off_t>(TagIterator::kMaxFileSize)) {
+            mError = kTooLarge;
         }
-        if (fd >= 0) close(fd);
+    }
+    InputFile(const InputFile&) = delete;
+    InputFile& operator=(const InputFile&) = delete;
+    ~InputFile() {
+        if (mFd >= 0) close(mFd);
     }
 
-    std::string bytes;
-    std::string error;
+    /// Why it can't be used; empty as long as it can.
+    const std::string& error() const { return mError; }
+
+    /// Number of the bytes read, 0 at the end, -1 on failure, which libxml2 takes for the end.
+    static int read(void* self, char* bytes, int size) {
+        return static_cast<InputFile*>(self)->read(bytes, static_cast<size_t>(size));
+    }
 
 private:
-    // Up to the bound whatever the file's size was: it may be growing.
-    void readAll(int fd) {
-        char part[1 << 16];
-        ssize_t count = 0;
-        while (bytes.size() <= TagIterator::kMaxFileSize) {
-            count = read(fd, part, sizeof part);
-            if (count <= 0) break;
-            bytes.append(part, static_cast<size_t>(count));
+    static constexpr char kTooLarge[] = "too large";
+
+    int read(char* bytes, size_t size) {
+        const ssize_t count = ::read(mFd, bytes, size);
+        if (count < 0) {
+            mError = std::generic_category().message(errno);
+        } else if ((mSize += static_cast<size_t>(count)) > TagIterator::kMaxFileSize) {
+            mError = kTooLarge;
         }
-        if (count < 0) error = std::generic_category().message(errno);
-        if (bytes.size() > TagIterator::kMaxFileSize) error = "too large";
+        return mError.empty() ? static_cast<int>(count) : -1;
     }
+
+    const int mFd;
+    size_t mSize = 0;
+    std::string mError;
 };
 
 /// Reads one document as the format wants it, whatever the process has set for itself in libxml2:
@@ -128,10 +142,10 @@ public:
     DocumentReader& operator=(const DocumentReader&) = delete;
     ~DocumentReader() { xmlFreeParserCtxt(mContext); }
 
-    /// Null if it can't be read; then `error` says why.
-    xmlDoc* read(const std::string& bytes, const std::string& path) {
-        return xmlCtxtReadMemory(mContext, bytes.data(), static_cast<int>(bytes.size()),
-                                 path.c_str(), nullptr, XML_PARSE_COMPACT);
+    /// Null if it can't be read; then `error` says why, unless the file's does.
+    xmlDoc* read(InputFile& file, const std::string& path) {
+        return xmlCtxtReadIO(mContext, InputFile::read, nullptr, &file, path.c_str(), nullptr,
+                             XML_PARSE_COMPACT);
     }
     /// The first thing found wrong: "line 3: ...".
     const std::string& error() const { return mError; }
@@ -185,11 +199,12 @@ int TagIterator::init(const std::string& path) {
 }
 
 xmlDoc* TagIterator::readDocument(const std::string& path) {
-    const FileContents file(path);
+    InputFile file(path);
     DocumentReader reader;
-    xmlDoc* const document = file.error.empty() ? reader.read(file.bytes, path) : nullptr;
+    xmlDoc* document = file.error().empty() ? reader.read(file, path) : nullptr;
+    if (!file.error().empty()) xmlFreeDoc(std::exchange(document, nullptr));
     if (document == nullptr) {
-        const std::string& reason = file.error.empty() ? reader.error() : file.error;
+        const std::string& reason = file.error().empty() ? reader.error() : file.error();
         ALOGE("fail to call xmlReadFile,  %d", kReadCheck);
         ALOGE("%s: %s", path.c_str(), reason.c_str());
     }
@@ -246,9 +261,9 @@ const xmlAttr* TagIterator::firstAttr() const {
 }
 
 // No entities, so a value is one text.
-std::string TagIterator::valueOf(const xmlAttr* attribute) {
+std::string_view TagIterator::valueOf(const xmlAttr* attribute) {
     const xmlNode* const text = attribute->children;
-    return std::string(textOf(text != nullptr ? text->content : nullptr));
+    return textOf(text != nullptr ? text->content : nullptr);
 }
 
 bool TagIterator::checkCurrent() const {
@@ -279,18 +294,20 @@ void TagIterator::parseNodeWithName(Names names, std::vector<std::string>& value
     if (!checkCurrent() || !isElementNode()) return;
     if (!names.empty()) values.resize(names.size());
     for (const xmlAttr* a = firstAttr(); a != nullptr; a = a->next) {
-        std::string value = valueOf(a);
-        if (names.empty()) values.push_back(std::move(value));
-        for (size_t i = 0; i < names.size(); ++i) {
-            if (names[i] == textOf(a->name)) values[i] = std::exchange(value, {});
+        const auto name = std::find(names.begin(), names.end(), textOf(a->name));
+        if (name != names.end()) {
+            values[static_cast<size_t>(name - names.begin())] = valueOf(a);
+        } else if (names.empty()) {
+            values.emplace_back(valueOf(a));
         }
     }
 }
 
 std::string TagIterator::getAttr(std::string_view name) const {
-    std::vector<std::string> values;
-    if (isElementNode()) parseNodeWithName({&name, 1}, values);
-    return values.empty() ? std::string() : values.front();
+    for (const xmlAttr* a = firstAttr(); a != nullptr; a = a->next) {
+        if (textOf(a->name) == name) return std::string(valueOf(a));
+    }
+    return {};
 }
 
 }  // namespace velora

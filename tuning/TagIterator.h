@@ -76,7 +76,7 @@ public:
 
 private:
     _xmlDoc* readDocument(const std::string& path);
-    static std::string valueOf(const _xmlAttr* attribute);
+    static std::string_view valueOf(const _xmlAttr* attribute);
     const _xmlAttr* firstAttr() const;
     bool checkCurrent() const;
 

@@ -15,11 +15,10 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-/// The named attributes of the node that `it` stands on; empty unless it is an element.
-Texts readBand(const TagIterator& it, TagIterator::Names names) {
-    Texts texts;
+/// The named attributes of the element that `it` stands on; empty texts for those it hasn't.
+void readBand(const TagIterator& it, TagIterator::Names names, Texts& texts) {
+    texts.assign(names.size(), {});
     it.parseNodeWithName(names, texts);
-    return texts;
 }
 
 /// Reads a list of bands of two columns, three levels below the current element. `isBand` is asked
@@ -28,10 +27,11 @@ template <typename IsBand>
 std::array<std::vector<int>, 2> readPresetBands(TagIterator& it, TagIterator::Names names,
                                                 IsBand isBand) {
     std::array<std::string, 2> columns;
+    Texts band;
     for (const Descent below(it, 3); below && it.isCurValid(); it.next()) {
         if (!it.isElementNode()) continue;
         if (!isBand()) break;
-        const Texts band = readBand(it, names);
+        readBand(it, names, band);
         for (size_t i = 0; i < columns.size(); ++i) columns[i].append(band[i]).push_back(',');
     }
     // As one text, so that a list ends at the first band that has no number for it.
@@ -46,8 +46,10 @@ template <size_t N, typename Take>
 std::array<std::vector<int>, N> readBands(TagIterator& it,
                                           const std::array<std::string_view, N>& names, Take take) {
     std::array<std::vector<int>, N> values;
+    Texts band;
     for (const Descent below(it); below && it.isCurValid(); it.next()) {
-        const Texts band = readBand(it, names);
+        if (!it.isElementNode()) continue;
+        readBand(it, names, band);
         for (size_t i = 0; i < band.size(); ++i) take(i, band[i], values[i]);
     }
     return values;
