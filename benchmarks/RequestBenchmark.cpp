@@ -7,7 +7,9 @@
 #include "effect/SfxEffect.h"
 #include "service/VeloraManagerService.h"
 
+#include <chrono>
 #include <semaphore>
+#include <thread>
 
 #include <benchmark/benchmark.h>
 
@@ -45,7 +47,10 @@ struct Service {
             service->registerClient(sp<Client>::make(i == clients ? &told : nullptr), 0,
                                     static_cast<uint32_t>(i));
         }
+        // Each registration is told to all: until the last of them has come, and nothing more.
         told.acquire();
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        while (told.try_acquire()) continue;
     }
     ~Service() {
         service->shutdown();
