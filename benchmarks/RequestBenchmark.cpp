@@ -39,12 +39,18 @@ private:
     Signal* const mTold;
 };
 
-/// A service on the sample with `clients` of them, all told of each other.
+/// What a service has.
+struct Load {
+    int clients = 1;
+    Scale scale = {};
+};
+
+/// A service whose clients have all been told of each other.
 struct Service {
-    explicit Service(int clients) {
+    explicit Service(Load load) : root(load.scale) {
         SndContextManager::getInstance().release();
-        for (int i = 1; i <= clients; ++i) {
-            service->registerClient(sp<Client>::make(i == clients ? &told : nullptr), 0,
+        for (int i = 1; i <= load.clients; ++i) {
+            service->registerClient(sp<Client>::make(i == load.clients ? &told : nullptr), 0,
                                     static_cast<uint32_t>(i));
         }
         // Each registration is told to all: until the last of them has come, and nothing more.
@@ -63,8 +69,8 @@ struct Service {
     sp<android::VeloraManagerService> service = sp<android::VeloraManagerService>::make();
 };
 
-void setOurs(benchmark::State& state, int clients) {
-    Service fixture(clients);
+void setOurs(benchmark::State& state, Load load) {
+    Service fixture(load);
     int32_t words[] = {1 << 24, 0, 0, 114, 0};  // the profile's reverb suppression amount
     for (auto _ : state) {
         words[4] ^= 1;
@@ -73,8 +79,8 @@ void setOurs(benchmark::State& state, int clients) {
     }
 }
 
-void getOurs(benchmark::State& state, int /*unused*/) {
-    Service fixture(1);
+void getOurs(benchmark::State& state, Load load) {
+    Service fixture(load);
     int32_t words[] = {1 << 24, 114, 0};
     int32_t answer = 0;
     for (auto _ : state) {
@@ -83,7 +89,7 @@ void getOurs(benchmark::State& state, int /*unused*/) {
     }
 }
 
-void postFloor(benchmark::State& state, int /*unused*/) {
+void postFloor(benchmark::State& state, Load /*unused*/) {
     struct Handler : android::AHandler {
         void onMessageReceived(const sp<android::AMessage>&) override { ran.release(); }
         Signal ran{0};
@@ -145,10 +151,13 @@ void resendFloor(benchmark::State& state, int /*unused*/) {
 }
 
 [[maybe_unused]] const bool kAdded = [] {
-    addRatio("set a parameter, 1 client", 2, setOurs, postFloor, 1);
-    addRatio("set a parameter, 50 clients", 2, setOurs, postFloor, 50);
-    addRatio("set a parameter, 500 clients", kNoGoal, setOurs, postFloor, 500);
-    addRatio("get a parameter", 2, getOurs, postFloor, 1);
+    addRatio("set a parameter, 1 client", 2, setOurs, postFloor, {});
+    addRatio("set a parameter, 50 clients", 2, setOurs, postFloor, {.clients = 50});
+    addRatio("get a parameter", 2, getOurs, postFloor, {});
+    // How a request grows.
+    addRatio("set a parameter, 500 clients", kNoGoal, setOurs, postFloor, {.clients = 500});
+    addRatio("set a parameter, tunings and profiles x 16", kNoGoal, setOurs, postFloor,
+             {.scale = {.tunings = 16, .profiles = 16}});
     addRatio("resend all parameters", 3, resendOurs, resendFloor, 1);
     return true;
 }();
