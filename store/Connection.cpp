@@ -16,7 +16,7 @@ constexpr int kBusyTimeoutMs = 2000;  // nobody else should use the file at all
 
 /// FULL would leave out the directory: after a loss of power a journal that had been deleted could
 /// be back, and roll back a transaction that was reported as stored.
-constexpr char kDurable[] = "PRAGMA journal_mode=DELETE; PRAGMA synchronous=EXTRA";
+constexpr char kDurable[] = "PRAGMA synchronous=EXTRA; PRAGMA journal_mode=DELETE";
 
 }  // namespace
 
@@ -71,7 +71,10 @@ std::unique_ptr<Connection> Connection::open(const std::string& path) {
 
 Connection::~Connection() { sqlite3_close(mHandle); }
 
-void Connection::makeDurable() const { sqlite3_exec(mHandle, kDurable, nullptr, nullptr, nullptr); }
+void Connection::makeDurable() const {
+    if (sqlite3_exec(mHandle, kDurable, nullptr, nullptr, nullptr) == SQLITE_OK) return;
+    ALOGE("a loss of power may take stored settings along: %s", lastError());
+}
 
 const char* Connection::lastError() const { return sqlite3_errmsg(mHandle); }
 
@@ -81,8 +84,11 @@ bool Connection::isInTransaction() const { return sqlite3_get_autocommit(mHandle
 
 int64_t Connection::lastRow() const { return sqlite3_last_insert_rowid(mHandle); }
 
+static_assert(Statement::kOk == SQLITE_OK && Statement::kRow == SQLITE_ROW &&
+              Statement::kDone == SQLITE_DONE);
+
 Statement::Statement(const Connection& connection, const std::string& sql)
-    : mResult(sqlite3_prepare_v2(connection.handle(), sql.c_str(), static_cast<int>(sql.size()),
+    : mResult(sqlite3_prepare_v2(connection.mHandle, sql.c_str(), static_cast<int>(sql.size()),
                                  &mHandle, nullptr)) {
     if (mHandle == nullptr && mResult == SQLITE_OK) mResult = SQLITE_MISUSE;  // no statement
 }

@@ -41,8 +41,8 @@ public:
     Connection& operator=(const Connection&) = delete;
     ~Connection();
 
-    sqlite3* handle() const { return mHandle; }
-    /// From now on a transaction is on the disk when it is reported stored.
+    /// From now on a transaction is on the disk when it is reported stored. If that can't be had, a
+    /// line says so.
     void makeDurable() const;
     const char* lastError() const;
     int lastResult() const;
@@ -51,6 +51,7 @@ public:
     int64_t lastRow() const;
 
 private:
+    friend class Statement;
     explicit Connection(sqlite3* handle) : mHandle(handle) {}
 
     sqlite3* const mHandle;
@@ -59,12 +60,17 @@ private:
 /// A prepared statement; goes before its connection.
 class Statement {
 public:
+    // SQLite's numbers for what isn't a failure.
+    static constexpr int kOk = 0;
+    static constexpr int kRow = 100;
+    static constexpr int kDone = 101;
+
     Statement(const Connection& connection, const std::string& sql);
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
     ~Statement();
 
-    /// How the preparation went: SQLITE_OK, or why it failed.
+    /// How the preparation went: kOk, or SQLite's number for why it failed.
     int result() const { return mResult; }
 
     // Arguments are counted from 1. A text must stand until the statement is reset.
@@ -72,7 +78,7 @@ public:
     void bind(int index, int64_t value);
     void bind(std::initializer_list<std::string_view> texts);
 
-    /// SQLite's number: SQLITE_ROW, SQLITE_DONE, or why it failed.
+    /// kRow, kDone, or SQLite's number for why it failed.
     int step();
     /// The row that the last step came to; `row` is empty or another row of the same run.
     void readRow(std::vector<RowData>& row);

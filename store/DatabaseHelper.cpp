@@ -9,8 +9,6 @@
 #include <system_error>
 #include <utility>
 
-#include <sqlite3.h>
-
 #include <log/log.h>
 #include <velora/RootPrefix.h>
 
@@ -264,6 +262,7 @@ bool DatabaseHelper::commitTransaction() {
     const bool stored = mTransaction == Transaction::OPEN && execSQL("COMMIT") == kOk;
     mTransaction = Transaction::NONE;
     if (!stored) {
+        forgetRows();
         ALOGE("the transaction failed, nothing of it is stored");
         if (mConnection != nullptr && mConnection->isInTransaction()) execSQL("ROLLBACK");
     }
@@ -290,7 +289,7 @@ int DatabaseHelper::execSQL(const std::string& sql) {
     }
     forgetRows();
     Statement statement(*mConnection, sql);
-    if (statement.result() != SQLITE_OK) {
+    if (statement.result() != Statement::kOk) {
         ALOGD("failed to prepare SQL : %s", sql.c_str());
         noteResult(statement.result());
         return kFailed;
@@ -304,7 +303,7 @@ int DatabaseHelper::write(const std::string& sql, Arguments arguments) {
         return kFailed;
     }
     if (!isStorable(arguments)) return kFailed;
-    int prepared = SQLITE_OK;
+    int prepared = Statement::kOk;
     Statement* const statement = prepare(sql, &prepared);
     if (statement == nullptr) {
         ALOGD("failed to prepare SQL : %s", sql.c_str());
@@ -322,7 +321,7 @@ int DatabaseHelper::runWrite(Statement& statement, const std::string& sql) {
     if (mTransaction == Transaction::FAILED) return kFailed;
     const int result = statement.step();
     statement.reset();
-    if (result == SQLITE_DONE) return kOk;
+    if (result == Statement::kDone) return kOk;
     ALOGE("failed to exec SQL: %s", sql.c_str());
     noteResult(result);
     return kFailed;
@@ -333,7 +332,7 @@ Statement* DatabaseHelper::prepare(const std::string& sql, int* result) {
     if (statement == nullptr) {
         statement = std::make_unique<Statement>(*mConnection, sql);
         *result = statement->result();
-        if (*result != SQLITE_OK) {
+        if (*result != Statement::kOk) {
             noteResult(*result);
             mStatements.erase(sql);
             return nullptr;
@@ -349,7 +348,7 @@ bool DatabaseHelper::getAllRows(const std::string& sql, Arguments arguments,
         ALOGE("the database is not connected");
         return false;
     }
-    int result = SQLITE_OK;
+    int result = Statement::kOk;
     Statement* const statement = prepare(sql, &result);
     if (statement == nullptr) {
         ALOGE("failed to prepare sql command: %s, ret = %d, line %d", sql.c_str(), result,
@@ -358,12 +357,12 @@ bool DatabaseHelper::getAllRows(const std::string& sql, Arguments arguments,
     }
     statement->bind(arguments);
     std::vector<RowData> row;
-    for (result = statement->step(); result == SQLITE_ROW; result = statement->step()) {
+    for (result = statement->step(); result == Statement::kRow; result = statement->step()) {
         statement->readRow(row);
         visit(row);
     }
     statement->reset();
-    if (result != SQLITE_DONE) {
+    if (result != Statement::kDone) {
         ALOGE("Unknow error... %d", result);
         noteResult(result);
         return false;
@@ -372,38 +371,45 @@ bool DatabaseHelper::getAllRows(const std::string& sql, Arguments arguments,
     return true;
 }
 
-DatabaseHelper::RowIndex& DatabaseHelper::indexOf(TableType table) {
+/// Null if the table can't be read.
+DatabaseHelper::RowIndex* DatabaseHelper::indexOf(TableType table) {
     auto& index = mRowIndexes[static_cast<size_t>(table)];
-    if (!index) {
-        index.emplace();
-        const auto add = [&](std::span<const RowData> row) {
-            std::string key;
-            for (const RowData& part : row.subspan(1)) addPart(key, part.text);
-            (*index)[key].push_back(row[0].integer);
-        };
-        if (!getAllRows(infoOf(table).indexSql, {}, add)) abortTransaction();
+    if (index) return &*index;
+    RowIndex rows;
+    const auto add = [&](std::span<const RowData> row) {
+        std::string key;
+        for (const RowData& part : row.subspan(1)) addPart(key, part.text);
+        rows[key].push_back(row[0].integer);
+    };
+    if (!getAllRows(infoOf(table).indexSql, {}, add)) {
+        abortTransaction();
+        return nullptr;
     }
-    return *index;
+    return &index.emplace(std::move(rows));
 }
 
 // In a bracket nobody else changes the file: rows are looked up where they were found.
 bool DatabaseHelper::getRows(TableType table, Arguments key, const RowVisitor& visit) {
     const TableInfo& info = infoOf(table);
     if (mDepth == 0) return getAllRows(info.findSql, key, visit);
-    const RowIndex& index = indexOf(table);
-    const auto rows = index.find(keyOf(key));
-    if (rows == index.end()) return true;
+    const RowIndex* const index = indexOf(table);
+    if (index == nullptr) return false;
+    const auto rows = index->find(keyOf(key));
+    if (rows == index->end()) return true;
     return std::all_of(rows->second.begin(), rows->second.end(), [&](int64_t row) {
         return getAllRows(info.rowSql, {std::to_string(row)}, visit);
     });
 }
 
 void DatabaseHelper::deleteRows(TableType table, Arguments key) {
-    RowIndex& index = indexOf(table);
-    const auto rows = index.find(keyOf(key));
-    if (rows == index.end()) return;
-    for (const int64_t row : rows->second) write(infoOf(table).deleteSql, {std::to_string(row)});
-    index.erase(rows);
+    RowIndex* const index = indexOf(table);
+    if (index == nullptr) return;
+    const auto rows = index->find(keyOf(key));
+    if (rows == index->end()) return;
+    for (const int64_t row : rows->second) {
+        if (write(infoOf(table).deleteSql, {std::to_string(row)}) != kOk) return;
+    }
+    index->erase(rows);
     mRowCounts[static_cast<size_t>(table)].reset();
 }
 
@@ -416,12 +422,12 @@ int64_t DatabaseHelper::getRowCount(TableType table) {
     if (known) return *known;
     const std::string sql = std::string("SELECT COUNT(*) FROM ").append(schemaOf(table).name);
     Statement statement(*mConnection, sql);
-    if (statement.result() != SQLITE_OK) {
+    if (statement.result() != Statement::kOk) {
         ALOGE("failed to prepare SQL: %s", sql.c_str());
         noteResult(statement.result());
         return -1;
     }
-    if (const int result = statement.step(); result != SQLITE_ROW) {
+    if (const int result = statement.step(); result != Statement::kRow) {
         ALOGE("can't count the rows of %s", schemaOf(table).name.data());
         noteResult(result);
         return -1;
@@ -453,7 +459,7 @@ int64_t DatabaseHelper::insertRow(TableType table, std::span<const std::string_v
     if (!isStorable(values)) return id;
     const TableInfo& info = infoOf(table);
     const std::string& sql = info.insertSql;
-    int prepared = SQLITE_OK;
+    int prepared = Statement::kOk;
     Statement* const statement = prepare(sql, &prepared);
     if (statement == nullptr) {
         ALOGD("failed to prepare SQL : %s", sql.c_str());
@@ -593,26 +599,33 @@ bool DatabaseHelper::queryTuning(std::string_view name, Tuning* tuning) {
     return queryRecord(TableType::TUNINGS, {name}, tuning, "Tuning doesn't exist!");
 }
 
+// The columns that a row is told by are asked for by their names: the table may be another's.
 template <typename Record>
-bool DatabaseHelper::queryRecords(TableType table, const Finder<Record>& find) {
-    const std::string sql = std::string("SELECT * FROM ").append(schemaOf(table).name);
+bool DatabaseHelper::queryRecords(TableType table, const char* endpoint,
+                                  const Finder<Record>& find) {
+    const std::string sql = std::string("SELECT profile_id, custom_name, ")
+                                .append(endpoint)
+                                .append(", * FROM ")
+                                .append(schemaOf(table).name);
     return getAllRows(sql, {}, [&](std::span<const RowData> row) {
-        const int profileId = row[2].number();
-        if (row[2].text != std::to_string(profileId)) return;  // nobody asks for it
-        if (Record* const record = find(profileId, row[1].text, row[3].text)) fill(*record, row);
+        const int profileId = row[0].number();
+        if (row[0].text != std::to_string(profileId)) return;  // nobody asks for it
+        if (Record* const record = find(profileId, row[1].text, row[2].text)) {
+            fill(*record, row.subspan(3));
+        }
     });
 }
 
 bool DatabaseHelper::queryGeqValues(const Finder<GeqPreset>& find) {
-    return queryRecords(TableType::GEQ_PRESETS, find);
+    return queryRecords(TableType::GEQ_PRESETS, "''", find);
 }
 
 bool DatabaseHelper::queryProfileValues(const Finder<Profile>& find) {
-    return queryRecords(TableType::PROFILES, find);
+    return queryRecords(TableType::PROFILES, "''", find);
 }
 
 bool DatabaseHelper::queryEndpointValues(const Finder<ProfileEndpoint>& find) {
-    return queryRecords(TableType::PROFILE_ENDPOINTS, find);
+    return queryRecords(TableType::PROFILE_ENDPOINTS, "endpoint", find);
 }
 
 bool DatabaseHelper::queryDeviceTunings(std::string_view port,

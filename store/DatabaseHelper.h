@@ -62,7 +62,7 @@ public:
 
     /// No table stands: nothing was ever stored.
     bool isEmpty() const { return mEmpty; }
-    /// All tables stand, with the columns that this code reads and writes.
+    /// All tables stand as this version makes them.
     bool hasLayout();
     /// The file was found to be no database, or damaged: what it gave can't be trusted.
     bool isDamaged() const { return mDamaged; }
@@ -155,7 +155,7 @@ private:
     void begin(const char* sql);
     void forgetState();
     void forgetRows();
-    /// Null if it failed, with SQLite's number in `result`.
+    /// Null if it failed, with the number why in `result`.
     Statement* prepare(const std::string& sql, int* result);
     int runWrite(Statement& statement, const std::string& sql);
     /// Runs a statement with arguments bound to its question marks; if it fails, so does the
@@ -163,7 +163,7 @@ private:
     int write(const std::string& sql, Arguments arguments);
     void noteResult(int result);
 
-    RowIndex& indexOf(TableType table);
+    RowIndex* indexOf(TableType table);
     bool getRows(TableType table, Arguments key, const RowVisitor& visit);
     void deleteRows(TableType table, Arguments key);
     bool isStorable(std::span<const std::string_view> values) const;
@@ -175,7 +175,7 @@ private:
     template <typename Record>
     bool queryRecord(TableType table, Arguments key, Record* record, const char* missing);
     template <typename Record>
-    bool queryRecords(TableType table, const Finder<Record>& find);
+    bool queryRecords(TableType table, const char* endpoint, const Finder<Record>& find);
     void updateConfigurationValue(std::string_view key, std::string_view value);
     void clearOem(TableType table, const char* message);
 

@@ -72,7 +72,7 @@ int Provider::init() {
     }
     mNumOfIeqPresets = static_cast<int>(presets.size());
     mIeqPresets.resize(presets.size() + 1);
-    if (mReading) readAhead();
+    if (mReading && !mDefaults.empty()) readAhead();
     return mDefaults.empty() ? android::BAD_VALUE : 0;
 }
 

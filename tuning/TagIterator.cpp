@@ -294,11 +294,10 @@ void TagIterator::parseNodeWithName(Names names, std::vector<std::string>& value
     if (!checkCurrent() || !isElementNode()) return;
     if (!names.empty()) values.resize(names.size());
     for (const xmlAttr* a = firstAttr(); a != nullptr; a = a->next) {
-        const auto name = std::find(names.begin(), names.end(), textOf(a->name));
-        if (name != names.end()) {
-            values[static_cast<size_t>(name - names.begin())] = valueOf(a);
-        } else if (names.empty()) {
-            values.emplace_back(valueOf(a));
+        std::string_view value = valueOf(a);
+        if (names.empty()) values.emplace_back(value);
+        for (size_t i = 0; i < names.size(); ++i) {
+            if (names[i] == textOf(a->name)) values[i] = std::exchange(value, {});
         }
     }
 }
