@@ -29,7 +29,6 @@ protected:
         for (const Port port : SndContext::kSupportedPorts) {
             text << context.getSelectedTuningDevice(port)
                  << context.getSelectedTuning(port)->valuesToString();
-            for (const auto& device : context.getAvailableTuningDevice(port)) text << device;
         }
         return text.str();
     }
@@ -58,9 +57,7 @@ TEST_F(SndContextManagerTest, AColdStartTakesTheStateOfTheFile) {
     manager().init();
     EXPECT_EQ(manager().getSndContext(), nullptr);
     install(sample);
-    log.clear();
     SndContext& context = restart();
-    EXPECT_EQ(log.count("E ..."), 0U);
     EXPECT_TRUE(context.getSfxOn() && context.isSelected(0) && !context.isProfileModified(4));
     EXPECT_EQ(SndContextManager::getSignature(dir.write("abc", "abc")),
               "900150983cd24fb0d6963f7d28e17f72");
@@ -122,7 +119,6 @@ TEST_F(SndContextManagerTest, SettingsThatCannotBeReadAreLeftAloneUntilTheyCan) 
         other.beginTransaction();
         manager().init();
         EXPECT_EQ(manager().getSndContext(), nullptr);
-        EXPECT_EQ(log.count("E SndContextManager: The stored settings couldn't be ..."), 1U);
     }
     manager().init();
     EXPECT_EQ(stateOf(*manager().getSndContext()), changed);
@@ -137,7 +133,6 @@ TEST_F(SndContextManagerTest, AFileThatCannotBeUsedReplacesNothing) {
         install(bad);
         EXPECT_EQ(stateOf(restart()), changed);
     }
-    EXPECT_EQ(log.count("E SndContextManager: XML parses error!!"), 2U);
     installOem(extra);
     EXPECT_NE(manager().loadOemTuning(), 0) << "the store has another default file";
     install(sample);
@@ -149,12 +144,6 @@ TEST_F(SndContextManagerTest, TheExtraFileAddsAndTheDefaultsWin) {
     SndContext& context = restart();
     EXPECT_THAT(context.getAvailableTuningDevice(PORT_HEADPHONE),
                 testing::ElementsAre("default_headphone", "studio_headphone", "sport_in_ear"));
-    for (const char* line :
-         {"Found OEM tuning [headphone_studio] already exists in the default tuning XML, drop it.",
-          "Drop OEM Device Tuning with tuning.name [headphone_studio] (duplicate in default xml)",
-          "Found OEM device ID [usb_dac] already exists in the default tuning XML, drop it."}) {
-        EXPECT_EQ(log.count("I SndContextManager: " + std::string(line)), 1U) << line;
-    }
 
     RecordingObserver observer;
     EXPECT_TRUE(context.setSelectedTuning(PORT_HEADPHONE, "sport_in_ear", false));
@@ -173,10 +162,7 @@ TEST_F(SndContextManagerTest, TheExtraFileAddsAndTheDefaultsWin) {
     EXPECT_NE(merge("<broken"), 0);
     EXPECT_EQ(observer.take().size(), 0U);
     EXPECT_EQ(merge(noExtra), 0);
-    EXPECT_EQ(
-        log.count("W SndContext: Current selected tuning dev[sport_in_ear] is not available for "
-                  "port[headphone], revert to use dev[default_headphone]."),
-        1U);
+    EXPECT_EQ(context.getSelectedTuningDevice(PORT_HEADPHONE), "default_headphone");
     context.unregisterObserver(&observer);
 }
 
@@ -191,7 +177,7 @@ TEST_F(SndContextManagerTest, WhatIsStoredButGoneGivesWayToTheFirst) {
     DatabaseHelper("kiv_sqlite3.db").updateSelectedProfile("Profile", "5");
     SndContext& again = restart();
     EXPECT_EQ(again.getSelectedTuningDevice(PORT_HEADPHONE), "default_headphone");
-    EXPECT_EQ(log.count("W SndContext: There is no profile 5, profile 0 is selected"), 1U);
+    EXPECT_TRUE(again.isSelected(0));
 
     for (const char* name : {"my_usb", "usb"}) {  // the first that there is, the port's own
         install(replaced(sample, "default_usb", name));
