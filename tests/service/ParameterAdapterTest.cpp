@@ -96,16 +96,11 @@ TEST_F(ParameterAdapterTest, AnotherNumberOfValuesAndUnknownNumbersAreRefused) {
     for (const size_t count : {0u, 1u, 19u, 21u, 10000u}) set(109, Values(count, 3));
     EXPECT_THAT(setOn(Endpoint::SPEAKER, 106, {1, 2}), ElementsAre(8));
     EXPECT_EQ(held(GEQ_GAIN), before);
-    EXPECT_EQ(log.count("E ParameterAdapter: param id 109 takes 20 values, not 19"), 1u);
-    EXPECT_EQ(log.count("E ParameterAdapter: ..."), 6u);
     for (const int id : {116, 99, 0x7fffffff, -0x7fffffff - 1}) {
-        log.clear();
-        EXPECT_THAT(set(id, {1}), ElementsAre(1));  // without a line
+        EXPECT_THAT(set(id, {1}), ElementsAre(1));
         EXPECT_EQ(adapter.getParameterLength(id), 1);
         EXPECT_THAT(adapter.getParameter(0, id), IsEmpty());
         EXPECT_THAT(setOn(Endpoint::SPEAKER, id, {1}), IsEmpty());
-        const std::string line = "E ParameterAdapter: param id " + std::to_string(id);
-        EXPECT_THAT(log.lines(), testing::Each(line + " not supported"));
     }
 }
 

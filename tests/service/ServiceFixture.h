@@ -6,7 +6,6 @@
 #include "tests/support/RecordingClient.h"
 
 #include <algorithm>
-#include <cstring>
 #include <thread>
 
 namespace velora::test {
@@ -15,9 +14,8 @@ using android::sp;
 
 /// 32-bit words as the bytes of a buffer.
 inline Bytes bytesOf(const std::vector<int32_t>& words) {
-    Bytes bytes(words.size() * sizeof(int32_t));
-    if (!bytes.empty()) memcpy(bytes.data(), words.data(), bytes.size());
-    return bytes;
+    const auto* const bytes = reinterpret_cast<const uint8_t*>(words.data());
+    return {bytes, bytes + words.size() * sizeof(int32_t)};
 }
 
 /// A command number as its word in a request.
@@ -61,24 +59,18 @@ protected:
     }
 
     void reload() { service->setIntParam(android::fourCharacters("RLTF"), 0); }
-    void selectDevice(int port, std::string name) {
-        service->setSelectedTuningDevice(port, name.data(), static_cast<int>(name.size()));
-    }
     int setBytes(Bytes request) {
         return service->setSfxParam(request.data(), static_cast<uint32_t>(request.size()));
     }
     int set(const std::vector<int32_t>& words) { return setBytes(bytesOf(words)); }
 
     /// The answer to a get-request.
-    std::vector<int32_t> askBytes(Bytes request, uint32_t room = 128) {
+    std::vector<int32_t> ask(std::vector<int32_t> words) {
         std::vector<int32_t> out(32, 77);
-        const auto size = static_cast<uint32_t>(request.size());
-        EXPECT_EQ(service->getSfxParam(request.data(), size, out.data(), room), 0);
+        const auto size = static_cast<uint32_t>(words.size() * sizeof(int32_t));
+        EXPECT_EQ(service->getSfxParam(words.data(), size, out.data(), 128), 0);
         while (!out.empty() && out.back() == 77) out.pop_back();
         return out;
-    }
-    std::vector<int32_t> ask(const std::vector<int32_t>& words, uint32_t room = 128) {
-        return askBytes(bytesOf(words), room);
     }
     /// Of a whole profile, or on one port.
     std::vector<int32_t> parameter(int profile, int id) { return ask({command(1), id, profile}); }

@@ -44,17 +44,15 @@ TEST_F(ServiceStressTest, RegistrationsDeathsQueriesChangesAndReloadsAtOnce) {
                 Bytes question = bytesOf({command(1), 109, 0});
                 int32_t answer[32];
                 mine->getSfxParam(question.data(), static_cast<uint32_t>(any(13)), answer, 128);
+                mine->getDialogEnhancerAmount();
+                mine->getActiveDevice();
+                mine->hasDecDV();
             },
             [&] {
                 std::string device = any(2) != 0 ? "bluetooth_car_kit" : "bluetooth_earbud";
                 mine->setSelectedTuningDevice(4, device.data(), static_cast<int>(device.size()));
             },
             [&] { mine->setIntParam(android::fourCharacters("RLTF"), 0); },
-            [&] {
-                mine->getDialogEnhancerAmount();
-                mine->getActiveDevice();
-                mine->hasDecDV();
-            },
         };
         while (steady_clock::now() < end) acts[any(std::size(acts))]();
     };
