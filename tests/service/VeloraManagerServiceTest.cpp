@@ -79,7 +79,8 @@ TEST_F(VeloraManagerServiceTest, ADeadClientLeavesWithItsCounterAloneAndNeverTak
     EXPECT_FALSE(service->hasMulitchannelDecDV());
     EXPECT_THAT((std::vector{key("DCOC"), key("GDEA")}), ElementsAre(8, 1));
 
-    auto successor = enter(4, 50);
+    const auto successor = sp<KeepsLink>::make();
+    service->registerClient(successor, 4, 50);
     EXPECT_THAT(witness->take(1), ElementsAre(kNotice)) << "without one of the deaths";
     dying->kept->serviceDied(0, nullptr);
     EXPECT_TRUE(service->hasMulitchannelDecDV());
