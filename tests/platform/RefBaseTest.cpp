@@ -17,19 +17,6 @@ struct Counted : RefBase {
     int firstRefs = 0;
 };
 
-TEST(RefBaseTest, LivesFromTheFirstStrongReferenceToTheLast) {
-    std::atomic<int> alive{0};
-    const wp<Counted> weak(new Counted(alive));
-    sp<Counted> a = weak.promote();
-    sp<Counted> b = a;
-    a.clear();
-    EXPECT_EQ(b, weak.promote());
-    EXPECT_EQ(b->firstRefs, 1);
-    b = nullptr;
-    EXPECT_EQ(alive, 0);
-    EXPECT_EQ(weak.promote(), nullptr);
-}
-
 TEST(RefBaseTest, PromotionRacesWithTheLastRelease) {
     for (int round = 0; round < 200; ++round) {
         std::atomic<int> alive{0};

@@ -22,27 +22,23 @@ bool store(Provider& provider, int mark) {
 /// The mark of the last transaction in the store; -1 unless it is there as a whole.
 int markOfStore() {
     Provider provider;
-    if (provider.init() != 0 || provider.getNumOfProfiles() != kFilledProfiles) return -1;
-    std::set<int> factory{string2Int(provider.getDefaultXmlSignature())};
-    std::set<int> user{provider.getSelectedProfile()};
-    for (int id = 0; id < kFilledProfiles; ++id) {
-        factory.insert(provider.loadDefaultGeqPreset(id)->get(GEQ_GAIN).at(19));
-        for (const auto* e : provider.loadDefaultProfileEndpoints(id))
-            factory.insert(e->getSelectedIeqPreset());
-        user.insert(provider.loadGeqPreset(id)->get(GEQ_GAIN).at(19));
-        for (const auto* e : provider.loadProfileEndpoints(id))
-            user.insert(e->getSelectedIeqPreset());
-        user.insert(provider.loadProfile(id)->getSelectedGeqPreset());
-    }
-    const auto devices = provider.loadDeviceTuningsForPort(PORT_USB);
-    for (const auto* device : devices) {
-        const Tuning* const tuning = provider.loadTuningForDevice(device->getDevice());
-        if (tuning == nullptr) return -1;
-        factory.insert(tuning->get(AUDIO_OPTIMIZER_GAIN_L).at(39));
-    }
-    const bool whole = devices.size() == kFilledTunings && user.size() == 1 &&
-                       factory == std::set{*user.begin() & ~1} && !provider.isDamaged();
-    return whole ? *user.begin() : -1;
+    if (provider.init() != 0 || provider.isDamaged()) return -1;
+    DatabaseHelper db("kiv_sqlite3.db");
+    const auto marks =
+        cells(db,
+              "SELECT custom_name, CAST(mark AS INTEGER), count(*) FROM ("
+              "SELECT custom_name, selected_geq_preset_id AS mark FROM profiles "
+              "UNION ALL SELECT custom_name, selected_ieq_preset_id FROM profile_endpoints "
+              "UNION ALL SELECT custom_name, geq_gain FROM geq_presets "
+              "UNION ALL SELECT 'default', audio_optimizer_gain_l FROM tunings t "
+              "JOIN device_tunings ON tuning_id = t.name) GROUP BY 1, 2");
+    const std::string user = std::to_string(provider.getSelectedProfile());
+    const std::string factory = provider.getDefaultXmlSignature();
+    const int mark = string2Int(user);
+    const bool whole =
+        string2Int(factory) == (mark & ~1) &&
+        marks == std::vector<std::string>{"custom", user, "15", "default", factory, "27"};
+    return whole ? mark : -1;
 }
 
 class CrashTest : public StoreFixture {

@@ -69,19 +69,23 @@ inline bool saveAll(Provider& provider, int mark) {
     return provider.commitTransaction();
 }
 
+/// Every cell of a query's rows, as texts.
+inline std::vector<std::string> cells(DatabaseHelper& db, const std::string& sql) {
+    std::vector<std::string> all;
+    db.getAllRows(sql, {}, [&](std::span<const RowData> row) {
+        for (const RowData& cell : row)
+            all.push_back(cell.storageClass == 1 ? std::to_string(cell.integer)
+                                                 : std::string(cell.text));
+    });
+    return all;
+}
+
 /// A fresh directory as the root of all files, and the log.
 class StoreFixture : public testing::Test {
 protected:
     StoreFixture() {
         std::filesystem::create_directories(database.parent_path());
         setRootPrefix(dir.path().string());
-    }
-
-    static std::vector<std::string> devices(Provider& provider, Port port) {
-        std::vector<std::string> names;
-        for (const auto* device : provider.loadDeviceTuningsForPort(port))
-            names.push_back(device->getDevice());
-        return names;
     }
 
     LogCapture log;

@@ -15,18 +15,14 @@ using testing::HasSubstr;
 
 class TagIteratorTest : public testing::Test {
 protected:
-    int open(std::string_view xml) {
-        it.clearAll();
-        return it.init(dir.write("file.xml", xml));
-    }
-
     LogCapture log;
     TempDir dir;
     TagIterator it;
 };
 
 TEST_F(TagIteratorTest, WalksNodesAndReadsAttributesAndStaysWhereThereIsNone) {
-    ASSERT_EQ(open("<r>\n <a k='1' l='&lt;&#10;é'>\n  <b/>\n </a><c>text</c></r>"), 0);
+    ASSERT_EQ(
+        it.init(dir.write("f", "<r>\n <a k='1' l='&lt;&#10;é'>\n  <b/>\n </a><c>text</c></r>")), 0);
     std::vector<std::string> values{"old", "kept"};
     const std::string_view names[] = {"k", "x", "k", "K"};
     it.parseNodeWithName(names, values);  // on the white space before <a>
@@ -54,33 +50,34 @@ TEST_F(TagIteratorTest, WalksNodesAndReadsAttributesAndStaysWhereThereIsNone) {
 TEST_F(TagIteratorTest, WhatCannotBeReadIsRefusedWithTheReason) {
     EXPECT_EQ(it.init(""), -22);
     EXPECT_EQ(log.count("E TagIterator: Invalide xml file path, 40"), 1U);
-    const auto expectRefused = [&](const std::string& path, const std::string& reason) {
-        LogCapture::clear();
-        EXPECT_EQ(it.init(path), -22);
-        EXPECT_EQ(log.count("E TagIterator: fail to call xmlReadFile,  46"), 1U);
-        EXPECT_THAT(LogCapture::lines().back(), HasSubstr(path + ": " + reason));
-        EXPECT_FALSE(it.isCurValid());
-    };
     const std::string pipe = dir.path() / "pipe";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    for (const std::string& path : {dir.path().string(), pipe, std::string("/dev/zero")})
-        expectRefused(path, "not a file");
-    expectRefused(dir.path() / "missing.xml", "No such file");
-
+    auto file = [&, files = 0](std::string_view xml) mutable {
+        return dir.write(std::to_string(++files), xml);
+    };
     std::string deep;
     for (int i = 0; i < 100000; ++i) deep += "<a>";
     const std::string declared = "entities and attributes can't be declared";
     const std::pair<std::string, std::string> cases[] = {
-        {"<r>\n\n<a b='></a>\n<c d='</c></r>", "line 3: Unescaped '<' not allowed"},
-        {std::string(100 << 20, '<'), "too large"},
-        {"<r>" + std::string(TagIterator::kMaxFileSize, ' ') + "</r>", "too large"},
-        {deep, "line 1: Excessive depth"},
-        {"<!DOCTYPE r [<!ENTITY a 'x'><!ENTITY b '&a;&a;'>]><r><a v='&b;'/></r>", declared},
-        {"<!DOCTYPE r [<!ENTITY % p SYSTEM '/etc/passwd'> %p;]><r/>", declared},
-        {"<!DOCTYPE r [<!ATTLIST a b (c|d) 'c'>]><r>\n<a/></r>", declared},
+        {dir.path(), "not a file"},
+        {pipe, "not a file"},
+        {"/dev/zero", "not a file"},
+        {dir.path() / "missing.xml", "No such file"},
+        {file("<r>\n\n<a b='></a>\n<c d='</c></r>"), "line 3: Unescaped '<' not allowed"},
+        {file(std::string(100 << 20, '<')), "too large"},
+        {file("<r>" + std::string(TagIterator::kMaxFileSize, ' ') + "</r>"), "too large"},
+        {file(deep), "line 1: Excessive depth"},
+        {file("<!DOCTYPE r [<!ENTITY a 'x'><!ENTITY b '&a;&a;'>]><r><a v='&b;'/></r>"), declared},
+        {file("<!DOCTYPE r [<!ENTITY % p SYSTEM '/etc/passwd'> %p;]><r/>"), declared},
+        {file("<!DOCTYPE r [<!ATTLIST a b (c|d) 'c'>]><r>\n<a/></r>"), declared},
     };
-    for (const auto& [xml, reason] : cases) expectRefused(dir.write("file.xml", xml), reason);
-    EXPECT_EQ(open("<!DOCTYPE r><r>\n<a/></r>"), 0);
+    for (const auto& [path, reason] : cases) {
+        EXPECT_EQ(it.init(path), -22);
+        EXPECT_THAT(LogCapture::lines().back(), HasSubstr(path + ": " + reason));
+        EXPECT_FALSE(it.isCurValid());
+    }
+    EXPECT_EQ(log.count("E TagIterator: fail to call xmlReadFile,  46"), std::size(cases));
+    EXPECT_EQ(it.init(file("<!DOCTYPE r><r>\n<a/></r>")), 0);
 }
 
 TEST(IntegersTest, ReadTheNumbersOfATextUpToTheFirstThatIsNone) {
