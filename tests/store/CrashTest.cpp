@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <random>
-#include <set>
 
 #include <signal.h>
 #include <sys/mman.h>
@@ -23,15 +22,13 @@ bool store(Provider& provider, int mark) {
 int markOfStore() {
     Provider provider;
     if (provider.init() != 0 || provider.isDamaged()) return -1;
-    DatabaseHelper db("kiv_sqlite3.db");
-    const auto marks =
-        cells(db,
-              "SELECT custom_name, CAST(mark AS INTEGER), count(*) FROM ("
-              "SELECT custom_name, selected_geq_preset_id AS mark FROM profiles "
-              "UNION ALL SELECT custom_name, selected_ieq_preset_id FROM profile_endpoints "
-              "UNION ALL SELECT custom_name, geq_gain FROM geq_presets "
-              "UNION ALL SELECT 'default', audio_optimizer_gain_l FROM tunings t "
-              "JOIN device_tunings ON tuning_id = t.name) GROUP BY 1, 2");
+    const auto marks = cells(
+        "SELECT custom_name, CAST(mark AS INTEGER), count(*) FROM ("
+        "SELECT custom_name, selected_geq_preset_id AS mark FROM profiles "
+        "UNION ALL SELECT custom_name, selected_ieq_preset_id FROM profile_endpoints "
+        "UNION ALL SELECT custom_name, geq_gain FROM geq_presets "
+        "UNION ALL SELECT 'default', audio_optimizer_gain_l FROM tunings t "
+        "JOIN device_tunings ON tuning_id = t.name) GROUP BY 1, 2");
     const std::string user = std::to_string(provider.getSelectedProfile());
     const std::string factory = provider.getDefaultXmlSignature();
     const int mark = string2Int(user);

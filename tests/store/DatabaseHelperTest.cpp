@@ -18,10 +18,9 @@ protected:
 
 // What is on devices already must stay readable.
 TEST_F(DatabaseHelperTest, TheLayoutIsThatOfTheVersion) {
-    const auto columns =
-        cells(db,
-              "SELECT group_concat(m.name || ' ' || c.name || ' ' || c.type || char(10), '') FROM "
-              "sqlite_master m, pragma_table_info(m.name) c");
+    const auto columns = cells(
+        "SELECT group_concat(m.name || ' ' || c.name || ' ' || c.type || char(10), '') FROM "
+        "sqlite_master m, pragma_table_info(m.name) c");
     EXPECT_THAT(columns, ElementsAre(contentsOf(sourceFile("tests/data/columns.txt"))));
 }
 
@@ -32,8 +31,7 @@ TEST_F(DatabaseHelperTest, ARecordIsStoredAsText) {
     profile.setSelectedGeqPreset(7);
     for (const char* copy : {"default", "custom"}) db.insertValue(&profile, copy, -1);
     EXPECT_THAT(
-        cells(db,
-              "SELECT _id, custom_name, name, is_mobility, custom_drc_metadata, "
+        cells("SELECT _id, custom_name, name, is_mobility, custom_drc_metadata, "
               "volume_modeler_enable FROM profiles"),
         ElementsAre("1", "default", "Rock & Roll", "1", "0,-2,5", "",  // no comma at the end
                     "2", "custom", "Rock & Roll", "1", "0,-2,5", ""));
@@ -48,7 +46,7 @@ TEST_F(DatabaseHelperTest, AQuoteCostsItsRowAndNothingElse) {
     EXPECT_TRUE(db.commitTransaction());
     EXPECT_EQ(log.count("E DatabaseHelper: failed to store a value with a single quote: Bob's"),
               1U);
-    EXPECT_THAT(cells(db, "SELECT name FROM tunings"), ElementsAre("plain"));
+    EXPECT_THAT(cells("SELECT name FROM tunings"), ElementsAre("plain"));
 }
 
 TEST_F(DatabaseHelperTest, AFailedWriteFailsItsWholeBracketAndOnlyThat) {
@@ -68,7 +66,7 @@ TEST_F(DatabaseHelperTest, AFailedWriteFailsItsWholeBracketAndOnlyThat) {
     EXPECT_EQ(log.count("E ..."), 0U) << "what follows a failure isn't tried";
     EXPECT_FALSE(db.commitTransaction());
     db.insertConfigurationValue("c", "1");
-    EXPECT_THAT(cells(db, "SELECT _id, key FROM configuration"), ElementsAre("1", "c"));
+    EXPECT_THAT(cells("SELECT _id, key FROM configuration"), ElementsAre("1", "c"));
     EXPECT_FALSE(db.commitTransaction()) << "there is none";
 }
 
@@ -87,8 +85,7 @@ TEST_F(DatabaseHelperTest, AnUpdateReplacesOneCopyAndNeverTheFactorys) {
     }
     EXPECT_TRUE(db.commitTransaction());
     EXPECT_EQ(log.count("E DatabaseHelper: the default value can't be updated, 1"), 2U);
-    EXPECT_THAT(cells(db,
-                      "SELECT _id, endpoint, selected_ieq_preset_id, volmax_boost FROM "
+    EXPECT_THAT(cells("SELECT _id, endpoint, selected_ieq_preset_id, volmax_boost FROM "
                       "profile_endpoints ORDER BY _id"),
                 ElementsAre("1", "speaker", "0", "", "2", "other", "0", "", "3", "speaker", "2",
                             "5,6", "4", "other", "0", ""));

@@ -6,24 +6,7 @@
 namespace velora::test {
 namespace {
 
-using Values = ParameterValues::Values;
 using ProviderTest = StoreFixture;
-
-TEST_F(ProviderTest, ResettingBringsTheFactorysCopyBackAndSavingStoresIt) {
-    Provider provider;
-    fill(provider, 5);
-    ASSERT_EQ(provider.init(), 0);
-    ASSERT_TRUE(saveAll(provider, 8));
-    GeqPreset* const geq = provider.loadGeqPreset(1);
-    const int64_t row = geq->getId();
-    EXPECT_EQ(provider.reset(geq)->getId(), row);
-    EXPECT_EQ(provider.loadGeqPreset(1)->get(GEQ_GAIN), Values(20, 8)) << "not stored yet";
-    provider.save(provider.reset(geq));
-    EXPECT_EQ(provider.loadGeqPreset(1)->get(GEQ_GAIN), Values(20, 5));
-    ProfileEndpoint* const other = provider.loadProfileEndpoint(2, Endpoint::OTHER);
-    EXPECT_EQ(provider.reset(other)->getSelectedIeqPreset(), 5);
-    EXPECT_EQ(provider.reset(provider.loadProfile(2))->getSelectedGeqPreset(), 5);
-}
 
 TEST_F(ProviderTest, TuningsAreCachedByNameAndDevicesByPort) {
     Provider provider;

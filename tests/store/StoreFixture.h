@@ -69,10 +69,10 @@ inline bool saveAll(Provider& provider, int mark) {
     return provider.commitTransaction();
 }
 
-/// Every cell of a query's rows, as texts.
-inline std::vector<std::string> cells(DatabaseHelper& db, const std::string& sql) {
+/// Every cell of a query's rows in the store, as texts.
+inline std::vector<std::string> cells(const std::string& sql) {
     std::vector<std::string> all;
-    db.getAllRows(sql, {}, [&](std::span<const RowData> row) {
+    DatabaseHelper("kiv_sqlite3.db").getAllRows(sql, {}, [&](std::span<const RowData> row) {
         for (const RowData& cell : row)
             all.push_back(cell.storageClass == 1 ? std::to_string(cell.integer)
                                                  : std::string(cell.text));
