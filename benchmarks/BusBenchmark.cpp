@@ -8,6 +8,8 @@
 #include <chrono>
 #include <csignal>
 #include <memory>
+#include <stdexcept>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -63,9 +65,10 @@ private:
 
 Bus connect() { return host::made<Bus>(sd_bus_open_user, "connect"); }
 
-/// Waits until somebody has a name on the bus.
+/// Waits until somebody has a name on the bus; throws if nobody comes.
 void await(sd_bus* bus, const char* name) {
-    while (sd_bus_get_name_creds(bus, name, 0, nullptr) < 0) {
+    for (int tries = 10000; sd_bus_get_name_creds(bus, name, 0, nullptr) < 0; --tries) {
+        if (tries == 0) throw std::runtime_error(std::string("nobody serves ") + name);
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }

@@ -7,9 +7,8 @@
 #include "effect/SfxEffect.h"
 #include "service/VeloraManagerService.h"
 
-#include <chrono>
 #include <semaphore>
-#include <thread>
+#include <vector>
 
 #include <benchmark/benchmark.h>
 
@@ -25,13 +24,14 @@ using android::sp;
 
 using Signal = std::counting_semaphore<1 << 20>;
 
-/// A client; the last one says when it has been told.
+/// A client; the last one says when it has been told of a request.
 class Client : public android::IKmsCallbacks {
 public:
     explicit Client(Signal* told) : mTold(told) {}
     android::hardware::Return<void> onSfxParamUpdate(
-        const android::hardware::hidl_vec<uint8_t>&) override {
-        if (mTold != nullptr) mTold->release();
+        const android::hardware::hidl_vec<uint8_t>& data) override {
+        const bool isRegistration = data.size() == 8;  // two words; the requests have more
+        if (mTold != nullptr && !isRegistration) mTold->release();
         return android::hardware::Void();
     }
 
@@ -43,6 +43,9 @@ private:
 struct Load {
     int clients = 1;
     Scale scale = {};
+    int32_t parameter =
+        114;  ///< of the profile that is set; this is one value of the profile alone
+    size_t values = 1;
 };
 
 /// A service whose clients have all been told of each other.
@@ -53,10 +56,6 @@ struct Service {
             service->registerClient(sp<Client>::make(i == load.clients ? &told : nullptr), 0,
                                     static_cast<uint32_t>(i));
         }
-        // Each registration is told to all: until the last of them has come, and nothing more.
-        told.acquire();
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        while (told.try_acquire()) continue;
     }
     ~Service() {
         service->shutdown();
@@ -71,10 +70,11 @@ struct Service {
 
 void setOurs(benchmark::State& state, Load load) {
     Service fixture(load);
-    int32_t words[] = {1 << 24, 0, 0, 114, 0};  // the profile's reverb suppression amount
+    std::vector<int32_t> words{1 << 24, 0, 0, load.parameter};
+    words.resize(words.size() + load.values);
     for (auto _ : state) {
         words[4] ^= 1;
-        fixture.service->setSfxParam(words, sizeof words);
+        fixture.service->setSfxParam(words.data(), static_cast<uint32_t>(words.size() * 4));
         fixture.told.acquire();
     }
 }
@@ -153,6 +153,10 @@ void resendFloor(benchmark::State& state, int /*unused*/) {
 [[maybe_unused]] const bool kAdded = [] {
     addRatio("set a parameter, 1 client", 2, setOurs, postFloor, {});
     addRatio("set a parameter, 50 clients", 2, setOurs, postFloor, {.clients = 50});
+    addRatio("set a parameter of every endpoint, 50 clients", 2, setOurs, postFloor,
+             {.clients = 50, .parameter = 107});
+    addRatio("set 20 gains, 50 clients", 2, setOurs, postFloor,
+             {.clients = 50, .parameter = 109, .values = 20});
     addRatio("get a parameter", 2, getOurs, postFloor, {});
     // How a request grows.
     addRatio("set a parameter, 500 clients", kNoGoal, setOurs, postFloor, {.clients = 500});
