@@ -137,6 +137,15 @@ TEST_F(SndContextManagerTest, AFileThatCannotBeUsedReplacesNothing) {
     EXPECT_NE(manager().loadOemTuning(), 0) << "the store has another default file";
     install(sample);
     EXPECT_EQ(manager().loadOemTuning(), 0);
+
+    // Nor does one make a store of tables that are another's.
+    manager().release();
+    std::filesystem::remove(store);
+    const char* const foreign = "CREATE TABLE geq_presets AS SELECT 1 AS a";
+    EXPECT_EQ(DatabaseHelper("kiv_sqlite3.db").execSQL(foreign), 0);
+    install("<a");
+    manager().init();
+    EXPECT_EQ(manager().getSndContext(), nullptr);
 }
 
 TEST_F(SndContextManagerTest, TheExtraFileAddsAndTheDefaultsWin) {
@@ -175,7 +184,9 @@ TEST_F(SndContextManagerTest, WhatIsStoredButGoneGivesWayToTheFirst) {
     EXPECT_EQ(manager().loadOemTuning(), 0);  // and nobody saves
     manager().release();
     DatabaseHelper("kiv_sqlite3.db").updateSelectedProfile("Profile", "5");
+    DatabaseHelper("kiv_sqlite3.db").execSQL("DELETE FROM tunings WHERE name='headphone_studio'");
     SndContext& again = restart();
+    EXPECT_FALSE(again.setSelectedTuning(PORT_HEADPHONE, "studio_headphone", false));
     EXPECT_EQ(again.getSelectedTuningDevice(PORT_HEADPHONE), "default_headphone");
     EXPECT_TRUE(again.isSelected(0));
 
