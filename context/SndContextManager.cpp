@@ -3,15 +3,17 @@
 #include "context/SndContextManager.h"
 
 #include <algorithm>
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <memory>
 #include <set>
+#include <system_error>
 #include <utility>
 #include <vector>
 
-#include <fcntl.h>
 #include <openssl/evp.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <log/log.h>
 #include <utils/Errors.h>
@@ -31,42 +33,6 @@ bool exists(const std::string& path) {
     struct stat info {};
     return stat(path.c_str(), &info) == 0;
 }
-
-/// The bytes of a file, mapped.
-class MappedFile {
-public:
-    explicit MappedFile(const std::string& path) {
-        const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-        if (fd < 0) return;
-        struct stat info {};
-        if (fstat(fd, &info) == 0) map(fd, static_cast<size_t>(info.st_size));
-        close(fd);
-    }
-    MappedFile(const MappedFile&) = delete;
-    MappedFile& operator=(const MappedFile&) = delete;
-    ~MappedFile() {
-        if (mSize > 0) munmap(mBytes, mSize);
-    }
-
-    bool isValid() const { return mValid; }
-    const void* data() const { return mBytes; }
-    size_t size() const { return mSize; }
-
-private:
-    void map(int fd, size_t size) {
-        mValid = size == 0;
-        if (size == 0) return;
-        void* const bytes = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, 0);
-        if (bytes == MAP_FAILED) return;
-        mBytes = bytes;
-        mSize = size;
-        mValid = true;
-    }
-
-    void* mBytes = nullptr;
-    size_t mSize = 0;
-    bool mValid = false;
-};
 
 std::string hexOf(const unsigned char* bytes, size_t size) {
     constexpr char kDigits[] = "0123456789abcdef";
@@ -184,15 +150,26 @@ std::string SndContextManager::getChangedSignature(const std::string& path, Prov
     return provider->isDatabaseVersionChanged() ? signature : std::string();
 }
 
+// Read and not mapped: the file may become shorter meanwhile.
 std::string SndContextManager::getSignature(const std::string& path) {
-    const MappedFile file(path);
-    if (!file.isValid()) {
-        ALOGE("%s(): can't read %s", __func__, path.c_str());
-        return {};
+    std::ifstream file;
+    std::error_code error;
+    if (std::filesystem::is_regular_file(path, error)) file.open(path, std::ios::binary);
+    const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
+                                                                          EVP_MD_CTX_free);
+    bool valid = file.is_open() && EVP_DigestInit_ex(context.get(), EVP_md5(), nullptr) == 1;
+    std::array<char, 1 << 16> part{};
+    while (valid && file) {
+        file.read(part.data(), part.size());
+        const auto size = static_cast<size_t>(file.gcount());
+        valid = !file.bad() && EVP_DigestUpdate(context.get(), part.data(), size) == 1;
     }
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned int size = 0;
-    if (EVP_Digest(file.data(), file.size(), digest, &size, EVP_md5(), nullptr) != 1) return {};
+    if (!valid || EVP_DigestFinal_ex(context.get(), digest, &size) != 1) {
+        ALOGE("%s(): can't read %s", __func__, path.c_str());
+        return {};
+    }
     std::string signature = hexOf(digest, size);
     ALOGD("%s(): XML file md5sum %s", __func__, signature.c_str());
     return signature;

@@ -262,7 +262,6 @@ bool DatabaseHelper::commitTransaction() {
     const bool stored = mTransaction == Transaction::OPEN && execSQL("COMMIT") == kOk;
     mTransaction = Transaction::NONE;
     if (!stored) {
-        forgetRows();
         ALOGE("the transaction failed, nothing of it is stored");
         if (mConnection != nullptr && mConnection->isInTransaction()) execSQL("ROLLBACK");
     }
@@ -280,6 +279,7 @@ void DatabaseHelper::noteResult(int result) {
 
 void DatabaseHelper::abortTransaction() {
     if (mTransaction == Transaction::OPEN) mTransaction = Transaction::FAILED;
+    forgetRows();
 }
 
 int DatabaseHelper::execSQL(const std::string& sql) {
@@ -388,10 +388,10 @@ DatabaseHelper::RowIndex* DatabaseHelper::indexOf(TableType table) {
     return &index.emplace(std::move(rows));
 }
 
-// In a bracket nobody else changes the file: rows are looked up where they were found.
+// In a bracket that holds nobody else changes the file: rows are looked up where they were found.
 bool DatabaseHelper::getRows(TableType table, Arguments key, const RowVisitor& visit) {
     const TableInfo& info = infoOf(table);
-    if (mDepth == 0) return getAllRows(info.findSql, key, visit);
+    if (mTransaction != Transaction::OPEN) return getAllRows(info.findSql, key, visit);
     const RowIndex* const index = indexOf(table);
     if (index == nullptr) return false;
     const auto rows = index->find(keyOf(key));
@@ -402,7 +402,7 @@ bool DatabaseHelper::getRows(TableType table, Arguments key, const RowVisitor& v
 }
 
 void DatabaseHelper::deleteRows(TableType table, Arguments key) {
-    RowIndex* const index = indexOf(table);
+    RowIndex* const index = mTransaction == Transaction::OPEN ? indexOf(table) : nullptr;
     if (index == nullptr) return;
     const auto rows = index->find(keyOf(key));
     if (rows == index->end()) return;

@@ -104,13 +104,16 @@ private:
     static constexpr char kTooLarge[] = "too large";
 
     int read(char* bytes, size_t size) {
-        const ssize_t count = ::read(mFd, bytes, size);
-        if (count < 0) {
-            mError = std::generic_category().message(errno);
-        } else if ((mSize += static_cast<size_t>(count)) > TagIterator::kMaxFileSize) {
-            mError = kTooLarge;
+        size_t got = 0;
+        ssize_t count = 1;
+        while (got < size && count > 0) {
+            count = TEMP_FAILURE_RETRY(::read(mFd, bytes + got, size - got));
+            if (count > 0) got += static_cast<size_t>(count);
         }
-        return mError.empty() ? static_cast<int>(count) : -1;
+        mSize += got;
+        if (count < 0) mError = std::generic_category().message(errno);
+        if (mSize > TagIterator::kMaxFileSize) mError = kTooLarge;
+        return mError.empty() ? static_cast<int>(got) : -1;
     }
 
     const int mFd;
@@ -303,10 +306,11 @@ void TagIterator::parseNodeWithName(Names names, std::vector<std::string>& value
 }
 
 std::string TagIterator::getAttr(std::string_view name) const {
+    std::string_view value;
     for (const xmlAttr* a = firstAttr(); a != nullptr; a = a->next) {
-        if (textOf(a->name) == name) return std::string(valueOf(a));
+        if (textOf(a->name) == name) value = valueOf(a);
     }
-    return {};
+    return std::string(value);
 }
 
 }  // namespace velora
