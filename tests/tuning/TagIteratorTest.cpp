@@ -73,7 +73,8 @@ TEST_F(TagIteratorTest, WhatCannotBeReadIsRefusedWithTheReason) {
     };
     for (const auto& [path, reason] : cases) {
         EXPECT_EQ(it.init(path), -22);
-        EXPECT_THAT(LogCapture::lines().back(), HasSubstr(path + ": " + reason));
+        EXPECT_THAT(LogCapture::lines().back(), HasSubstr(path));
+        EXPECT_THAT(LogCapture::lines().back(), HasSubstr(reason));
         EXPECT_FALSE(it.isCurValid());
     }
     EXPECT_EQ(log.count("E TagIterator: fail to call xmlReadFile,  46"), std::size(cases));
