@@ -88,7 +88,7 @@ TEST_F(VeloraManagerServiceTest, ADeadClientLeavesWithItsCounterAloneAndNeverTak
     successor->onDied();
     EXPECT_EQ(log.count("E VeloraManagerService: binderDied ..."), 3U) << "it is no longer linked";
     endService();
-    dying->kept->serviceDied(0, nullptr);  // nobody left to tell
+    dying->kept->serviceDied(0, nullptr);                                // nobody left to tell
     for (const auto& client : {dying, successor}) client->kept.clear();  // links hold their clients
 }
 
