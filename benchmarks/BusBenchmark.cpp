@@ -3,7 +3,7 @@
 #include "benchmarks/EmptyService.h"
 #include "benchmarks/Ratio.h"
 #include "benchmarks/Sample.h"
-#include "host/Client.h"
+#include "host/ctl/Client.h"
 
 #include <chrono>
 #include <csignal>
@@ -85,7 +85,7 @@ struct Daemon {
 void getterOurs(benchmark::State& state, int /*unused*/) {
     Daemon daemon;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(daemon.client.get(host::Command::kProfileParameter, kAmount));
+        benchmark::DoNotOptimize(daemon.client.get(Command::PROFILE_PARAMETER, kAmount));
     }
 }
 
@@ -118,8 +118,7 @@ void commandFloor(benchmark::State& state, int /*unused*/) {
     std::vector<std::string> command{
         "busctl",          "--user",         "call",        host::kBusName,
         host::kObjectPath, host::kInterface, "GetSfxParam", "ayu"};
-    const auto request =
-        Client::bytesOf({host::wordOf(host::Command::kProfileParameter), kAmount, 0});
+    const auto request = Client::bytesOf({wordOf(Command::PROFILE_PARAMETER), kAmount, 0});
     command.push_back(std::to_string(request.size()));
     for (const uint8_t byte : request) command.push_back(std::to_string(byte));
     command.push_back("4");

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "util/RootPrefix.h"
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
-
-#include <velora/RootPrefix.h>
 
 namespace velora::bench {
 

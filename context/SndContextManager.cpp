@@ -2,6 +2,8 @@
 
 #include "context/SndContextManager.h"
 
+#include "util/RootPrefix.h"
+
 #include <algorithm>
 #include <array>
 #include <filesystem>
@@ -17,7 +19,6 @@
 
 #include <log/log.h>
 #include <utils/Errors.h>
-#include <velora/RootPrefix.h>
 
 namespace velora {
 

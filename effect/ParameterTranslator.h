@@ -1,7 +1,7 @@
 #pragma once
 
+#include "effect/ParamChangeObserver.h"
 #include "effect/Translator.h"
-#include "model/ParamChangeObserver.h"
 
 #include <bitset>
 

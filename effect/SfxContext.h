@@ -1,9 +1,9 @@
 #pragma once
 
+#include "effect/DeviceParameters.h"
 #include "effect/ParameterTranslator.h"
-#include "model/DeviceParameters.h"
+#include "effect/ProfileParameters.h"
 #include "model/Port.h"
-#include "model/ProfileParameters.h"
 
 #include <map>
 

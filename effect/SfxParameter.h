@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util/LowerCase.h"
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -31,8 +33,7 @@ constexpr SfxParameterId sfxCodeOf(std::string_view name) {
     if (name.size() > sizeof(SfxParameterId)) return 0;
     SfxParameterId code = 0;
     for (size_t i = name.size(); i-- > 0;) {
-        const char c = name[i] >= 'A' && name[i] <= 'Z' ? char(name[i] - 'A' + 'a') : name[i];
-        code = code << 8 | static_cast<uint8_t>(c);
+        code = code << 8 | static_cast<uint8_t>(lowerCase(name[i]));
     }
     return code;
 }

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "tests/support/TestFiles.h"
+#include "util/RootPrefix.h"
 
 #include <filesystem>
 #include <string>
 #include <string_view>
 
 #include <log/log.h>
-#include <velora/RootPrefix.h>
 
 namespace velora::fuzz {
 

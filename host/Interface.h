@@ -25,21 +25,4 @@ using StoredParams = std::map<uint32_t, std::map<uint32_t, Integers>>;
 /// connection was taken out.
 inline constexpr char kDropped[] = "Dropped";
 
-/// Commands of the request buffers that the client uses. A buffer is 32-bit words in native order;
-/// the number of the command stands in the last byte of the first.
-enum class Command : uint32_t {
-    kOn = 0,
-    kProfileParameter = 1,
-    kProfilePortParameter = 2,
-    kProfileCount = 3,    ///< only to be read
-    kIeqPresetCount = 4,  ///< only to be read
-    kSelectedProfile = 10,
-    kProfileModified = 11,  ///< only to be read
-    kResetProfile = 12,     ///< only to be done
-};
-
-constexpr int32_t wordOf(Command command) {
-    return static_cast<int32_t>(static_cast<uint32_t>(command) << 24);
-}
-
 }  // namespace velora::host

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/Parameter.h"
+#include "model/ParameterSet.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/ConstMap.h"
+#include "util/ConstMap.h"
 
 #include <array>
 #include <cstddef>

@@ -2,6 +2,8 @@
 
 #include "service/EventHandler.h"
 
+#include "util/Words.h"
+
 #include <cstring>
 #include <string>
 
@@ -11,50 +13,48 @@
 
 namespace android {
 
+using velora::Command;
 using velora::Port;
+using velora::SetRequest;
 using velora::SndManager;
+using velora::Words;
 
 namespace {
 
 constexpr char kBuffer[] = "buffer";
 constexpr char kPort[] = "port";
 
-// Words of a command buffer.
-constexpr size_t kCommandWord = 0;
-constexpr size_t kResultWord = 1;
-constexpr size_t kFirstArgument = 2;
-
 }  // namespace
 
 /// How one command is done, and whether its first argument goes into the result word.
-struct VeloraManagerService::EventHandler::Command {
-    uint32_t number;
+struct VeloraManagerService::EventHandler::SetCommand {
+    Command number;
     bool answersArgument;
     void (*run)(SndManager& manager, const Words& words);
 };
 
-const VeloraManagerService::EventHandler::Command VeloraManagerService::EventHandler::kCommands[] =
-    {
-        {0, true,  // effect on or off
+const VeloraManagerService::EventHandler::SetCommand
+    VeloraManagerService::EventHandler::kSetCommands[] = {
+        {Command::SWITCH_EFFECT, true,
          [](SndManager& manager, const Words& words) {
              manager.setSndOn(words[2] > 0);
              manager.saveSndState();
          }},
-        {1, false,  // profile parameter
+        {Command::PROFILE_PARAMETER, false,
          [](SndManager& manager, const Words& words) {
              manager.setParameter(words[2], words[3], words.from(4));
          }},
-        {2, false,  // profile-port parameter
+        {Command::PROFILE_PORT_PARAMETER, false,
          [](SndManager& manager, const Words& words) {
              manager.setProfilePortParameter(words[2], words[3], words[4], words.from(5));
          }},
-        {10, true,  // select a profile
+        {Command::SELECTED_PROFILE, true,
          [](SndManager& manager, const Words& words) {
              const int profile = words[2];
              const bool selected = manager.setSelectedProfile(profile);
              if (selected && manager.getSelectedProfile() == profile) manager.saveSndProfile();
          }},
-        {12, true,  // reset a profile
+        {Command::RESET_PROFILE, true,
          [](SndManager& manager, const Words& words) { manager.resetProfile(words[2]); }},
 };
 
@@ -141,13 +141,13 @@ void VeloraManagerService::EventHandler::setSelectedTuning(const AMessage& messa
 
 void VeloraManagerService::EventHandler::parseAndSendParam(void* data, size_t size) {
     const Words words(data, size);
-    if (size < (kFirstArgument + 1) * Words::kSize) return;
-    for (const Command& command : kCommands) {
-        if (command.number != words.bigEndianAt(kCommandWord)) continue;
-        const int32_t argument = words[kFirstArgument];
+    if (size < (SetRequest::kFirstArgument + 1) * Words::kSize) return;
+    for (const SetCommand& command : kSetCommands) {
+        if (command.number != Command{words.bigEndianAt(SetRequest::kCommand)}) continue;
+        const int32_t argument = words[SetRequest::kFirstArgument];
         command.run(*mSndManager, words);
         if (command.answersArgument) {
-            memcpy(static_cast<uint8_t*>(data) + kResultWord * Words::kSize, &argument,
+            memcpy(static_cast<uint8_t*>(data) + SetRequest::kResult * Words::kSize, &argument,
                    sizeof argument);
         }
         return;

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "service/Protocol.h"
 #include "service/VeloraManagerService.h"
-#include "service/Words.h"
 
 #include <atomic>
 #include <cstddef>
@@ -24,9 +24,10 @@ class VeloraManagerService::EventHandler : public AHandler {
 public:
     /// What a message asks for.
     enum What : uint32_t {
-        kRegistrationChanged = fourCharacters("regc"),  ///< "buffer": the notice for the clients
-        kSetSelectedTuning = fourCharacters("sett"),    ///< "buffer": device name, "port"
-        kSetParam = fourCharacters("setp"),             ///< "buffer": a command
+        kRegistrationChanged =
+            velora::fourCharacters("regc"),  ///< "buffer": the notice for the clients
+        kSetSelectedTuning = velora::fourCharacters("sett"),  ///< "buffer": device name, "port"
+        kSetParam = velora::fourCharacters("setp"),           ///< "buffer": a command
     };
 
     /// Makes the looper; it doesn't run yet. `manager` must stand as long as `owner`.
@@ -47,8 +48,8 @@ protected:
     void onMessageReceived(const sp<AMessage>& message) override;
 
 private:
-    struct Command;
-    static const Command kCommands[];
+    struct SetCommand;
+    static const SetCommand kSetCommands[];
 
     sp<AMessage> makeMessage(const void* data, uint32_t size, uint32_t what);
     void setSelectedTuning(const AMessage& message, const sp<ABuffer>& buffer);

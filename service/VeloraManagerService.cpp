@@ -6,7 +6,8 @@
 #include "service/AdapterParameter.h"
 #include "service/EventHandler.h"
 #include "service/NotificationClient.h"
-#include "service/Words.h"
+#include "service/Protocol.h"
+#include "util/Words.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -20,14 +21,15 @@
 
 namespace android {
 
+using velora::Command;
+using velora::GetRequest;
 using velora::Port;
+using velora::ProfileAndPort;
 using velora::SfxParamStore;
 using velora::SndManager;
+using velora::Words;
 
 namespace {
-
-// What every client gets when a client has registered or unregistered.
-constexpr int32_t kRegistrationNotice[] = {-1, 0};
 
 uint32_t keyOf(int32_t type, uint32_t uid) { return uid + static_cast<uint32_t>(type); }
 
@@ -210,7 +212,7 @@ bool VeloraManagerService::isTypeRegisteredLocked(int32_t type) const {
 }
 
 void VeloraManagerService::postRegistrationNotice() {
-    mHandler->sendMessage(kRegistrationNotice, sizeof kRegistrationNotice,
+    mHandler->sendMessage(velora::kRegistrationNotice, sizeof velora::kRegistrationNotice,
                           EventHandler::kRegistrationChanged);
 }
 
@@ -261,41 +263,41 @@ int VeloraManagerService::getSfxParam(void* in, uint32_t inLen, void* out, uint3
 
 /// How one command of a get-request is answered.
 struct VeloraManagerService::GetCommand {
-    uint32_t number;
+    Command number;
     std::vector<int> (*answer)(SndManager& manager, const Words& request);
 };
 
 namespace {
 
-// Words of a get-request.
-constexpr size_t kCommand = 0;
-constexpr size_t kArgumentA = 1;
-constexpr size_t kArgumentB = 2;
-
 std::vector<int> profilePortParameter(SndManager& manager, const Words& request) {
-    // Profile and port share one byte, a half each.
-    const uint8_t profileAndPort = request.byteAt(kArgumentB * Words::kSize);
-    return manager.getProfilePortParameter(profileAndPort >> 4, profileAndPort & 15,
-                                           request[kArgumentA]);
+    const auto [profile, port] =
+        ProfileAndPort::of(request.byteAt(GetRequest::kSecondArgument * Words::kSize));
+    return manager.getProfilePortParameter(profile, port, request[GetRequest::kFirstArgument]);
 }
 
 }  // namespace
 
 const VeloraManagerService::GetCommand VeloraManagerService::kGetCommands[] = {
-    {0, [](SndManager& m, const Words&) { return std::vector<int>{m.getSndOn()}; }},
-    {1,
+    {Command::SWITCH_EFFECT,
+     [](SndManager& m, const Words&) { return std::vector<int>{m.getSndOn()}; }},
+    {Command::PROFILE_PARAMETER,
      [](SndManager& m, const Words& request) {
-         return m.getParameter(request[kArgumentB], request[kArgumentA]);
+         return m.getParameter(request[GetRequest::kSecondArgument],
+                               request[GetRequest::kFirstArgument]);
      }},
-    {2, profilePortParameter},
-    {3, [](SndManager& m, const Words&) { return std::vector{m.getNumOfProfiles()}; }},
-    {4, [](SndManager& m, const Words&) { return std::vector{m.getNumOfIeqPresets()}; }},
-    {10, [](SndManager& m, const Words&) { return std::vector{m.getSelectedProfile()}; }},
-    {11,
+    {Command::PROFILE_PORT_PARAMETER, profilePortParameter},
+    {Command::PROFILE_COUNT,
+     [](SndManager& m, const Words&) { return std::vector{m.getNumOfProfiles()}; }},
+    {Command::IEQ_PRESET_COUNT,
+     [](SndManager& m, const Words&) { return std::vector{m.getNumOfIeqPresets()}; }},
+    {Command::SELECTED_PROFILE,
+     [](SndManager& m, const Words&) { return std::vector{m.getSelectedProfile()}; }},
+    {Command::IS_PROFILE_MODIFIED,
      [](SndManager& m, const Words& request) {
-         return std::vector<int>{m.isProfileModified(request[kArgumentA])};
+         return std::vector<int>{m.isProfileModified(request[GetRequest::kFirstArgument])};
      }},
-    {13, [](SndManager& m, const Words&) { return std::vector<int>{m.isMonoInternalSpeaker()}; }},
+    {Command::IS_MONO_INTERNAL_SPEAKER,
+     [](SndManager& m, const Words&) { return std::vector<int>{m.isMonoInternalSpeaker()}; }},
 };
 
 void VeloraManagerService::packAndReceiveParam(const void* in, uint32_t inLen, void* out,
@@ -303,7 +305,7 @@ void VeloraManagerService::packAndReceiveParam(const void* in, uint32_t inLen, v
     const Words request(in, inLen);
     if (request.size() < Words::kSize) ALOGE("%s : Invalid input length!", __func__);
     for (const GetCommand& command : kGetCommands) {
-        if (command.number != request.bigEndianAt(kCommand)) continue;
+        if (command.number != Command{request.bigEndianAt(GetRequest::kCommand)}) continue;
         const std::vector<int> answer = command.answer(*mManager, request);
         const size_t size = answer.size() * Words::kSize;
         if (size > outLen || (out == nullptr && size > 0)) {
@@ -455,26 +457,26 @@ struct VeloraManagerService::IntKey {
 };
 
 const VeloraManagerService::IntKey VeloraManagerService::kIntKeys[] = {
-#define INT_KEY(key, expression)                                                           \
-    {                                                                                      \
-        fourCharacters(key), [](VeloraManagerService& s) -> int64_t { return expression; } \
+#define INT_KEY(name, expression)                                                        \
+    {                                                                                    \
+        velora::key::name, [](VeloraManagerService& s) -> int64_t { return expression; } \
     }
-    INT_KEY("ADEV", s.getActiveDevice()),
-    INT_KEY("AGSG", s.getZenithGameSystemGain()),
-    INT_KEY("APMO", s.isMobilityProfileSelected()),
-    INT_KEY("CHCT", s.mChctValue),
-    INT_KEY("SFXO", s.getSfxEnabled()),
-    INT_KEY("DCCP", s.hasDecCP()),
-    INT_KEY("DCDV", s.hasDecDV()),
-    INT_KEY("DCOC", s.mMultichannelOutputChannels),
-    INT_KEY("DEAM", s.getDialogEnhancerAmount()),
-    INT_KEY("DTFV", s.getDefaultXmlFormatVersion()),
-    INT_KEY("GDEA", s.mGameSfxRegistered),
-    INT_KEY("LCTM", s.mLastActiveDeviceQueryMs),
-    INT_KEY("LCTP", s.mLastCodecType),
-    INT_KEY("SPAA", s.mSpatializerRegistered),
-    INT_KEY("SPKM", s.isMonoInternalSpeaker()),
-    INT_KEY("SPKP", s.isSpeakerPortraitMode()),
+    INT_KEY(kActiveDevice, s.getActiveDevice()),
+    INT_KEY(kSystemGain, s.getZenithGameSystemGain()),
+    INT_KEY(kMobilityProfile, s.isMobilityProfileSelected()),
+    INT_KEY(kChannelCount, s.mChctValue),
+    INT_KEY(kEffectOn, s.getSfxEnabled()),
+    INT_KEY(kCpDecoder, s.hasDecCP()),
+    INT_KEY(kDvDecoder, s.hasDecDV()),
+    INT_KEY(kOutputChannels, s.mMultichannelOutputChannels),
+    INT_KEY(kDialogEnhancerAmount, s.getDialogEnhancerAmount()),
+    INT_KEY(kFormatVersion, s.getDefaultXmlFormatVersion()),
+    INT_KEY(kGameEffect, s.mGameSfxRegistered),
+    INT_KEY(kLastDeviceQuery, s.mLastActiveDeviceQueryMs),
+    INT_KEY(kLastCodecType, s.mLastCodecType),
+    INT_KEY(kSpatializer, s.mSpatializerRegistered),
+    INT_KEY(kMonoSpeaker, s.isMonoInternalSpeaker()),
+    INT_KEY(kPortraitSpeaker, s.isSpeakerPortraitMode()),
 #undef INT_KEY
 };
 
@@ -486,7 +488,7 @@ int64_t VeloraManagerService::getIntParam(uint32_t key) {
 }
 
 void VeloraManagerService::setIntParam(uint32_t key, int64_t /*value*/) {
-    if (key != fourCharacters("RLTF") || mEnded) return;
+    if (key != velora::key::kReload || mEnded) return;
     ALOGD("Notify clients that SFX params changed after reload tuning file.");
     if (mManager->reloadTuningXml() == 0) doOnSfxParamUpdate(nullptr, 0);
 }

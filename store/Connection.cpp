@@ -2,7 +2,7 @@
 
 #include "store/Connection.h"
 
-#include "model/Integers.h"
+#include "util/Integers.h"
 
 #include <sqlite3.h>
 

@@ -3,6 +3,7 @@
 #include "store/DatabaseHelper.h"
 
 #include "store/Schema.h"
+#include "util/RootPrefix.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -10,7 +11,6 @@
 #include <utility>
 
 #include <log/log.h>
-#include <velora/RootPrefix.h>
 
 namespace velora {
 

@@ -2,7 +2,7 @@
 
 #include "store/Provider.h"
 
-#include "model/Integers.h"
+#include "util/Integers.h"
 
 #include <algorithm>
 #include <utility>

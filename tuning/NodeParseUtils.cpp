@@ -1,6 +1,6 @@
 #include "tuning/NodeParseUtils.h"
 
-#include "model/Integers.h"
+#include "util/Integers.h"
 
 namespace velora {
 

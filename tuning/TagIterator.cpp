@@ -2,7 +2,7 @@
 
 #include "tuning/TagIterator.h"
 
-#include "model/Integers.h"
+#include "util/Integers.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -2,10 +2,10 @@
 
 #include "tuning/TuningFileParser.h"
 
-#include "model/Integers.h"
 #include "model/Port.h"
 #include "tuning/NodeParseUtils.h"
 #include "tuning/ValueSetter.h"
+#include "util/Integers.h"
 
 #include <algorithm>
 #include <array>

@@ -2,8 +2,8 @@
 
 #include "tuning/ValueSetter.h"
 
-#include "model/Integers.h"
 #include "tuning/NodeParseUtils.h"
+#include "util/Integers.h"
 
 #include <string>
 

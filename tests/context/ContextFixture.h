@@ -3,14 +3,13 @@
 #include "context/SndContextManager.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
+#include "util/RootPrefix.h"
 
 #include <functional>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
-
-#include <velora/RootPrefix.h>
 
 namespace velora::test {
 

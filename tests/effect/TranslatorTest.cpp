@@ -1,7 +1,7 @@
+#include "effect/DeviceParameters.h"
 #include "effect/ParameterTranslator.h"
+#include "effect/ProfileParameters.h"
 #include "effect/SetParamCommand.h"
-#include "model/DeviceParameters.h"
-#include "model/ProfileParameters.h"
 #include "tests/support/EffectBlocks.h"
 #include "tests/support/TestFiles.h"
 

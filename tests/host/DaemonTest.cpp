@@ -13,11 +13,11 @@ protected:
     /// A change that only the saving of settled changes brings to the store.
     static void setAmount(int32_t value) {
         const auto request =
-            Client::bytesOf({host::wordOf(host::Command::kProfileParameter), 0, 0, 106, value});
+            Client::bytesOf({wordOf(Command::PROFILE_PARAMETER), 0, 0, 106, value});
         EXPECT_EQ(client()->call<int32_t>("SetSfxParam", request), 0);
         EXPECT_TRUE(waitFor([&] { return amount() == value; }));
     }
-    static int32_t amount() { return client()->get(host::Command::kProfileParameter, 106, 0)[0]; }
+    static int32_t amount() { return client()->get(Command::PROFILE_PARAMETER, 106, 0)[0]; }
 };
 
 TEST_F(DaemonTest, AForeignClientReachesEveryOperation) {
@@ -101,7 +101,7 @@ TEST_F(DaemonTest, AClientThatNeverReadsIsDroppedAndTheOthersAreServed) {
     deaf->call("RegisterClient", 2);
     const auto stopped = watch("missed");
     stopped->signal(SIGSTOP);
-    host::Bytes request = Client::bytesOf({host::wordOf(host::Command{99}), 0, 0});
+    host::Bytes request = Client::bytesOf({wordOf(Command{99}), 0, 0});
     request.resize(4096);
     size_t done = 0;
     size_t refused = 0;

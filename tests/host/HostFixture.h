@@ -1,9 +1,10 @@
 #pragma once
 
-#include "host/Client.h"
+#include "host/ctl/Client.h"
 #include "store/DatabaseHelper.h"
 #include "tests/support/Process.h"
 #include "tests/support/TestFiles.h"
+#include "util/RootPrefix.h"
 
 #include <chrono>
 #include <csignal>
@@ -15,8 +16,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <velora/RootPrefix.h>
 
 namespace velora::test {
 

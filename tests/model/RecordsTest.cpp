@@ -1,12 +1,12 @@
-#include "model/DeviceParameters.h"
+#include "model/Profile.h"
 
-#include <gmock/gmock.h>
+#include <tuple>
+
 #include <gtest/gtest.h>
 
 namespace velora {
 namespace {
 
-using testing::ElementsAre;
 using Values = ParameterValues::Values;
 
 TEST(ParameterValuesTest, CheckAndUpdateTakesOnlyValidChanges) {
@@ -30,31 +30,6 @@ TEST(ParameterValuesTest, CheckAndUpdateTakesOnlyValidChanges) {
     profile.set(static_cast<Parameter>(104), {1});
     EXPECT_EQ(profile.size(), 2U);
     EXPECT_FALSE(profile.isDirty());
-}
-
-struct RecordingObserver : ParamChangeObserver {
-    void setSource(ParameterValues*, Endpoint endpoint, bool mono) override {
-        told += " " + std::string(nameOf(endpoint)) + (mono ? " mono" : "");
-    }
-    void onParameterChanged(Parameter parameter) override {
-        told += " " + std::string(infoOf(parameter).column);
-    }
-    std::string told;
-};
-
-TEST(ParameterViewTest, TellsOfWhatIsNewAndOfNothingElse) {
-    RecordingObserver observer;
-    DeviceParameters view(&observer);
-    Tuning tuning("t", Endpoint::SPEAKER, true);
-    tuning.set(REGULATOR_ENABLE, {1});
-    tuning.set(HEIGHT_FILTER_MODE, {2});
-    tuning.set(HEADPHONE_VIRTUALIZER_MODE, {3});  // not a device's
-    view.setTuning(tuning);
-    tuning.set(HEIGHT_FILTER_MODE, {});
-    view.setTuning(tuning);
-    EXPECT_EQ(observer.told,
-              " other speaker mono height_filter_mode regulator_enable speaker mono");
-    EXPECT_THAT(view.get(HEIGHT_FILTER_MODE), ElementsAre(2));
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "service/Protocol.h"
 #include "service/VeloraManagerService.h"
-#include "service/Words.h"
 #include "tests/context/ContextFixture.h"
 #include "tests/support/RecordingClient.h"
 
@@ -55,10 +55,10 @@ protected:
     }
 
     int64_t key(const char (&name)[5]) {
-        return service->getIntParam(android::fourCharacters(name));
+        return service->getIntParam(velora::fourCharacters(name));
     }
 
-    void reload() { service->setIntParam(android::fourCharacters("RLTF"), 0); }
+    void reload() { service->setIntParam(velora::key::kReload, 0); }
     int setBytes(Bytes request) {
         return service->setSfxParam(request.data(), static_cast<uint32_t>(request.size()));
     }

@@ -52,7 +52,7 @@ TEST_F(ServiceStressTest, RegistrationsDeathsQueriesChangesAndReloadsAtOnce) {
                 std::string device = any(2) != 0 ? "bluetooth_car_kit" : "bluetooth_earbud";
                 mine->setSelectedTuningDevice(4, device.data(), static_cast<int>(device.size()));
             },
-            [&] { mine->setIntParam(android::fourCharacters("RLTF"), 0); },
+            [&] { mine->setIntParam(velora::key::kReload, 0); },
         };
         while (steady_clock::now() < end) acts[any(std::size(acts))]();
     };

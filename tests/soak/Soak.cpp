@@ -1,7 +1,7 @@
 // Uses velorad for a while as several clients do: well, badly, and leaving without a word; kills it
 // and starts it again. Nothing that was acknowledged as saved may be lost, and it may not grow.
 
-#include "host/Client.h"
+#include "host/ctl/Client.h"
 #include "service/AdapterParameter.h"
 #include "tests/support/Process.h"
 #include "tests/support/TestFiles.h"
@@ -25,7 +25,6 @@ namespace {
 
 using host::Bytes;
 using host::Client;
-using host::Command;
 using host::CommandError;
 using host::Exit;
 using host::Integers;
@@ -73,7 +72,7 @@ constexpr std::array kCalls{
     +[](Client& c, int32_t n) { c.call<Bytes>("GetAvailableTuningDevices", n, 20 * n); },
     +[](Client& c, int32_t n) { c.call<int64_t>("GetIntParam", 0x44434f43U + uint32_t(n)); },
     +[](Client& c, int32_t n) { c.get(Command{uint32_t(n)}, 100 + n, 0, size_t(n) + 2); },
-    +[](Client& c, int32_t n) { c.get(Command::kProfilePortParameter, 100 + n, n); },
+    +[](Client& c, int32_t n) { c.get(Command::PROFILE_PORT_PARAMETER, 100 + n, n); },
     +[](Client& c, int32_t n) { c.call<int32_t>("SetParam", 2U, uint32_t(n + 1), Integers{n}); },
     +[](Client& c, int32_t) { c.call<int32_t>("CommitChange"); },
     +[](Client& c, int32_t n) {
@@ -114,11 +113,11 @@ class User {
 public:
     User(Run& run, const TempDir& root, int32_t number, uint32_t seed)
         : mRun(run), mRoot(root), mNumber(number), mDice(seed) {
-        if (number == 0) mSettings.push_back({Command::kOn, 0, 0, 1});
-        if (number == 1) mSettings.push_back({Command::kSelectedProfile, 0, 0, kUsers});
+        if (number == 0) mSettings.push_back({Command::SWITCH_EFFECT, 0, 0, 1});
+        if (number == 1) mSettings.push_back({Command::SELECTED_PROFILE, 0, 0, kUsers});
         for (const auto& [id, parameter, scope, min, max, length] : kAdapterParameters) {
             if (scope != Scope::PROFILE && scope != Scope::GEQ_PRESET) continue;
-            mSettings.push_back({Command::kProfileParameter, id, min, max, length});
+            mSettings.push_back({Command::PROFILE_PARAMETER, id, min, max, length});
         }
     }
 
@@ -215,7 +214,7 @@ private:
 
     void set() {
         Setting& setting = mSettings[mDice.below(mSettings.size())];
-        const bool isParameter = setting.command == Command::kProfileParameter;
+        const bool isParameter = setting.command == Command::PROFILE_PARAMETER;
         const int32_t beyond = isParameter ? 2 : 0;
         Integers asked(size_t(setting.length));
         for (int32_t& value : asked) {
@@ -232,9 +231,9 @@ private:
     void setWhatNobodyFollows() {
         const int32_t id = mDice.roll(99, 117), port = mDice.roll(-1, 7), n = mDice.roll(-1, 20);
         const size_t which = mDice.below(30);
-        if (which == 0) return send(Command::kResetProfile, {kUsers});
-        if (which < 15) return send(Command::kProfileParameter, {kUsers, id, n});
-        send(Command::kProfilePortParameter, {kUsers, port, id, n});
+        if (which == 0) return send(Command::RESET_PROFILE, {kUsers});
+        if (which < 15) return send(Command::PROFILE_PARAMETER, {kUsers, id, n});
+        send(Command::PROFILE_PORT_PARAMETER, {kUsers, port, id, n});
     }
     bool rarely() { return mDice.below(20) == 0; }
     void verifyRarely() {  // for it has everything saved
@@ -247,7 +246,7 @@ private:
     }
     /// Is taken, but has no effect.
     void talkNonsense() {
-        Integers words{wordOf(Command::kProfileParameter), 0, mNumber, 106, 3};
+        Integers words{wordOf(Command::PROFILE_PARAMETER), 0, mNumber, 106, 3};
         const size_t wrong = mDice.below(5);
         if (wrong < words.size() - 1 && wrong != 1) words[wrong] += mDice.roll(1, 60) << 25;
         Bytes request = Client::bytesOf(words);

@@ -1,5 +1,5 @@
-#include "model/Integers.h"
 #include "tests/store/StoreFixture.h"
+#include "util/Integers.h"
 
 #include <atomic>
 #include <random>

@@ -3,14 +3,13 @@
 #include "store/Provider.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
+#include "util/RootPrefix.h"
 
 #include <filesystem>
 #include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <velora/RootPrefix.h>
 
 namespace velora::test {
 

@@ -1,7 +1,7 @@
-#include "model/Integers.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
 #include "tuning/TagIterator.h"
+#include "util/Integers.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "host/Client.h"
+#include "host/ctl/Client.h"
 
 #include <algorithm>
 #include <array>
@@ -116,7 +116,7 @@ Bytes Client::bytesOf(const Integers& words) {
 
 bool Client::isReady() {
     const auto ready = [this] {
-        const Bytes request = bytesOf({wordOf(Command::kOn)});
+        const Bytes request = bytesOf({wordOf(Command::SWITCH_EFFECT)});
         const auto answer = call<std::tuple<int32_t, Bytes>>("GetSfxParam", request, 4U);
         return std::get<0>(answer) != kNotInitialized;
     };

@@ -1,4 +1,4 @@
-#include "model/Integers.h"
+#include "util/Integers.h"
 
 #include <charconv>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/ParamChangeObserver.h"
+#include "effect/ParamChangeObserver.h"
 #include "model/ParameterValues.h"
 
 #include <cstdint>

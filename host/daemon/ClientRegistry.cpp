@@ -1,6 +1,6 @@
 #define LOG_TAG "velorad"
 
-#include "host/ClientRegistry.h"
+#include "host/daemon/ClientRegistry.h"
 
 #include <algorithm>
 #include <utility>

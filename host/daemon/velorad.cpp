@@ -1,8 +1,9 @@
 // velorad: the service as a process of its own, for clients on D-Bus.
 #define LOG_TAG "velorad"
 
-#include "host/BusService.h"
 #include "host/Connect.h"
+#include "host/daemon/BusService.h"
+#include "util/RootPrefix.h"
 
 #include <algorithm>
 #include <chrono>
@@ -21,7 +22,6 @@
 #include <unistd.h>
 
 #include <log/log.h>
-#include <velora/RootPrefix.h>
 
 namespace velora::host {
 namespace {

@@ -1,4 +1,4 @@
-#include "host/UpdateQueue.h"
+#include "host/daemon/UpdateQueue.h"
 
 #include <cerrno>
 #include <system_error>

@@ -1,4 +1,4 @@
-#include "host/Names.h"
+#include "host/ctl/Names.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,9 +1,9 @@
 #define LOG_TAG "velorad"
 
-#include "host/BusService.h"
+#include "host/daemon/BusService.h"
 
 #include "model/Port.h"
-#include "service/Words.h"
+#include "service/Protocol.h"
 
 #include <algorithm>
 #include <type_traits>
@@ -16,7 +16,6 @@ namespace velora::host {
 
 using android::sp;
 using android::VeloraManagerService;
-using android::Words;
 
 namespace {
 
@@ -111,12 +110,6 @@ void limit(bool holds, const char* message) {
     if (!holds) throw BusError(SD_BUS_ERROR_LIMITS_EXCEEDED, message);
 }
 
-/// Tells only that some client came or went; no setting changed.
-bool isRegistrationNotice(const Bytes& data) {
-    const Words words(data.data(), data.size());
-    return words.size() == 2 * Words::kSize && words[0] == -1 && words[1] == 0;
-}
-
 /// Runs what a callback of the event loop does. What throws is logged: a failed callback would
 /// never be called again.
 template <typename Work>
@@ -201,7 +194,8 @@ void BusService::deliver() {
             continue;
         }
         if (update.requested) --mWaiting;
-        if (!isRegistrationNotice(*update.data)) noteChange();
+        const Words words(update.data->data(), update.data->size());
+        if (!isRegistrationNotice(words)) noteChange();
     }
     if (mLeaving && mWaiting == 0) sd_event_exit(mEvent, 0);
 }
@@ -234,7 +228,7 @@ void BusService::checkWaiting() const {
 }
 
 bool BusService::isReady() {
-    int32_t request = wordOf(Command::kOn);
+    int32_t request = wordOf(Command::SWITCH_EFFECT);
     int32_t on = 0;
     return mService->getSfxParam(&request, sizeof request, &on, sizeof on) == 0;
 }

@@ -2,7 +2,7 @@
 
 #include "host/Interface.h"
 #include "host/SdBus.h"
-#include "host/UpdateQueue.h"
+#include "host/daemon/UpdateQueue.h"
 #include "service/VeloraManagerService.h"
 
 #include <cstdint>

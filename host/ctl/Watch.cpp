@@ -1,6 +1,6 @@
-#include "host/Commands.h"
+#include "host/ctl/Commands.h"
 #include "model/Port.h"
-#include "service/Words.h"
+#include "service/Protocol.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -10,8 +10,6 @@
 namespace velora::host {
 
 namespace {
-
-using android::Words;
 
 std::string nameIn(const Names& names, int32_t number) {
     const auto entry =
@@ -37,18 +35,18 @@ struct Done {
 };
 
 constexpr Done kDone[] = {
-    {Command::kOn,
+    {Command::SWITCH_EFFECT,
      [](const Words& w, const Names&) -> Json {
          return {{"event", "effect switched"}, {"enabled", w[2] > 0}};
      }},
-    {Command::kProfileParameter,
+    {Command::PROFILE_PARAMETER,
      [](const Words& w, const Names& profiles) -> Json {
          return {{"event", "parameter set"},
                  {"profile", nameIn(profiles, w[2])},
                  {"parameter", parameterName(w[3])},
                  {"asked", w.from(4)}};
      }},
-    {Command::kProfilePortParameter,
+    {Command::PROFILE_PORT_PARAMETER,
      [](const Words& w, const Names& profiles) -> Json {
          return {{"event", "parameter set"},
                  {"profile", nameIn(profiles, w[2])},
@@ -56,11 +54,11 @@ constexpr Done kDone[] = {
                  {"parameter", parameterName(w[4])},
                  {"asked", w.from(5)}};
      }},
-    {Command::kSelectedProfile,
+    {Command::SELECTED_PROFILE,
      [](const Words& w, const Names& profiles) -> Json {
          return {{"event", "profile selected"}, {"profile", nameIn(profiles, w[2])}};
      }},
-    {Command::kResetProfile,
+    {Command::RESET_PROFILE,
      [](const Words& w, const Names& profiles) -> Json {
          return {{"event", "profile reset"}, {"profile", nameIn(profiles, w[2])}};
      }},
@@ -70,7 +68,7 @@ constexpr Done kDone[] = {
 Json eventOf(const Bytes& update, const Names& profiles) {
     if (update.empty()) return {{"event", "tunings reloaded"}};
     const Words words(update.data(), update.size());
-    if (update.size() == 2 * Words::kSize && words[0] == -1) return {{"event", "clients changed"}};
+    if (isRegistrationNotice(words)) return {{"event", "clients changed"}};
     for (const Done& done : kDone) {
         if (words[0] == wordOf(done.command) && update.size() > 2 * Words::kSize) {
             return done.parts(words, profiles);

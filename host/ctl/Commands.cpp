@@ -1,7 +1,7 @@
-#include "host/Commands.h"
+#include "host/ctl/Commands.h"
 
 #include "model/Port.h"
-#include "service/Words.h"
+#include "service/Protocol.h"
 
 #include <algorithm>
 #include <sstream>
@@ -12,7 +12,7 @@ namespace velora::host {
 
 namespace {
 
-using android::fourCharacters;
+using velora::fourCharacters;
 
 }  // namespace
 
@@ -25,7 +25,7 @@ std::string nameOf(const AdapterParameter& parameter) {
 
 Names profilesOf(Client& client) {
     Names names;
-    const int32_t count = client.get(Command::kProfileCount)[0];
+    const int32_t count = client.get(Command::PROFILE_COUNT)[0];
     for (int32_t i = 0; i < count; ++i) {
         names.emplace_back(i, client.call<std::string>("GetProfileName", i));
     }
@@ -36,7 +36,7 @@ namespace {
 
 Names presetsOf(Client& client) {
     Names names;
-    const int32_t count = client.get(Command::kIeqPresetCount)[0];
+    const int32_t count = client.get(Command::IEQ_PRESET_COUNT)[0];
     for (int32_t i = 0; i <= count; ++i) {
         const auto name = client.call<std::string>("GetIeqPresetName", i);
         if (!name.empty()) names.emplace_back(i, name);
@@ -77,7 +77,7 @@ std::string selectedDevice(Client& client, int32_t port) {
 /// The profile that is meant: the selected one if none is.
 std::pair<int32_t, std::string> profileOf(Client& client, const Arguments& arguments) {
     const Names profiles = profilesOf(client);
-    const int32_t number = arguments.profile.empty() ? client.get(Command::kSelectedProfile)[0]
+    const int32_t number = arguments.profile.empty() ? client.get(Command::SELECTED_PROFILE)[0]
                                                      : pick(profiles, arguments.profile, "profile");
     const auto profile = std::find_if(profiles.begin(), profiles.end(),
                                       [&](const auto& p) { return p.first == number; });
@@ -123,19 +123,18 @@ const char* reachOf(Scope scope) {
 Integers valuesOf(Client& client, const AdapterParameter& parameter, int32_t profile,
                   int32_t port) {
     constexpr int32_t kAnyPort = -1;
-    constexpr int32_t kProfilesWithPort = 16;  // profile and port share a byte
     if (port == kAnyPort) {
-        return client.get(Command::kProfileParameter, parameter.id, profile,
+        return client.get(Command::PROFILE_PARAMETER, parameter.id, profile,
                           static_cast<size_t>(parameter.length));
     }
     if (!isPerPort(parameter)) {
         throw CommandError(Exit::kUsage, nameOf(parameter) + " has no value of its own per port");
     }
-    if (profile >= kProfilesWithPort) {
+    if (profile >= ProfileAndPort::kProfiles) {
         throw CommandError(Exit::kUsage, "only profiles 0 to 15 can be read per port");
     }
-    return client.get(Command::kProfilePortParameter, parameter.id, profile << 4 | port,
-                      static_cast<size_t>(parameter.length));
+    return client.get(Command::PROFILE_PORT_PARAMETER, parameter.id,
+                      ProfileAndPort{profile, port}.word(), static_cast<size_t>(parameter.length));
 }
 
 int32_t portOrAny(const Arguments& arguments) {
@@ -156,8 +155,8 @@ int32_t valueOf(Client& client, const AdapterParameter& parameter, const std::st
 }
 
 Json describeProfile(Client& client, const std::pair<int32_t, std::string>& profile) {
-    const int32_t selected = client.get(Command::kSelectedProfile)[0];
-    const bool modified = client.get(Command::kProfileModified, profile.first)[0] != 0;
+    const int32_t selected = client.get(Command::SELECTED_PROFILE)[0];
+    const bool modified = client.get(Command::IS_PROFILE_MODIFIED, profile.first)[0] != 0;
     return {{"number", profile.first},
             {"name", profile.second},
             {"selected", profile.first == selected},
@@ -173,18 +172,18 @@ Json status(Client& client, const Arguments& arguments) {
             {"mono_internal_speaker", client.call<bool>("IsMonoInternalSpeaker")},
             {"speaker_portrait_mode", client.call<bool>("IsSpeakerPortraitMode")},
             {"game_system_gain", client.call<int32_t>("GetZenithGameSystemGain")},
-            {"output_channels", integer(fourCharacters("DCOC"))},
+            {"output_channels", integer(key::kOutputChannels)},
             {"decoders",
              {{"cp", client.call<bool>("HasDecCP")},
               {"dv", client.call<bool>("HasDecDV")},
               {"multichannel_dv", client.call<bool>("HasMulitchannelDecDV")}}},
-            {"game_sfx", integer(fourCharacters("GDEA")) != 0},
-            {"spatializer", integer(fourCharacters("SPAA")) != 0}};
+            {"game_sfx", integer(key::kGameEffect) != 0},
+            {"spatializer", integer(key::kSpatializer) != 0}};
 }
 
 Json enable(Client& client, const Arguments& arguments) {
     const int32_t on = pick({{0, "off"}, {1, "on"}}, arguments.state, "state");
-    client.set(Command::kOn, {on});
+    client.set(Command::SWITCH_EFFECT, {on});
     return {{"enabled", client.call<bool>("GetSfxEnabled")}};
 }
 
@@ -196,7 +195,7 @@ Json listProfiles(Client& client, const Arguments&) {
 
 Json selectProfile(Client& client, const Arguments& arguments) {
     const auto profile = profileOf(client, arguments);
-    client.set(Command::kSelectedProfile, {profile.first});
+    client.set(Command::SELECTED_PROFILE, {profile.first});
     return describeProfile(client, profile);
 }
 
@@ -212,7 +211,7 @@ Json showProfile(Client& client, const Arguments& arguments) {
 
 Json resetProfile(Client& client, const Arguments& arguments) {
     const auto profile = profileOf(client, arguments);
-    client.set(Command::kResetProfile, {profile.first});
+    client.set(Command::RESET_PROFILE, {profile.first});
     return describeProfile(client, profile);
 }
 
@@ -273,7 +272,7 @@ Json setParameter(Client& client, const Arguments& arguments) {
     if (port >= 0) words.push_back(port);
     words.push_back(parameter.id);
     words.insert(words.end(), values.begin(), values.end());
-    client.set(port >= 0 ? Command::kProfilePortParameter : Command::kProfileParameter, words);
+    client.set(port >= 0 ? Command::PROFILE_PORT_PARAMETER : Command::PROFILE_PARAMETER, words);
     Json answer = getParameter(client, arguments);
     if (answer["values"].get<Integers>() != values) notTaken(parameter, answer["values"]);
     return answer;
@@ -355,8 +354,8 @@ Json showEffect(Client& client, const Arguments& arguments) {
 
 Json reload(Client& client, const Arguments&) {
     // What it brings is an empty update.
-    const auto updates = client.updatesOf(
-        [&] { client.call("SetIntParam", uint32_t{fourCharacters("RLTF")}, int64_t{0}); });
+    const auto updates =
+        client.updatesOf([&] { client.call("SetIntParam", uint32_t{key::kReload}, int64_t{0}); });
     if (std::find(updates.begin(), updates.end(), Bytes()) == updates.end()) {
         throw CommandError(Exit::kRefused, "the extra tuning file was not taken; see the log");
     }

@@ -1,4 +1,4 @@
-#include <velora/RootPrefix.h>
+#include "util/RootPrefix.h"
 
 namespace velora {
 

@@ -5,14 +5,7 @@
 #include <cstring>
 #include <vector>
 
-namespace android {
-
-/// A number made of four characters, the first in the most significant byte.
-constexpr uint32_t fourCharacters(const char (&text)[5]) {
-    uint32_t number = 0;
-    for (size_t i = 0; i < 4; ++i) number = number << 8 | static_cast<uint8_t>(text[i]);
-    return number;
-}
+namespace velora {
 
 /// A client's buffer read as 32-bit words in native order, copied one by one: the buffer may have
 /// any size and alignment, and a word that doesn't lie within it whole reads as 0.
@@ -53,4 +46,4 @@ private:
     const size_t mSize;
 };
 
-}  // namespace android
+}  // namespace velora

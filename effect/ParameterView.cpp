@@ -1,4 +1,4 @@
-#include "model/ParameterView.h"
+#include "effect/ParameterView.h"
 
 namespace velora {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/Client.h"
+#include "host/ctl/Client.h"
 #include "service/AdapterParameter.h"
 
 #include <span>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "host/ClientRegistry.h"
 #include "host/Interface.h"
 #include "host/SdBus.h"
-#include "host/UpdateQueue.h"
+#include "host/daemon/ClientRegistry.h"
+#include "host/daemon/UpdateQueue.h"
 #include "service/VeloraManagerService.h"
 
 #include <chrono>

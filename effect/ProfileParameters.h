@@ -1,7 +1,7 @@
 #pragma once
 
+#include "effect/ParameterView.h"
 #include "model/GeqPreset.h"
-#include "model/ParameterView.h"
 #include "model/Profile.h"
 
 namespace velora {

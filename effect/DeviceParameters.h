@@ -1,7 +1,7 @@
 #pragma once
 
+#include "effect/ParameterView.h"
 #include "model/IeqPreset.h"
-#include "model/ParameterView.h"
 #include "model/Profile.h"
 #include "model/ProfileEndpoint.h"
 #include "model/Tuning.h"

@@ -1,7 +1,7 @@
 // veloractl: the service's client for people and scripts.
 
-#include "host/Commands.h"
 #include "host/Connect.h"
+#include "host/ctl/Commands.h"
 
 #include <algorithm>
 #include <csignal>

@@ -1,8 +1,9 @@
 #pragma once
 
 #include "host/Interface.h"
-#include "host/Names.h"
 #include "host/SdBus.h"
+#include "host/ctl/Names.h"
+#include "service/Protocol.h"
 
 #include <functional>
 #include <string>
