@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::string_view kDefaultPrefix = "default_";
 
-const char* nameOf(Port port) { return isPort(port) ? infoOf(port).name.data() : "?"; }
+const char* portName(Port port) { return isPort(port) ? portInfo(port).name.data() : "?"; }
 
 }  // namespace
 
@@ -44,7 +44,7 @@ void SndContext::load() {
         Mutex::Autolock lock(mLock);
         loadProfilesLocked();
         for (const Port port : kSupportedPorts) {
-            mSelectedDevices.try_emplace(port, mProvider->getDeviceTuning(nameOf(port)));
+            mSelectedDevices.try_emplace(port, mProvider->getDeviceTuning(portName(port)));
             useAvailableDeviceLocked(port);
             mSelectedTunings.try_emplace(port,
                                          mProvider->loadTuningForDevice(mSelectedDevices[port]));
@@ -70,7 +70,7 @@ bool SndContext::save() {
     saveProfilesLocked();
     mProvider->setSfxOn(mSfxOn);
     for (const Port port : kSupportedPorts) {
-        mProvider->updateDeviceTuning(nameOf(port), deviceOfLocked(port));
+        mProvider->updateDeviceTuning(portName(port), deviceOfLocked(port));
     }
     return mProvider->commitTransaction();
 }
@@ -108,7 +108,7 @@ void SndContext::useAvailableDeviceLocked(Port port) {
     if (std::find(available.begin(), available.end(), device) != available.end()) return;
     const std::string fallback = defaultDeviceForLocked(port);
     ALOGW("Current selected tuning dev[%s] is not available for port[%s], revert to use dev[%s].",
-          device.c_str(), nameOf(port), fallback.c_str());
+          device.c_str(), portName(port), fallback.c_str());
     device = fallback;
 }
 
@@ -117,12 +117,12 @@ Tuning* SndContext::reloadTuningLocked(Port port) {
     const std::string& device = mSelectedDevices[port];
     Tuning* const tuning = mProvider->loadTuningForDevice(device);
     if (tuning == nullptr) {
-        ALOGE("Cannot load tuning data for device[%s] on port[%s]", device.c_str(), nameOf(port));
+        ALOGE("Cannot load tuning data for device[%s] on port[%s]", device.c_str(), portName(port));
         return nullptr;
     }
     mSelectedTunings[port] = tuning;
     ALOGD("Reset tuning[%s] for port[%s] and notify observers.", tuning->getName().c_str(),
-          nameOf(port));
+          portName(port));
     return tuning;
 }
 
@@ -445,8 +445,8 @@ std::string SndContext::defaultDeviceForLocked(Port port) {
                      [](const std::string& name) { return name.starts_with(kDefaultPrefix); });
     if (preferred != devices.end()) return *preferred;
     const bool hasNamesake =
-        std::find(devices.begin(), devices.end(), nameOf(port)) != devices.end();
-    if (hasNamesake || devices.empty() || devices.front().empty()) return nameOf(port);
+        std::find(devices.begin(), devices.end(), portName(port)) != devices.end();
+    if (hasNamesake || devices.empty() || devices.front().empty()) return portName(port);
     return devices.front();
 }
 
@@ -469,12 +469,13 @@ bool SndContext::setSelectedTuning(Port port, const std::string& device, bool fo
             ALOGE(
                 "%s is not a valid tuning device for port %s, please call "
                 "getAvailableTuningDevice(port) to check first!",
-                device.c_str(), nameOf(port));
+                device.c_str(), portName(port));
             return false;
         }
         Tuning* const tuning = mProvider->loadTuningForDevice(device);
         if (tuning == nullptr) {
-            ALOGW("Failed to set tuning for port[%s] as device[%s]", nameOf(port), device.c_str());
+            ALOGW("Failed to set tuning for port[%s] as device[%s]", portName(port),
+                  device.c_str());
             return false;
         }
         mSelectedDevices[port] = device;
@@ -484,7 +485,7 @@ bool SndContext::setSelectedTuning(Port port, const std::string& device, bool fo
         if (!keeps) changed = selected = tuning;
     }
     if (changed != nullptr) mObservable->onSelectedTuningChanged(*this, port, *changed);
-    ALOGD("Complete setting port[%s] use tuning device[%s]", nameOf(port), device.c_str());
+    ALOGD("Complete setting port[%s] use tuning device[%s]", portName(port), device.c_str());
     return true;
 }
 

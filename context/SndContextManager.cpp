@@ -192,7 +192,7 @@ void SndContextManager::populateDatabase(DeviceData* data, Provider* provider) {
     for (auto* record : data->getTunings()) provider->create(record, Provider::kDefaultName);
     for (auto* record : data->getDeviceTunings()) provider->create(record, Provider::kDefaultName);
     for (const Port port : SndContext::kSupportedPorts) {
-        const std::string_view name = infoOf(port).name;
+        const std::string_view name = portInfo(port).name;
         provider->setDeviceTuning(name, std::string(kDefaultDevicePrefix).append(name));
     }
     provider->setDefaultXmlSignature(data->getSignature());

@@ -20,7 +20,7 @@ void SfxController::onLoad(SndContext& context) {
         if (Tuning* const tuning = context.getSelectedTuning(port)) {
             mContext.setTuning(port, *tuning);
         } else {
-            ALOGE("No tuning found for port : %s", infoOf(port).name.data());
+            ALOGE("No tuning found for port : %s", portInfo(port).name.data());
         }
     }
     sendParameters(kAllDevices);

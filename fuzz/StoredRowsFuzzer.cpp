@@ -28,7 +28,7 @@ void change(sqlite3* database, const std::vector<uint8_t>& header, const std::st
     const velora::TableSchema& table = velora::kTables[header[kTable] % velora::kNumTables];
     std::vector<std::string_view> columns{"_id", "custom_name"};
     for (const auto& attribute : table.attributes) columns.push_back(attribute.column);
-    for (const auto parameter : table.params) columns.push_back(infoOf(parameter).column);
+    for (const auto parameter : table.params) columns.push_back(portInfo(parameter).column);
     const int kind = header[kKind] % kKinds;
     const std::string name(table.name);
     const std::string column(columns[header[kColumn] % columns.size()]);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/ParameterValues.h"
+#include "model/RecordText.h"
 
 #include <cstdint>
 #include <string>
@@ -33,7 +34,7 @@ public:
 
     /// The last line has no line feed.
     std::string toString() const {
-        return line("id", mId) + line("device", mDevice) + line("port", mPort) +
+        return recordLine("id", mId) + recordLine("device", mDevice) + recordLine("port", mPort) +
                "tuning=" + mTuning;
     }
 

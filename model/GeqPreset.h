@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/ParameterValues.h"
+#include "model/RecordText.h"
 
 #include <cstdint>
 #include <string>
@@ -30,7 +31,7 @@ public:
         return mProfileId == other.mProfileId && ParameterValues::equals(other);
     }
     std::string toString() const {
-        return line("id", mId) + line("profileId", mProfileId) + valuesToString();
+        return recordLine("id", mId) + recordLine("profileId", mProfileId) + valuesToString();
     }
 
 private:

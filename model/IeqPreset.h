@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/ParameterValues.h"
+#include "model/RecordText.h"
 
 #include <cstdint>
 #include <string>
@@ -37,8 +38,8 @@ public:
     }
 
     std::string toString() const {
-        return line("id", mId) + line("presetId", mPresetId) + line("name", mName) +
-               valuesToString();
+        return recordLine("id", mId) + recordLine("presetId", mPresetId) +
+               recordLine("name", mName) + valuesToString();
     }
 
 private:

@@ -84,7 +84,7 @@ constexpr bool isParameter(int32_t number) {
 }
 
 /// The row of a parameter, which must be one of the 104.
-constexpr const ParameterInfo& infoOf(Parameter parameter) {
+constexpr const ParameterInfo& parameterInfo(Parameter parameter) {
     return kParameters[static_cast<size_t>(parameter)];
 }
 

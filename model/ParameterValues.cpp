@@ -62,21 +62,20 @@ const ParameterValues::Values& ParameterValues::get(Parameter parameter) const {
     return values != nullptr ? *values : *kEmpty;
 }
 
+int ParameterValues::firstOf(Parameter parameter, int fallback) const {
+    const Values& values = get(parameter);
+    return values.empty() ? fallback : values.front();
+}
+
 std::string ParameterValues::valuesToString() const {
     std::string text;
     for (const auto& [parameter, values] : mValues) {
         if (parameter == IEQ_ID) continue;  // a preset shows its number itself
-        text.append(infoOf(parameter).column).push_back('=');
+        text.append(parameterInfo(parameter).column).push_back('=');
         for (const int value : values) text.append(std::to_string(value)).push_back(',');
         text.push_back('\n');
     }
     return text;
 }
-
-std::string line(std::string_view name, std::string_view value) {
-    return std::string(name).append("=").append(value).append("\n");
-}
-
-std::string line(std::string_view name, int64_t value) { return line(name, std::to_string(value)); }
 
 }  // namespace velora

@@ -47,6 +47,8 @@ public:
     /// until the record is changed.
     const Values* find(Parameter parameter) const;
     const Values& get(Parameter parameter) const;
+    /// The first value of `parameter`, or `fallback` if it has none.
+    int firstOf(Parameter parameter, int fallback) const;
 
     /// The entries, ascending by parameter.
     auto begin() const { return mValues.begin(); }
@@ -71,11 +73,5 @@ private:
     bool mDirty;
     std::vector<Entry> mValues;  ///< sorted by parameter
 };
-
-/// A line of a record's text form.
-std::string line(std::string_view name, std::string_view value);
-std::string line(std::string_view name, int64_t value);
-/// The text form of a boolean.
-constexpr std::string_view textOf(bool value) { return value ? "true" : "false"; }
 
 }  // namespace velora

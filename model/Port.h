@@ -23,14 +23,14 @@ enum class Endpoint : int32_t {
 inline constexpr std::array kEndpoints{Endpoint::SPEAKER, Endpoint::HEADPHONE, Endpoint::OTHER};
 inline constexpr std::array<std::string_view, 3> kEndpointNames{"speaker", "headphone", "other"};
 
-constexpr std::string_view nameOf(Endpoint endpoint) {
+constexpr std::string_view endpointName(Endpoint endpoint) {
     return kEndpointNames[static_cast<size_t>(endpoint)];
 }
 
 /// The endpoint of a short name; none for any other text.
-constexpr std::optional<Endpoint> endpointOf(std::string_view shortName) {
+constexpr std::optional<Endpoint> endpointByName(std::string_view shortName) {
     for (const Endpoint endpoint : kEndpoints) {
-        if (nameOf(endpoint) == shortName) return endpoint;
+        if (endpointName(endpoint) == shortName) return endpoint;
     }
     return std::nullopt;
 }
@@ -74,7 +74,7 @@ inline constexpr auto kPorts = std::to_array<PortInfo>({
 constexpr bool isPort(int port) { return port >= 0 && static_cast<size_t>(port) < kPorts.size(); }
 
 /// The row of a port, which must be one of the seven.
-constexpr const PortInfo& infoOf(Port port) { return kPorts[static_cast<size_t>(port)]; }
+constexpr const PortInfo& portInfo(Port port) { return kPorts[static_cast<size_t>(port)]; }
 
 /// The ports that a tuning is kept for, ascending: those with a device.
 inline constexpr std::array kSupportedPorts{PORT_INTERNAL_SPEAKER, PORT_HDMI,      PORT_MIRACAST,

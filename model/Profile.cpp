@@ -1,5 +1,7 @@
 #include "model/Profile.h"
 
+#include "model/RecordText.h"
+
 #include <utility>
 
 namespace velora {
@@ -32,9 +34,9 @@ bool Profile::equals(const Profile& other) const {
 }
 
 std::string Profile::toString() const {
-    return line("id", mId) + line("profileId", mProfileId) + line("name", mName) +
-           line("mobility", textOf(mMobility)) + line("selectedGeqPreset", mSelectedGeqPreset) +
-           valuesToString();
+    return recordLine("id", mId) + recordLine("profileId", mProfileId) + recordLine("name", mName) +
+           recordLine("mobility", recordBoolean(mMobility)) +
+           recordLine("selectedGeqPreset", mSelectedGeqPreset) + valuesToString();
 }
 
 }  // namespace velora

@@ -1,5 +1,7 @@
 #include "model/ProfileEndpoint.h"
 
+#include "model/RecordText.h"
+
 namespace velora {
 
 ProfileEndpoint::ProfileEndpoint(int profileId, Endpoint endpoint, int selectedIeqPreset)
@@ -26,8 +28,9 @@ bool ProfileEndpoint::equals(const ProfileEndpoint& other) const {
 }
 
 std::string ProfileEndpoint::toString() const {
-    return line("id", mId) + line("profileId", mProfileId) + line("endpoint", nameOf(mEndpoint)) +
-           line("selectedIeqPreset", mSelectedIeqPreset) + valuesToString();
+    return recordLine("id", mId) + recordLine("profileId", mProfileId) +
+           recordLine("endpoint", endpointName(mEndpoint)) +
+           recordLine("selectedIeqPreset", mSelectedIeqPreset) + valuesToString();
 }
 
 }  // namespace velora

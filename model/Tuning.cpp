@@ -1,5 +1,7 @@
 #include "model/Tuning.h"
 
+#include "model/RecordText.h"
+
 #include <utility>
 
 namespace velora {
@@ -25,8 +27,10 @@ void Tuning::setEndpoint(std::string_view portName) {
 }
 
 std::string Tuning::toString() const {
-    return line("id", mId) + line("name", mName) + line("endpoint", nameOf(mEndpoint)) +
-           line("mono", textOf(mMono)) + line("readonly", textOf(mReadonly)) + valuesToString();
+    return recordLine("id", mId) + recordLine("name", mName) +
+           recordLine("endpoint", endpointName(mEndpoint)) +
+           recordLine("mono", recordBoolean(mMono)) +
+           recordLine("readonly", recordBoolean(mReadonly)) + valuesToString();
 }
 
 }  // namespace velora

@@ -38,7 +38,7 @@ const AdapterParameter* findFor(int id, const ParameterAdapter::Values& values) 
 bool isOfEndpoints(Scope scope) { return scope == Scope::ENDPOINT || scope == Scope::STEERING; }
 
 /// The one endpoint that has a parameter, or whose values stand for the whole profile.
-Endpoint endpointOf(Scope scope) {
+Endpoint representativeEndpoint(Scope scope) {
     const bool headphone = scope == Scope::HEADPHONE || scope == Scope::STEERING;
     return headphone ? Endpoint::HEADPHONE : Endpoint::SPEAKER;
 }
@@ -64,7 +64,7 @@ void ParameterAdapter::setParameter(int profile, int id, Values& values) {
             return;
         case Scope::HEADPHONE:
         case Scope::SPEAKER:  // as it is
-            mContext->setProfileParameter(profile, endpointOf(parameter->scope),
+            mContext->setProfileParameter(profile, representativeEndpoint(parameter->scope),
                                           parameter->parameter, values);
             return;
         case Scope::ENDPOINT:
@@ -109,7 +109,7 @@ ParameterAdapter::Values ParameterAdapter::getParameter(int profile, int id) {
         case Scope::SPEAKER:
             break;
     }
-    return get(*parameter, profile, endpointOf(parameter->scope));
+    return get(*parameter, profile, representativeEndpoint(parameter->scope));
 }
 
 ParameterAdapter::Values ParameterAdapter::getProfileEndpointParameter(int profile,

@@ -24,7 +24,7 @@ constexpr int kPortraitOrientation = 1;
 
 /// A port's endpoint; null, and a line, for a number that is no port.
 const Endpoint* endpointOfPort(int port) {
-    if (isPort(port)) return kEndpNameToEndpoint.find(infoOf(static_cast<Port>(port)).name);
+    if (isPort(port)) return kEndpNameToEndpoint.find(portInfo(static_cast<Port>(port)).name);
     ALOGE("Invalid Port!");
     return nullptr;
 }

@@ -31,7 +31,7 @@ using velora::Words;
 
 namespace {
 
-uint32_t keyOf(int32_t type, uint32_t uid) { return uid + static_cast<uint32_t>(type); }
+uint32_t clientKey(int32_t type, uint32_t uid) { return uid + static_cast<uint32_t>(type); }
 
 size_t lengthOf(const std::vector<std::string>& names) {
     size_t length = 0;
@@ -118,7 +118,7 @@ void VeloraManagerService::registerClient(const sp<IKmsCallbacks>& listener, int
     initManager();
     ALOGD("%s(type = %d, uid = %u valid listener = %s ) entry", __func__, type, uid,
           listener ? "yes" : "no");
-    const uint32_t key = keyOf(type, uid);
+    const uint32_t key = clientKey(type, uid);
     const auto client = sp<NotificationClient>::make(this, listener, type, key);
 
     Mutex::Autolock lock(mLock);
@@ -158,7 +158,7 @@ void VeloraManagerService::noteRegistrationLocked(int32_t type) {
 void VeloraManagerService::unregisterClient(const sp<IKmsCallbacks>& /*listener*/, int32_t type,
                                             uint32_t uid) {
     ALOGD("%s(type = %d, uid = %u) entry", __func__, type, uid);
-    const uint32_t key = keyOf(type, uid);
+    const uint32_t key = clientKey(type, uid);
     sp<NotificationClient> client;  // released after the lock is: it may be the listener's last
 
     Mutex::Autolock lock(mLock);

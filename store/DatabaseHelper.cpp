@@ -30,7 +30,7 @@ struct TableInfo {
     explicit TableInfo(const TableSchema& table)
         : columns(table.attributes.begin(), table.attributes.end()) {
         for (const Parameter p : table.params) {
-            columns.push_back({infoOf(p).column, infoOf(p).column});
+            columns.push_back({parameterInfo(p).column, parameterInfo(p).column});
         }
         std::vector<std::string_view> names;
         if (table.hasCopies) names.push_back("custom_name");
@@ -68,7 +68,7 @@ struct TableInfo {
     std::string deleteSql;
 };
 
-const TableInfo& infoOf(TableType table) {
+const TableInfo& tableInfo(TableType table) {
     static const auto* const kInfos = [] {
         auto* const infos = new std::vector<TableInfo>();
         for (const TableSchema& schema : kTables) infos->emplace_back(schema);
@@ -79,7 +79,7 @@ const TableInfo& infoOf(TableType table) {
 
 void addPart(std::string& key, std::string_view part) { key.append(part).push_back('\0'); }
 
-std::string keyOf(DatabaseHelper::Arguments parts) {
+std::string rowKey(DatabaseHelper::Arguments parts) {
     std::string key;
     for (const std::string_view part : parts) addPart(key, part);
     return key;
@@ -145,7 +145,7 @@ void take(ProfileEndpoint& endpoint, const RowData& cell) {
 void take(Tuning& tuning, const RowData& cell) {
     if (cell.column == "is_mono") tuning.setMono(cell.number() != 0);
     if (cell.column != "endpoint") return;
-    if (const auto endpoint = endpointOf(cell.text)) tuning.setEndpoint(*endpoint);
+    if (const auto endpoint = endpointByName(cell.text)) tuning.setEndpoint(*endpoint);
 }
 
 template <typename Record>
@@ -220,7 +220,7 @@ bool DatabaseHelper::hasLayout() {
                    [&](std::span<const RowData> row) { tables.emplace(row[0].text, row[1].text); });
     return read && std::all_of(kTables.begin(), kTables.end(), [&](const TableSchema& table) {
                const auto found = tables.find(table.name);
-               return found != tables.end() && found->second == infoOf(table.type).createSql;
+               return found != tables.end() && found->second == tableInfo(table.type).createSql;
            });
 }
 
@@ -237,7 +237,7 @@ void DatabaseHelper::forgetRows() {
 }
 
 void DatabaseHelper::init() {
-    for (const TableSchema& table : kTables) execSQL(infoOf(table.type).createSql);
+    for (const TableSchema& table : kTables) execSQL(tableInfo(table.type).createSql);
     mEmpty = false;
 }
 
@@ -381,7 +381,7 @@ DatabaseHelper::RowIndex* DatabaseHelper::indexOf(TableType table) {
         for (const RowData& part : row.subspan(1)) addPart(key, part.text);
         rows[key].push_back(row[0].integer);
     };
-    if (!getAllRows(infoOf(table).indexSql, {}, add)) {
+    if (!getAllRows(tableInfo(table).indexSql, {}, add)) {
         abortTransaction();
         return nullptr;
     }
@@ -390,11 +390,11 @@ DatabaseHelper::RowIndex* DatabaseHelper::indexOf(TableType table) {
 
 // In a bracket that holds nobody else changes the file: rows are looked up where they were found.
 bool DatabaseHelper::getRows(TableType table, Arguments key, const RowVisitor& visit) {
-    const TableInfo& info = infoOf(table);
+    const TableInfo& info = tableInfo(table);
     if (mTransaction != Transaction::OPEN) return getAllRows(info.findSql, key, visit);
     const RowIndex* const index = indexOf(table);
     if (index == nullptr) return false;
-    const auto rows = index->find(keyOf(key));
+    const auto rows = index->find(rowKey(key));
     if (rows == index->end()) return true;
     return std::all_of(rows->second.begin(), rows->second.end(), [&](int64_t row) {
         return getAllRows(info.rowSql, {std::to_string(row)}, visit);
@@ -404,10 +404,10 @@ bool DatabaseHelper::getRows(TableType table, Arguments key, const RowVisitor& v
 void DatabaseHelper::deleteRows(TableType table, Arguments key) {
     RowIndex* const index = mTransaction == Transaction::OPEN ? indexOf(table) : nullptr;
     if (index == nullptr) return;
-    const auto rows = index->find(keyOf(key));
+    const auto rows = index->find(rowKey(key));
     if (rows == index->end()) return;
     for (const int64_t row : rows->second) {
-        if (write(infoOf(table).deleteSql, {std::to_string(row)}) != kOk) return;
+        if (write(tableInfo(table).deleteSql, {std::to_string(row)}) != kOk) return;
     }
     index->erase(rows);
     mRowCounts[static_cast<size_t>(table)].reset();
@@ -457,7 +457,7 @@ int64_t DatabaseHelper::insertRow(TableType table, std::span<const std::string_v
         return id;
     }
     if (!isStorable(values)) return id;
-    const TableInfo& info = infoOf(table);
+    const TableInfo& info = tableInfo(table);
     const std::string& sql = info.insertSql;
     int prepared = Statement::kOk;
     Statement* const statement = prepare(sql, &prepared);
@@ -490,7 +490,7 @@ void DatabaseHelper::insertRecord(TableType table, Record* record, std::string_v
         return;
     }
     const std::string text = record->toString();
-    auto values = getStringValues(infoOf(table).columns, text);
+    auto values = getStringValues(tableInfo(table).columns, text);
     values.insert(values.begin(), customName);
     const int64_t row = insertRow(table, values, id);
     if (id <= 0) record->setId(row);
@@ -533,7 +533,7 @@ bool DatabaseHelper::updateRecord(TableType table, Record* record, std::string_v
         return false;
     }
     const std::string text = record->toString();
-    if (!isStorable(getStringValues(infoOf(table).columns, text))) return false;
+    if (!isStorable(getStringValues(tableInfo(table).columns, text))) return false;
     beginTransaction();
     deleteRows(table, {std::to_string(record->getProfileId()), parts..., customName});
     insertRecord(table, record, customName, record->getId());
@@ -551,7 +551,7 @@ bool DatabaseHelper::updateProfileValue(Profile* profile, std::string_view custo
 bool DatabaseHelper::updateProfileEndpointValue(ProfileEndpoint* endpoint,
                                                 std::string_view customName) {
     const Endpoint which = endpoint != nullptr ? endpoint->getEndpoint() : Endpoint::SPEAKER;
-    return updateRecord(TableType::PROFILE_ENDPOINTS, endpoint, customName, nameOf(which));
+    return updateRecord(TableType::PROFILE_ENDPOINTS, endpoint, customName, endpointName(which));
 }
 
 template <typename Record>
@@ -591,7 +591,7 @@ bool DatabaseHelper::queryProfileValue(int profileId, std::string_view customNam
 bool DatabaseHelper::queryEndpointValue(int profileId, Endpoint endpoint,
                                         std::string_view customName, ProfileEndpoint* record) {
     return queryRecord(TableType::PROFILE_ENDPOINTS,
-                       {std::to_string(profileId), nameOf(endpoint), customName}, record,
+                       {std::to_string(profileId), endpointName(endpoint), customName}, record,
                        "Endpoint doesn't exist!");
 }
 

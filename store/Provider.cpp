@@ -153,7 +153,7 @@ void Provider::readAhead() {
     mDatabase.queryEndpointValues(
         [this](int id, std::string_view copy, std::string_view name) -> ProfileEndpoint* {
             ProfileRecords* const records = findRecords(id, copy);
-            const auto endpoint = endpointOf(name);
+            const auto endpoint = endpointByName(name);
             if (records == nullptr || !endpoint) return nullptr;
             return &records->endpoints[static_cast<size_t>(*endpoint)];
         });
@@ -341,7 +341,7 @@ std::string Provider::getDeviceTuning(std::string_view port) {
 void Provider::loadDevices(Port port) {
     if (!isPort(port) || mDeviceTunings.contains(port)) return;
     Devices devices;
-    if (mDatabase.queryDeviceTunings(infoOf(port).name, &devices)) {
+    if (mDatabase.queryDeviceTunings(portInfo(port).name, &devices)) {
         mDeviceTunings[port] = std::move(devices);
     }
 }

@@ -32,7 +32,7 @@ constexpr int kPathCheck = 40;
 constexpr int kReadCheck = 46;
 constexpr int kRootCheck = 52;
 
-std::string_view textOf(const xmlChar* text) {
+std::string_view viewOf(const xmlChar* text) {
     return text != nullptr ? reinterpret_cast<const char*>(text) : "";
 }
 
@@ -256,7 +256,7 @@ void TagIterator::popNode() {
 }
 
 std::string_view TagIterator::getNodeName() const {
-    return mCurrent != nullptr ? textOf(mCurrent->name) : "";
+    return mCurrent != nullptr ? viewOf(mCurrent->name) : "";
 }
 
 const xmlAttr* TagIterator::firstAttr() const {
@@ -266,7 +266,7 @@ const xmlAttr* TagIterator::firstAttr() const {
 // No entities, so a value is one text.
 std::string_view TagIterator::valueOf(const xmlAttr* attribute) {
     const xmlNode* const text = attribute->children;
-    return textOf(text != nullptr ? text->content : nullptr);
+    return viewOf(text != nullptr ? text->content : nullptr);
 }
 
 bool TagIterator::checkCurrent() const {
@@ -277,7 +277,7 @@ bool TagIterator::checkCurrent() const {
 std::vector<std::string> TagIterator::getAttrsName() const {
     std::vector<std::string> names;
     for (const xmlAttr* a = firstAttr(); a != nullptr; a = a->next) {
-        names.emplace_back(textOf(a->name));
+        names.emplace_back(viewOf(a->name));
     }
     return names;
 }
@@ -300,7 +300,7 @@ void TagIterator::parseNodeWithName(Names names, std::vector<std::string>& value
         std::string_view value = valueOf(a);
         if (names.empty()) values.emplace_back(value);
         for (size_t i = 0; i < names.size(); ++i) {
-            if (names[i] == textOf(a->name)) values[i] = std::exchange(value, {});
+            if (names[i] == viewOf(a->name)) values[i] = std::exchange(value, {});
         }
     }
 }
@@ -308,7 +308,7 @@ void TagIterator::parseNodeWithName(Names names, std::vector<std::string>& value
 std::string TagIterator::getAttr(std::string_view name) const {
     std::string_view value;
     for (const xmlAttr* a = firstAttr(); a != nullptr; a = a->next) {
-        if (textOf(a->name) == name) value = valueOf(a);
+        if (viewOf(a->name) == name) value = valueOf(a);
     }
     return std::string(value);
 }

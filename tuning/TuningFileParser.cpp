@@ -41,7 +41,7 @@ const SetterCollection& setterCollection() {
 }
 
 /// A name as records keep it: on one line.
-std::string nameOf(std::string text) {
+std::string onOneLine(std::string text) {
     std::replace(text.begin(), text.end(), '\n', ' ');
     return text;
 }
@@ -58,7 +58,7 @@ std::string geqPreset(int profileId) {
 }
 std::string profile(int id) { return "profile " + std::to_string(id); }
 std::string endpointOfProfile(int profileId, Endpoint endpoint) {
-    return std::string(nameOf(endpoint)) + " endpoint of " + profile(profileId);
+    return std::string(endpointName(endpoint)) + " endpoint of " + profile(profileId);
 }
 
 }  // namespace
@@ -124,7 +124,7 @@ TuningFileParser::Attributes TuningFileParser::parseAttributes(TagIterator::Name
 FormatVersion TuningFileParser::parseVersion() const {
     static constexpr std::array<std::string_view, 3> kAttrNames{"major", "minor", "maintenance"};
     const Attributes numbers = parseAttributes(kAttrNames);
-    return {nameOf(numbers[0]), nameOf(numbers[1]), nameOf(numbers[2])};
+    return {onOneLine(numbers[0]), onOneLine(numbers[1]), onOneLine(numbers[2])};
 }
 
 void TuningFileParser::parseFormatVersion() {
@@ -149,7 +149,7 @@ template <typename Record>
 void TuningFileParser::add(Owned<Record>& records, std::unique_ptr<Record> record,
                            const std::string& what) {
     for (const Parameter dropped : record->completeTo(Record::kStoredParams)) {
-        ALOGW("%s has no %s, it is ignored", what.c_str(), infoOf(dropped).column.data());
+        ALOGW("%s has no %s, it is ignored", what.c_str(), parameterInfo(dropped).column.data());
     }
     records.push_back(std::move(record));
 }
@@ -178,7 +178,7 @@ void TuningFileParser::parsePreset() {
 
 void TuningFileParser::parseIeqPreset(const Attributes& attributes) {
     int id = string2Int(attributes[0]);
-    std::string name = nameOf(attributes[1]);
+    std::string name = onOneLine(attributes[1]);
     const FormatVersion& version = mContents.formatVersion;
     if (version.startsWith(kFormat32) || version.startsWith(kFormat330)) {
         id = getIeqPresetIdByName(attributes[0]);
@@ -206,7 +206,7 @@ void TuningFileParser::parseProfile() {
 
     const bool mobility =
         attributes[2] == "mobility" && !mContents.formatVersion.startsWith(kFormat32);
-    auto record = std::make_unique<Profile>(id, nameOf(attributes[1]), mobility);
+    auto record = std::make_unique<Profile>(id, onOneLine(attributes[1]), mobility);
     const EndpointDefaults defaults = parseEndpointDefaults();
     for (const Descent below(mIterator); below && mIterator.isCurValid(); mIterator.next()) {
         if (!mIterator.isElementNode()) continue;
@@ -248,7 +248,7 @@ int TuningFileParser::parseIncludedIeqPreset() const {
 
 void TuningFileParser::parseProfileEndpoint(int profileId, const EndpointDefaults& defaults) {
     const std::string type = mIterator.getAttr("id");
-    const Endpoint endpoint = endpointOf(type).value_or(Endpoint::OTHER);
+    const Endpoint endpoint = endpointByName(type).value_or(Endpoint::OTHER);
     if (!claim(endpointOfProfile(profileId, endpoint))) return;
 
     auto record = std::make_unique<ProfileEndpoint>(profileId, endpoint, defaults.ieqPreset);
@@ -297,7 +297,7 @@ void TuningFileParser::parseTuning() {
         "name", "endpoint_type", "mono_device", "orientation", "output_channels"};
     static constexpr std::array<std::string_view, 2> kDeviceAttrNames{"id", "endpoint_port"};
     const Attributes attributes = parseAttributes(kAttrNames);
-    const std::string name = nameOf(attributes[0]);
+    const std::string name = onOneLine(attributes[0]);
     const std::string what = "tuning " + name;
     if (name.size() > kMaxNameLength) {
         ALOGW("A tuning is ignored: its name has %zu bytes, more than %zu", name.size(),
@@ -306,7 +306,7 @@ void TuningFileParser::parseTuning() {
     }
 
     auto record = std::make_unique<Tuning>(
-        name, endpointOf(attributes[1]).value_or(Endpoint::SPEAKER), attributes[2] == "true");
+        name, endpointByName(attributes[1]).value_or(Endpoint::SPEAKER), attributes[2] == "true");
     record->set(ORIENTATION, {orientationOf(attributes[3])});
     record->set(OUTPUT_CHANNELS, {string2Int(attributes[4])});
 
@@ -325,7 +325,7 @@ void TuningFileParser::parseTuning() {
         }
         const Attributes device = parseAttributes(kDeviceAttrNames);
         devices.push_back(
-            std::make_unique<DeviceTuning>(nameOf(device[0]), nameOf(device[1]), name));
+            std::make_unique<DeviceTuning>(onOneLine(device[0]), onOneLine(device[1]), name));
     }
     ALOGE("There is no <data> in Tuning section");
 }

@@ -14,7 +14,7 @@ namespace {
 constexpr int32_t kNotInitialized = -19;
 
 [[noreturn]] void notReady() {
-    throw CommandError(Exit::kNotReady, "the service is not ready: it has no tuning file");
+    throw CommandError(Exit::NOT_READY, "the service is not ready: it has no tuning file");
 }
 
 /// Throws what a call came back with.
@@ -24,7 +24,7 @@ constexpr int32_t kNotInitialized = -19;
     const bool nobody = std::any_of(kNobody.begin(), kNobody.end(), [&](const char* name) {
         return sd_bus_error_has_name(&error, name) != 0;
     });
-    throw CommandError(nobody ? Exit::kNoService : Exit::kFailed,
+    throw CommandError(nobody ? Exit::NO_SERVICE : Exit::FAILED,
                        error.message != nullptr ? error.message : error.name);
 }
 
@@ -103,7 +103,7 @@ Track Client::trackService(sd_bus_track_handler_t onGone, void* data) {
         made<Track>([&](sd_bus_track** t) { return sd_bus_track_new(mBus.get(), t, onGone, data); },
                     "watch the service");
     const int result = sd_bus_track_add_name(track.get(), kBusName);
-    if (result == -ENXIO) throw CommandError(Exit::kNoService, "the service has gone");
+    if (result == -ENXIO) throw CommandError(Exit::NO_SERVICE, "the service has gone");
     check(result, "watch the service");
     return track;
 }
@@ -144,7 +144,7 @@ void Client::set(Command command, const Integers& arguments) {
     awaitUpdate(request, [&] {
         const auto result = call<int32_t>("SetSfxParam", request);
         if (result == kNotInitialized) notReady();
-        if (result != 0) throw CommandError(Exit::kRefused, "the service refused the request");
+        if (result != 0) throw CommandError(Exit::REFUSED, "the service refused the request");
     });
 }
 
@@ -167,11 +167,11 @@ void Client::awaitUpdate(const Bytes& awaited, const std::function<void()>& work
     while (std::find(updates.begin(), updates.end(), awaited) == updates.end()) {
         updates.clear();
         if (sd_bus_track_contains(service.get(), kBusName) == nullptr) {
-            throw CommandError(Exit::kNoService, "the service has gone");
+            throw CommandError(Exit::NO_SERVICE, "the service has gone");
         }
         const auto rest = deadline - std::chrono::steady_clock::now();
         if (rest.count() <= 0) {
-            throw CommandError(Exit::kFailed, "the service took the change but didn't do it");
+            throw CommandError(Exit::FAILED, "the service took the change but didn't do it");
         }
         if (check(sd_bus_process(mBus.get(), nullptr), "listen to the service") > 0) continue;
         const auto wait = std::chrono::ceil<std::chrono::microseconds>(rest).count();

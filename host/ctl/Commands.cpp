@@ -16,8 +16,8 @@ using velora::fourCharacters;
 
 }  // namespace
 
-std::string nameOf(const AdapterParameter& parameter) {
-    std::string name(infoOf(parameter.parameter).column);
+std::string parameterName(const AdapterParameter& parameter) {
+    std::string name(parameterInfo(parameter.parameter).column);
     if (parameter.scope == Scope::HEADPHONE) return "headphone_" + name;
     if (parameter.scope == Scope::SPEAKER) return "speaker_" + name;
     return name;
@@ -57,7 +57,8 @@ bool isPerPort(const AdapterParameter& parameter) {
 
 Names parameterNames() {
     Names names;
-    for (const AdapterParameter& row : kAdapterParameters) names.emplace_back(row.id, nameOf(row));
+    for (const AdapterParameter& row : kAdapterParameters)
+        names.emplace_back(row.id, parameterName(row));
     return names;
 }
 
@@ -128,10 +129,11 @@ Integers valuesOf(Client& client, const AdapterParameter& parameter, int32_t pro
                           static_cast<size_t>(parameter.length));
     }
     if (!isPerPort(parameter)) {
-        throw CommandError(Exit::kUsage, nameOf(parameter) + " has no value of its own per port");
+        throw CommandError(Exit::USAGE,
+                           parameterName(parameter) + " has no value of its own per port");
     }
     if (profile >= ProfileAndPort::kProfiles) {
-        throw CommandError(Exit::kUsage, "only profiles 0 to 15 can be read per port");
+        throw CommandError(Exit::USAGE, "only profiles 0 to 15 can be read per port");
     }
     return client.get(Command::PROFILE_PORT_PARAMETER, parameter.id,
                       ProfileAndPort{profile, port}.word(), static_cast<size_t>(parameter.length));
@@ -147,9 +149,9 @@ int32_t valueOf(Client& client, const AdapterParameter& parameter, const std::st
     if (parameter.max == 1) return pick({{0, "off"}, {1, "on"}}, text, "value");
     const int32_t value = integerOf(text);
     if (value < parameter.min || value > parameter.max) {
-        throw CommandError(Exit::kUsage, text + " is out of range: " + nameOf(parameter) +
-                                             " takes " + std::to_string(parameter.min) + " to " +
-                                             std::to_string(parameter.max));
+        throw CommandError(Exit::USAGE, text + " is out of range: " + parameterName(parameter) +
+                                            " takes " + std::to_string(parameter.min) + " to " +
+                                            std::to_string(parameter.max));
     }
     return value;
 }
@@ -204,7 +206,7 @@ Json showProfile(Client& client, const Arguments& arguments) {
     Json answer = describeProfile(client, profile);
     Json& parameters = answer["parameters"];
     for (const AdapterParameter& row : kAdapterParameters) {
-        parameters[nameOf(row)] = valuesOf(client, row, profile.first, portOrAny({}));
+        parameters[parameterName(row)] = valuesOf(client, row, profile.first, portOrAny({}));
     }
     return answer;
 }
@@ -219,7 +221,7 @@ Json listParameters(Client& client, const Arguments&) {
     Json list = Json::array();
     for (const AdapterParameter& row : kAdapterParameters) {
         list.push_back({{"number", row.id},
-                        {"name", nameOf(row)},
+                        {"name", parameterName(row)},
                         {"min", row.min},
                         {"max", maxOf(client, row)},
                         {"length", row.length},
@@ -232,9 +234,10 @@ Json getParameter(Client& client, const Arguments& arguments) {
     const AdapterParameter& parameter = parameterOf(arguments);
     const auto profile = profileOf(client, arguments);
     const int32_t port = portOrAny(arguments);
-    Json answer{
-        {"parameter", nameOf(parameter)}, {"number", parameter.id}, {"profile", profile.second}};
-    if (port >= 0) answer["port"] = infoOf(static_cast<Port>(port)).name;
+    Json answer{{"parameter", parameterName(parameter)},
+                {"number", parameter.id},
+                {"profile", profile.second}};
+    if (port >= 0) answer["port"] = portInfo(static_cast<Port>(port)).name;
     answer["values"] = valuesOf(client, parameter, profile.first, port);
     return answer;
 }
@@ -242,8 +245,8 @@ Json getParameter(Client& client, const Arguments& arguments) {
 Integers askedValues(Client& client, const AdapterParameter& parameter,
                      const Arguments& arguments) {
     if (arguments.values.size() != static_cast<size_t>(parameter.length)) {
-        throw CommandError(Exit::kUsage, nameOf(parameter) + " has a length of " +
-                                             std::to_string(parameter.length));
+        throw CommandError(Exit::USAGE, parameterName(parameter) + " has a length of " +
+                                            std::to_string(parameter.length));
     }
     Integers values;
     for (const auto& text : arguments.values) values.push_back(valueOf(client, parameter, text));
@@ -256,7 +259,7 @@ Integers askedValues(Client& client, const AdapterParameter& parameter,
                                 ? "the profile isn't in headphone virtualizer mode 1, so that its "
                                   "rendering configuration was restored"
                                 : "not taken";
-    throw CommandError(Exit::kRefused, why + ": the values are " + wordsOf(values));
+    throw CommandError(Exit::REFUSED, why + ": the values are " + wordsOf(values));
 }
 
 Json setParameter(Client& client, const Arguments& arguments) {
@@ -266,7 +269,8 @@ Json setParameter(Client& client, const Arguments& arguments) {
     const int32_t port = portOrAny(arguments);
     valuesOf(client, parameter, profile, port);  // refuses what can't be
     if (parameter.id == kVirtualBassEnable && port > PORT_INTERNAL_SPEAKER) {
-        throw CommandError(Exit::kUsage, nameOf(parameter) + " is the internal_speaker's only");
+        throw CommandError(Exit::USAGE,
+                           parameterName(parameter) + " is the internal_speaker's only");
     }
     Integers words{profile};
     if (port >= 0) words.push_back(port);
@@ -291,7 +295,7 @@ Json listDevices(Client& client, const Arguments& arguments) {
     for (const int32_t port : portsOf(arguments)) {
         const std::string selected = selectedDevice(client, port);
         for (const std::string& device : devicesOf(client, port)) {
-            list.push_back({{"port", infoOf(static_cast<Port>(port)).name},
+            list.push_back({{"port", portInfo(static_cast<Port>(port)).name},
                             {"device", device},
                             {"selected", device == selected}});
         }
@@ -302,7 +306,7 @@ Json listDevices(Client& client, const Arguments& arguments) {
 Json showDevices(Client& client, const Arguments& arguments) {
     Json answer;
     for (const int32_t port : portsOf(arguments)) {
-        answer[std::string(infoOf(static_cast<Port>(port)).name)] = selectedDevice(client, port);
+        answer[std::string(portInfo(static_cast<Port>(port)).name)] = selectedDevice(client, port);
     }
     return answer;
 }
@@ -322,7 +326,7 @@ constexpr char kAllDevices[] = "all";
 std::string deviceName(uint32_t bits) {
     if (bits == AUDIO_DEVICE_OUT_DEFAULT) return kAllDevices;
     const Port* const port = kPortForDevice.find(bits);
-    return port != nullptr ? std::string(infoOf(*port).name) : std::to_string(bits);
+    return port != nullptr ? std::string(portInfo(*port).name) : std::to_string(bits);
 }
 
 /// The four characters of an effect parameter's number; dots for those that don't print.
@@ -338,7 +342,7 @@ std::string shortName(uint32_t id) {
 Json showEffect(Client& client, const Arguments& arguments) {
     const std::string wanted =
         arguments.port.empty() ? ""
-                               : deviceName(infoOf(static_cast<Port>(portOf(arguments))).device);
+                               : deviceName(portInfo(static_cast<Port>(portOf(arguments))).device);
     const auto [result, params] =
         client.call<std::tuple<int32_t, StoredParams>>("GetStoredParams", true);
     Json list = Json::array();
@@ -357,7 +361,7 @@ Json reload(Client& client, const Arguments&) {
     const auto updates =
         client.updatesOf([&] { client.call("SetIntParam", uint32_t{key::kReload}, int64_t{0}); });
     if (std::find(updates.begin(), updates.end(), Bytes()) == updates.end()) {
-        throw CommandError(Exit::kRefused, "the extra tuning file was not taken; see the log");
+        throw CommandError(Exit::REFUSED, "the extra tuning file was not taken; see the log");
     }
     return {{"reloaded", true}};
 }
@@ -374,24 +378,24 @@ Json versions(Client& client, const Arguments&) {
 }
 
 constexpr CommandInfo kCommands[] = {
-    {"status", "Show what is on and selected", "", Needs::kService, status},
-    {"enable", "Switch the effect on or off", "s", Needs::kTuning, enable},
-    {"profiles list", "List the profiles", "", Needs::kTuning, listProfiles},
-    {"profiles select", "Select a profile", "p", Needs::kTuning, selectProfile},
-    {"profiles show", "Show a profile and its parameters", "p", Needs::kTuning, showProfile},
-    {"profiles reset", "Put a profile back to the tuning file's values", "p", Needs::kTuning,
+    {"status", "Show what is on and selected", "", Needs::SERVICE, status},
+    {"enable", "Switch the effect on or off", "s", Needs::TUNING, enable},
+    {"profiles list", "List the profiles", "", Needs::TUNING, listProfiles},
+    {"profiles select", "Select a profile", "p", Needs::TUNING, selectProfile},
+    {"profiles show", "Show a profile and its parameters", "p", Needs::TUNING, showProfile},
+    {"profiles reset", "Put a profile back to the tuning file's values", "p", Needs::TUNING,
      resetProfile},
-    {"params", "List the parameters", "", Needs::kTuning, listParameters},
-    {"get", "Show the values of a parameter", "aPO", Needs::kTuning, getParameter},
-    {"set", "Change the values of a parameter", "avPO", Needs::kTuning, setParameter},
-    {"presets", "List the presets of the intelligent equaliser", "", Needs::kTuning, listPresets},
-    {"devices list", "List the tuning devices of the ports", "O", Needs::kTuning, listDevices},
-    {"devices show", "Show the selected tuning devices", "O", Needs::kTuning, showDevices},
-    {"devices select", "Select the tuning device of a port", "od", Needs::kTuning, selectDevice},
-    {"watch", "Print each notification until interrupted", "", Needs::kTuning, watch},
-    {"effect", "Show the parameters that the effect sees", "O", Needs::kService, showEffect},
-    {"reload", "Have the extra tuning file read again", "", Needs::kTuning, reload},
-    {"version", "Show the versions of program, service and tuning file", "", Needs::kService,
+    {"params", "List the parameters", "", Needs::TUNING, listParameters},
+    {"get", "Show the values of a parameter", "aPO", Needs::TUNING, getParameter},
+    {"set", "Change the values of a parameter", "avPO", Needs::TUNING, setParameter},
+    {"presets", "List the presets of the intelligent equaliser", "", Needs::TUNING, listPresets},
+    {"devices list", "List the tuning devices of the ports", "O", Needs::TUNING, listDevices},
+    {"devices show", "Show the selected tuning devices", "O", Needs::TUNING, showDevices},
+    {"devices select", "Select the tuning device of a port", "od", Needs::TUNING, selectDevice},
+    {"watch", "Print each notification until interrupted", "", Needs::TUNING, watch},
+    {"effect", "Show the parameters that the effect sees", "O", Needs::SERVICE, showEffect},
+    {"reload", "Have the extra tuning file read again", "", Needs::TUNING, reload},
+    {"version", "Show the versions of program, service and tuning file", "", Needs::SERVICE,
      versions},
 };
 
@@ -457,7 +461,7 @@ std::string wordsOf(const Json& value) {
     return cell;
 }
 
-std::string textOf(const Json& answer) {
+std::string printedForm(const Json& answer) {
     if (answer.contains("values")) return wordsOf(answer["values"]) + "\n";
     if (answer.is_object()) return linesOf(answer, "");
     if (answer.empty()) return "";

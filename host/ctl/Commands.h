@@ -25,7 +25,7 @@ struct Arguments {
 };
 
 /// What must be there for a command.
-enum class Needs { kService, kTuning };
+enum class Needs { SERVICE, TUNING };
 
 /// One thing that veloractl does.
 struct CommandInfo {
@@ -44,14 +44,14 @@ std::span<const CommandInfo> commands();
 
 /// An answer as text for people: the values of a parameter alone, a list of things as a table, a
 /// thing as lines of names and values.
-std::string textOf(const Json& answer);
+std::string printedForm(const Json& answer);
 
 /// A value in one line: text with its control characters escaped, yes or no, the items of a list
 /// with blanks between them.
 std::string wordsOf(const Json& value);
 
 /// A parameter's catalogue name, with the endpoint before it where it is for one only.
-std::string nameOf(const AdapterParameter& parameter);
+std::string parameterName(const AdapterParameter& parameter);
 
 /// Numbers and names of the service's profiles.
 Names profilesOf(Client& client);

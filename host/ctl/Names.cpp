@@ -63,13 +63,13 @@ int32_t pick(const Names& names, const std::string& text, const std::string& kin
         const bool isMeant = isNumber && number == candidate && candidate != kNoNumber;
         if (name == text || isMeant) return candidate;
     }
-    throw CommandError(Exit::kUsage,
+    throw CommandError(Exit::USAGE,
                        "no " + kind + " '" + text + "', " + hintOf(names, text, isNumber));
 }
 
 int32_t integerOf(const std::string& text) {
     int32_t number = 0;
-    if (!parse(text, &number)) throw CommandError(Exit::kUsage, "'" + text + "' is no number");
+    if (!parse(text, &number)) throw CommandError(Exit::USAGE, "'" + text + "' is no number");
     return number;
 }
 

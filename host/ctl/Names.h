@@ -10,12 +10,12 @@ namespace velora::host {
 
 /// How veloractl ends: its exit status.
 enum class Exit {
-    kSuccess = 0,
-    kFailed = 1,     ///< the bus or the service failed
-    kUsage = 2,      ///< an unknown command, name or number, or a value out of range
-    kNoService = 3,  ///< nobody offers the service on this bus
-    kNotReady = 4,   ///< the service has no tuning file
-    kRefused = 5,    ///< the service didn't take the change
+    SUCCESS = 0,
+    FAILED = 1,      ///< the bus or the service failed
+    USAGE = 2,       ///< an unknown command, name or number, or a value out of range
+    NO_SERVICE = 3,  ///< nobody offers the service on this bus
+    NOT_READY = 4,   ///< the service has no tuning file
+    REFUSED = 5,     ///< the service didn't take the change
 };
 
 /// Ends veloractl with a message.

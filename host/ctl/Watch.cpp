@@ -17,15 +17,16 @@ std::string nameIn(const Names& names, int32_t number) {
     return entry != names.end() ? entry->second : std::to_string(number);
 }
 
-std::string parameterName(int32_t number) {
+std::string parameterNameOf(int32_t number) {
     for (const AdapterParameter& row : kAdapterParameters) {
-        if (row.id == number) return nameOf(row);
+        if (row.id == number) return parameterName(row);
     }
     return std::to_string(number);
 }
 
 std::string portName(int32_t port) {
-    return isPort(port) ? std::string(infoOf(static_cast<Port>(port)).name) : std::to_string(port);
+    return isPort(port) ? std::string(portInfo(static_cast<Port>(port)).name)
+                        : std::to_string(port);
 }
 
 /// How a command that was done is told: its parts, from its words.
@@ -43,7 +44,7 @@ constexpr Done kDone[] = {
      [](const Words& w, const Names& profiles) -> Json {
          return {{"event", "parameter set"},
                  {"profile", nameIn(profiles, w[2])},
-                 {"parameter", parameterName(w[3])},
+                 {"parameter", parameterNameOf(w[3])},
                  {"asked", w.from(4)}};
      }},
     {Command::PROFILE_PORT_PARAMETER,
@@ -51,7 +52,7 @@ constexpr Done kDone[] = {
          return {{"event", "parameter set"},
                  {"profile", nameIn(profiles, w[2])},
                  {"port", portName(w[3])},
-                 {"parameter", parameterName(w[4])},
+                 {"parameter", parameterNameOf(w[4])},
                  {"asked", w.from(5)}};
      }},
     {Command::SELECTED_PROFILE,
@@ -137,13 +138,13 @@ private:
         return guarded(nullptr, [&] {
             std::string reason;
             readFrom(signal, reason);
-            return static_cast<Watch*>(self)->fail(Exit::kNoService,
+            return static_cast<Watch*>(self)->fail(Exit::NO_SERVICE,
                                                    "the service dropped this client: " + reason);
         });
     }
     static int onServiceGone(sd_bus_track* /*track*/, void* self) {
         return guarded(nullptr, [&] {
-            return static_cast<Watch*>(self)->fail(Exit::kNoService, "the service has gone");
+            return static_cast<Watch*>(self)->fail(Exit::NO_SERVICE, "the service has gone");
         });
     }
 
@@ -170,7 +171,7 @@ private:
         if (errno == EPIPE) {
             sd_event_exit(mEvent.get(), 0);
         } else {
-            fail(Exit::kFailed, "can't write the notification");
+            fail(Exit::FAILED, "can't write the notification");
         }
     }
 

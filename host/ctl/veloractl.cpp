@@ -67,24 +67,25 @@ CLI::App* addCommand(CLI::App& app, const CommandInfo& info) {
 
 void print(const Json& answer, bool json) {
     if (answer.is_null()) return;
-    const std::string text =
-        json ? answer.dump(2, ' ', false, Json::error_handler_t::replace) + "\n" : textOf(answer);
+    const std::string text = json
+                                 ? answer.dump(2, ' ', false, Json::error_handler_t::replace) + "\n"
+                                 : printedForm(answer);
     fputs(text.c_str(), stdout);
-    if (fflush(stdout) != 0) throw CommandError(Exit::kFailed, "can't write the answer");
+    if (fflush(stdout) != 0) throw CommandError(Exit::FAILED, "can't write the answer");
 }
 
 Bus connect(const BusChoice& bus) {
     try {
         return bus.connect();
     } catch (const std::system_error& e) {
-        throw CommandError(Exit::kNoService, e.what());
+        throw CommandError(Exit::NO_SERVICE, e.what());
     }
 }
 
 void execute(const BusChoice& bus, const CommandInfo& command, const Arguments& arguments) {
     Client client(connect(bus));
-    if (command.needs == Needs::kTuning && !client.isReady()) {
-        throw CommandError(Exit::kNotReady, "the service is not ready: it has no tuning file");
+    if (command.needs == Needs::TUNING && !client.isReady()) {
+        throw CommandError(Exit::NOT_READY, "the service is not ready: it has no tuning file");
     }
     print(command.run(client, arguments), arguments.json);
 }
@@ -101,7 +102,7 @@ void execute(const BusChoice& bus, const CommandInfo& command, const Arguments& 
     Names names;
     for (const CommandInfo& info : commands()) names.emplace_back(kNoNumber, info.name);
     pick(names, typed, "command");
-    throw CommandError(Exit::kUsage, "'" + typed + "' is to be given as two words");
+    throw CommandError(Exit::USAGE, "'" + typed + "' is to be given as two words");
 }
 
 Exit run(int argc, char** argv) {
@@ -123,16 +124,16 @@ Exit run(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
-        return app.exit(e) == 0 ? Exit::kSuccess : Exit::kUsage;
+        return app.exit(e) == 0 ? Exit::SUCCESS : Exit::USAGE;
     }
     const auto found = std::find_if(infos.begin(), infos.end(),
                                     [](const auto& entry) { return entry.first->parsed(); });
     if (found == infos.end()) refuse(app);
     if (app.remaining_size() > 0) {
-        throw CommandError(Exit::kUsage, "unexpected argument '" + app.remaining().front() + "'");
+        throw CommandError(Exit::USAGE, "unexpected argument '" + app.remaining().front() + "'");
     }
     execute(bus, *found->second, arguments);
-    return Exit::kSuccess;
+    return Exit::SUCCESS;
 }
 
 /// The exit status of a program whose work threw.
@@ -144,7 +145,7 @@ Exit report(const std::exception_ptr& thrown) {
         return e.exit();
     } catch (const std::exception& e) {
         fprintf(stderr, "veloractl: %s\n", e.what());
-        return Exit::kFailed;
+        return Exit::FAILED;
     }
 }
 

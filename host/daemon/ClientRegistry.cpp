@@ -55,7 +55,7 @@ public:
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    uint32_t keyOf(int32_t type) const {
+    uint32_t clientKey(int32_t type) const {
         return mNumber * static_cast<uint32_t>(kTypes) + static_cast<uint32_t>(type);
     }
 
@@ -163,8 +163,8 @@ void ClientRegistry::enter(const std::string& sender, int32_t type) {
         throw BusError(SD_BUS_ERROR_LIMITS_EXCEEDED, "too many registrations of one connection");
     }
     auto& listener = listeners[type];
-    if (!listener) listener = sp<Listener>::make(mQueue, connection.keyOf(type));
-    mService->registerClient(listener, type, connection.keyOf(0));
+    if (!listener) listener = sp<Listener>::make(mQueue, connection.clientKey(type));
+    mService->registerClient(listener, type, connection.clientKey(0));
 }
 
 void ClientRegistry::leave(const std::string& sender, int32_t type) {
@@ -173,7 +173,7 @@ void ClientRegistry::leave(const std::string& sender, int32_t type) {
         throw BusError(SD_BUS_ERROR_INVALID_ARGS, "not registered as a client of this type");
     }
     auto& connection = entry->second;
-    mService->unregisterClient(connection.listeners[type], type, connection.keyOf(0));
+    mService->unregisterClient(connection.listeners[type], type, connection.clientKey(0));
     connection.listeners.erase(type);
     if (connection.listeners.empty()) mConnections.erase(entry);
 }

@@ -12,10 +12,10 @@ using testing::ElementsAre;
 
 struct RecordingObserver : ParamChangeObserver {
     void setSource(ParameterValues*, Endpoint endpoint, bool mono) override {
-        told += " " + std::string(nameOf(endpoint)) + (mono ? " mono" : "");
+        told += " " + std::string(endpointName(endpoint)) + (mono ? " mono" : "");
     }
     void onParameterChanged(Parameter parameter) override {
-        told += " " + std::string(infoOf(parameter).column);
+        told += " " + std::string(parameterInfo(parameter).column);
     }
     std::string told;
 };

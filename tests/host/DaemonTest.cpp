@@ -77,7 +77,7 @@ TEST_F(DaemonTest, AWaitForAnUpdateEnds) {
     start();
     using Microseconds = uint64_t;
     const std::tuple<Microseconds, int, host::Exit> kRows[] = {
-        {500'000, SIGCONT, host::Exit::kFailed}, {25'000'000, SIGKILL, host::Exit::kNoService}};
+        {500'000, SIGCONT, host::Exit::FAILED}, {25'000'000, SIGKILL, host::Exit::NO_SERVICE}};
     for (const auto& [patience, signal, exit] : kRows) {
         const auto waiting = client();
         sd_bus_set_method_call_timeout(waiting->bus(), patience);

@@ -175,8 +175,8 @@ private:
             ++mRun.done;
         } catch (const CommandError& error) {
             const std::string what = error.what();
-            ++(error.exit() == Exit::kNoService ? mRun.unanswered : mRun.refused);
-            if (error.exit() != Exit::kFailed || what.ends_with("be saved")) problem = what;
+            ++(error.exit() == Exit::NO_SERVICE ? mRun.unanswered : mRun.refused);
+            if (error.exit() != Exit::FAILED || what.ends_with("be saved")) problem = what;
         }
         if (Clock::now() > deadline) problem = "a request took too long";
         if (!problem.empty() && life % 2 == 0 && mRun.life == life) mRun.fail(problem);
@@ -198,7 +198,7 @@ private:
         try {
             request();
         } catch (const CommandError& error) {
-            if (error.exit() == Exit::kFailed) setting.possible.pop_back();
+            if (error.exit() == Exit::FAILED) setting.possible.pop_back();
             throw;
         }
         if (mRun.life == mLife) setting.certain = setting.possible.size() - 1;
