@@ -97,7 +97,8 @@ void postFloor(benchmark::State& state, Load /*unused*/) {
     const auto looper = sp<android::ALooper>::make();
     const auto handler = sp<Handler>::make();
     looper->registerHandler(handler);
-    looper->start(false, false, android::PRIORITY_DEFAULT);
+    if (looper->start(false, false) != android::OK) return state.SkipWithError("no thread");
+
     for (auto _ : state) {
         sp<android::AMessage>::make(1U, handler)->post();
         handler->ran.acquire();

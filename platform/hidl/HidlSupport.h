@@ -13,14 +13,15 @@ class IBase;
 
 namespace android::hardware {
 
-/// Told when the process of a remote object that it is linked to has died.
+/// Is notified when the process of a remote object that it is linked to has died.
 class hidl_death_recipient : public virtual RefBase {
 public:
-    /// `cookie` is the one given when linking. Any thread; no lock of the interface's is held.
+    /// `cookie` is the one given when linking. Called on any thread, without a lock of `who` held.
     virtual void serviceDied(uint64_t cookie, const wp<android::hidl::base::V1_0::IBase>& who) = 0;
 };
 
-/// An array that owns its items, or wraps the caller's for the time of a call. Copies own theirs.
+/// An array that owns its items, or refers to the caller's for the duration of a call. A copy
+/// always owns its items.
 template <typename T>
 class hidl_vec {
 public:
@@ -37,7 +38,7 @@ public:
         return *this;
     }
 
-    /// Wraps `size` items at `data`, which must stand as long as this is used.
+    /// Refers to `size` items at `data`, which must remain valid as long as this is used.
     void setToExternal(T* data, size_t size) {
         mOwned.reset();
         mData = data;

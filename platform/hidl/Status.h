@@ -5,7 +5,7 @@
 
 namespace android::hardware {
 
-/// How the transport of a call fared: well, or failed with a reason.
+/// Whether the transport delivered a call, and the reason if it failed.
 class Status {
 public:
     static Status ok() { return Status(true, {}); }
@@ -21,7 +21,7 @@ private:
     std::string mDescription;
 };
 
-/// The answer of a call to a remote object: its value, if the transport carried it.
+/// The result of a call to a remote object: its value, if the transport delivered it.
 template <typename T>
 class Return : public Status {
 public:
@@ -42,7 +42,7 @@ public:
     Return(Status status) : Status(std::move(status)) {}
 };
 
-/// The answer of a call that returned nothing, and did return.
+/// The result of a successful call that has no value.
 inline Return<void> Void() { return {}; }
 
 }  // namespace android::hardware

@@ -15,7 +15,7 @@ namespace {
 std::atomic<__android_logger_function> gLogger{__android_log_stderr_logger};
 std::atomic<int32_t> gMinimumPriority{ANDROID_LOG_INFO};
 
-char letterOf(int32_t priority) {
+char priorityLetter(int32_t priority) {
     constexpr char kLetters[] = "VDIWE";
     const bool known = priority >= ANDROID_LOG_VERBOSE && priority <= ANDROID_LOG_ERROR;
     return known ? kLetters[priority - ANDROID_LOG_VERBOSE] : '?';
@@ -25,18 +25,22 @@ char letterOf(int32_t priority) {
 
 int __android_log_print(int priority, const char* tag, const char* text, ...) {
     if (priority < gMinimumPriority.load(std::memory_order_relaxed)) return 0;
-    const int errorBefore =
-        errno;  // a line logged between a failure and its number changes nothing
+
+    // A caller may log a failed system call before it reads the call's error number.
+    const int savedErrno = errno;
+
     char* formatted = nullptr;
     va_list args;
     va_start(args, text);
     const int length = vasprintf(&formatted, text, args);
     va_end(args);
     if (length < 0) return length;
+
     const std::unique_ptr<char, decltype(&free)> message(formatted, &free);
     const __android_log_message entry{priority, tag, message.get()};
     gLogger.load()(&entry);
-    errno = errorBefore;
+
+    errno = savedErrno;
     return 1;
 }
 
@@ -49,8 +53,9 @@ int32_t __android_log_set_minimum_priority(int32_t priority) {
 }
 
 void __android_log_stderr_logger(const __android_log_message* entry) {
-    std::string line{letterOf(entry->priority), ' '};
+    std::string line{priorityLetter(entry->priority), ' '};
     line.append(entry->tag).append(": ").append(entry->message).push_back('\n');
-    // One write, so that lines of several threads don't mix. A log that can't be written is lost.
+
+    // One write, so that lines of several threads don't mix. A line that can't be written is lost.
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
 }

@@ -2,8 +2,9 @@
 
 #include <cstdint>
 
-// The system log. One line per message, each with a priority and the tag of the class that speaks.
-// A source file defines LOG_TAG before it includes this header and logs through ALOGV .. ALOGE.
+// The system log. One line per message, each with a priority and the tag of the class that logs it.
+// A source file defines LOG_TAG before it includes this header and logs through ALOGV .. ALOGE. Any
+// thread may log.
 
 extern "C" {
 
@@ -18,24 +19,25 @@ enum android_LogPriority {
 struct __android_log_message {
     int32_t priority;
     const char* tag;
-    const char* message;  ///< formatted, without a line feed of the log's own
+    const char* message;  ///< formatted; the log appends no line feed to it
 };
 
 /// Receives every message of at least the minimum priority, on the thread that logs it.
 using __android_logger_function = void (*)(const __android_log_message* message);
 
-/// Formats and hands over one message. Messages below the minimum priority cost one comparison.
+/// Formats one message and passes it to the sink. 1 if it did, 0 for a message below the minimum
+/// priority (which costs one comparison), negative if it can't be formatted. Preserves errno.
 int __android_log_print(int priority, const char* tag, const char* text, ...)
     __attribute__((format(printf, 3, 4)));
 
-/// Replaces the sink; null brings back the default, which writes to standard error.
+/// Replaces the sink; null restores the default, which writes to standard error.
 void __android_log_set_logger(__android_logger_function logger);
 
-/// Sets the minimum priority (at first: info) and returns the one before.
+/// Sets the minimum priority (initially info) and returns the previous one.
 int32_t __android_log_set_minimum_priority(int32_t priority);
 
-/// The default sink: "<priority letter> <tag>: <message>" in one write to standard error. Where
-/// that is a pipe that may be closed, the process must ignore SIGPIPE.
+/// The default sink: writes "<priority letter> <tag>: <message>" to standard error at once. If that
+/// is a pipe whose reader may close it, the process must ignore SIGPIPE.
 void __android_log_stderr_logger(const __android_log_message* entry);
 
 }  // extern "C"

@@ -6,18 +6,17 @@
 
 namespace android {
 
-/// A map kept as an array of pairs sorted by key, addressed by key or by index.
+/// A map kept as an array of pairs, ascending by key and accessed by key or by index.
 template <typename Key, typename Value>
 class KeyedVector {
 public:
     size_t size() const { return mPairs.size(); }
-    bool isEmpty() const { return mPairs.isEmpty(); }
     const Key& keyAt(size_t index) const { return mPairs[index].key; }
     const Value& valueAt(size_t index) const { return mPairs[index].value; }
 
     /// Index of `key`, or NAME_NOT_FOUND.
     ssize_t indexOfKey(const Key& key) const { return mPairs.indexOf(key); }
-    /// Adds the pair, or replaces the value of a key that is there. Returns its index.
+    /// Inserts the pair, or replaces the value of an existing key. Returns its index.
     ssize_t add(const Key& key, Value value) { return mPairs.add({key, std::move(value)}); }
     void removeItemsAt(size_t index, size_t count = 1) { mPairs.removeItemsAt(index, count); }
     void clear() { mPairs.clear(); }
@@ -33,7 +32,7 @@ private:
     SortedVector<Pair> mPairs;
 };
 
-/// A `KeyedVector` that answers a default value for an absent key.
+/// A `KeyedVector` that returns a default value for an absent key.
 template <typename Key, typename Value>
 class DefaultKeyedVector : public KeyedVector<Key, Value> {
 public:

@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-// Lock annotations that clang checks under -Wthread-safety; nothing to other compilers.
+// Lock annotations, which clang checks under -Wthread-safety and other compilers ignore.
 #if defined(__clang__)
 #define THREAD_ANNOTATION_ATTRIBUTE(x) __attribute__((x))
 #else
@@ -17,7 +17,7 @@
 
 namespace android {
 
-/// A plain, non-recursive lock.
+/// A non-recursive lock.
 class CAPABILITY("mutex") Mutex {
 public:
     Mutex() = default;

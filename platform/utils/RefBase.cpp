@@ -4,7 +4,8 @@ namespace android {
 
 RefBase::RefBase() : mCounts(new Counts(this)) {}
 
-// An object may go without ever having been held strongly; it can't be promoted afterwards.
+// An object may be destroyed without ever having had a strong reference: the count is set to zero
+// here, so that weak references can't be promoted afterwards.
 RefBase::~RefBase() {
     mCounts->mStrong = 0;
     mCounts->decWeak();

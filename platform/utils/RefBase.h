@@ -7,14 +7,15 @@
 
 namespace android {
 
-/// Base of every object that is held by `sp` and watched by `wp`.
+/// Base of every object that `sp` owns and `wp` refers to.
 ///
-/// The object deletes itself when its last `sp` goes; a `wp` outlives it and can be promoted only
-/// while a strong reference stands (or before the first one is taken).
-/// Any thread may take and drop references. Derive virtually where the base may come twice.
+/// The object deletes itself when its last `sp` is released. A `wp` may outlive it, and can be
+/// promoted only while a strong reference exists (or before the first one is acquired).
+/// Any thread may acquire and release references. A class that may inherit it twice must derive
+/// from it virtually.
 class RefBase {
 public:
-    /// The two counts of one object. Outlives the object until the last `wp` has gone.
+    /// The two counts of one object. They outlive it until its last `wp` is destroyed.
     class Counts;
 
     RefBase(const RefBase&) = delete;
@@ -28,7 +29,7 @@ protected:
     RefBase();
     virtual ~RefBase();
 
-    /// Called once, by the thread that takes the first strong reference. Must not throw.
+    /// Called once, by the thread that acquires the first strong reference. Must not throw.
     virtual void onFirstRef() {}
 
 private:
@@ -41,15 +42,16 @@ public:
 
     void incStrong();
     void decStrong();
-    /// Takes a strong reference unless the last one has gone; tells whether it did.
+    /// Acquires a strong reference, unless the last one was released: then false.
     bool tryIncStrong();
     void incWeak() { mWeak.fetch_add(1, std::memory_order_relaxed); }
     void decWeak();
 
 private:
     friend class RefBase;
-    // Until the first strong reference is taken the count stands here, so that a `wp` made in a
-    // constructor can be promoted while a dead object's (count 0) can't.
+    /// The initial strong count: distinguishes an object without a strong reference so far, which a
+    /// `wp` made in its constructor may promote, from one whose last was released (count 0). Far
+    /// above any number of references.
     static constexpr int32_t kNeverReferenced = 1 << 28;
 
     void startLife(int32_t strongBefore);
@@ -59,8 +61,8 @@ private:
     std::atomic<int32_t> mWeak{1};  // one is the object's own
 };
 
-/// Strong reference: a pointer that keeps its object alive. As safe to share as a plain pointer:
-/// one `sp` belongs to one thread at a time, the object may be shared.
+/// Strong reference: a pointer that keeps its object alive. Any number of threads may refer to an
+/// object, each through an `sp` of its own.
 template <typename T>
 class sp {
 public:
@@ -108,7 +110,7 @@ private:
     T* mObject = nullptr;
 };
 
-/// Weak reference: knows its object without keeping it alive; `promote` asks for it.
+/// Weak reference: refers to an object without keeping it alive; `promote` returns a strong one.
 template <typename T>
 class wp {
 public:
@@ -129,14 +131,15 @@ public:
         return *this;
     }
 
-    /// The object, or null when its last strong reference has gone.
+    /// The object, or null if its last strong reference was released.
     sp<T> promote() const {
         sp<T> strong;
         if (mCounts != nullptr && mCounts->tryIncStrong()) strong.mObject = mObject;
         return strong;
     }
 
-    /// Same object? Holds also when it is gone: counts are never reused while a `wp` stands.
+    /// Whether both refer to the same object, even a destroyed one: its counts are not freed while
+    /// a `wp` refers to them, so their address is unique.
     friend bool operator==(const wp& a, const wp& b) { return a.mCounts == b.mCounts; }
 
 private:

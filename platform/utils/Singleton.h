@@ -3,16 +3,18 @@
 #include <utils/Mutex.h>
 
 #if defined(__clang__)
-// The static members are defined in one source file per class; every other one only uses them.
+// The static members are defined in one source file per class; the others only use them.
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wundefined-var-template"
 #endif
 
 namespace android {
 
-/// The one object of a class in the process: made on first use under the singleton's own lock,
-/// never destroyed (threads may still use it while the process ends). `T` derives from
-/// `Singleton<T>`, befriends it and names ANDROID_SINGLETON_STATIC_INSTANCE(T) in its source file.
+/// The only object of a class in the process: created on first use under the singleton's own lock,
+/// never destroyed (threads may still use it while the process ends). Any thread may ask for it.
+///
+/// `T` derives from `Singleton<T>`, makes it a friend, and its source file contains
+/// ANDROID_SINGLETON_STATIC_INSTANCE(T).
 template <typename T>
 class Singleton {
 public:

@@ -11,23 +11,24 @@
 
 namespace android {
 
-/// A set kept as a sorted array: each item once, ascending by `operator<`, addressed by index.
+/// A set kept as an array, ascending by `operator<` and accessed by index.
 template <typename T>
 class SortedVector {
 public:
     size_t size() const { return mItems.size(); }
-    bool isEmpty() const { return mItems.empty(); }
     const T& operator[](size_t index) const { return mItems[index]; }
 
-    /// Puts `item` at its place, over an equal one if there is one. Returns its index.
+    /// Inserts `item` in order, or replaces an equal one. Returns its index.
     ssize_t add(T item) {
         const auto place = std::lower_bound(mItems.begin(), mItems.end(), item);
         const ssize_t index = place - mItems.begin();
+
         if (place != mItems.end() && !(item < *place)) {
             *place = std::move(item);
         } else {
             mItems.insert(place, std::move(item));
         }
+
         return index;
     }
 

@@ -5,7 +5,7 @@
 
 namespace android {
 
-/// UTF-16 text, made from ASCII.
+/// UTF-16 text, constructed from ASCII.
 class String16 {
 public:
     explicit String16(std::string_view ascii) : mText(ascii.begin(), ascii.end()) {}

@@ -4,7 +4,7 @@
 
 namespace android {
 
-/// Milliseconds since the system started, never going back.
+/// Milliseconds since the system started; never decreases.
 int64_t uptimeMillis();
 
 }  // namespace android

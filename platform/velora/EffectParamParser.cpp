@@ -19,12 +19,14 @@ EffectParamParser::EffectParamParser(const void* data, uint32_t size)
 
 bool EffectParamParser::validate() const {
     if (mWords.size() < kHeaderWords) return false;
+
     size_t word = kHeaderWords;
     int32_t entries = 0;
     for (Entry entry{}; entryAt(word, &entry) != nullptr; ++entries) {
         word += kEntryHeaderWords + entry.count;
     }
-    return word == mWords.size() && entries == mWords[1];
+
+    return word == mWords.size() && entries == mWords[kCountWord];
 }
 
 void EffectParamParser::begin() { mNext = kHeaderWords; }
@@ -35,12 +37,15 @@ const EffectParamParser::Entry* EffectParamParser::next() {
     return &mEntry;
 }
 
-// Null unless a whole entry stands at `word`; a negative count, read unsigned, never fits.
+// Null unless a whole entry begins at `word`.
 const EffectParamParser::Entry* EffectParamParser::entryAt(size_t word, Entry* entry) const {
     if (word > mWords.size() || mWords.size() - word < kEntryHeaderWords) return nullptr;
+
+    // A negative count, read as unsigned, exceeds the size of any block.
     const auto rest = mWords.subspan(word);
     const auto count = static_cast<uint32_t>(rest[2]);
     if (count > rest.size() - kEntryHeaderWords) return nullptr;
+
     *entry = {static_cast<audio_devices_t>(rest[0]), static_cast<SfxParameterId>(rest[1]),
               rest.data() + kEntryHeaderWords, count};
     return entry;

@@ -14,9 +14,9 @@ using SfxParameterId = uint32_t;
 
 /// Reads a packed block of effect parameters.
 ///
-/// The block is 32-bit words in native order: target, number of entries, then the entries, each
-/// device, parameter number, count of values, values. It stays the caller's and must stand while
-/// the parser and the entries that it gave are used. One thread at a time.
+/// The block consists of 32-bit words in native order: target, number of entries, then the entries,
+/// each of which is device, parameter number, number of values, values. The caller owns the block
+/// and must keep it valid while the parser and its entries are in use. One thread at a time.
 class EffectParamParser {
 public:
     struct Entry {
@@ -26,23 +26,26 @@ public:
         uint32_t count;
     };
 
+    /// `size` is in bytes; `data` may be null.
     EffectParamParser(const void* data, uint32_t size);
 
-    /// True if the block's words are exactly its entries: aligned whole words, no entry cut short,
-    /// none missing, nothing behind the last.
-    bool validate() const;
+    /// True if the block consists of aligned whole words and exactly the entries that it announces:
+    /// none incomplete, none missing, no words after the last.
+    [[nodiscard]] bool validate() const;
 
-    /// Goes to the first entry, where a new parser stands. Only after `validate` said true.
+    /// Moves to the first entry, which is where a new parser starts. Only for a valid block.
     void begin();
-    /// The entry at hand, then goes on; null behind the last. The entry stands until the next call.
+    /// Returns the current entry and moves to the next one; null after the last. The entry remains
+    /// valid until the next call.
     const Entry* next();
 
 private:
     static constexpr size_t kHeaderWords = 2;  // target, number of entries
+    static constexpr size_t kCountWord = 1;
 
     const Entry* entryAt(size_t word, Entry* entry) const;
 
-    const std::span<const int32_t> mWords;  ///< empty for a block that isn't whole aligned words
+    const std::span<const int32_t> mWords;  ///< empty if the block isn't aligned whole words
     size_t mNext = kHeaderWords;
     Entry mEntry{};
 };

@@ -14,9 +14,12 @@ SfxParamCache::Params SfxParamCache::params() const {
 int SfxParamStore::setParam(audio_devices_t device, SfxParameterId id, const int32_t* values,
                             uint32_t count) {
     if (values == nullptr && count > 0) return android::BAD_VALUE;
+
     Mutex::Autolock lock(mLock);
     auto& entry = mDevices[device];
     if (entry == nullptr) entry = std::make_unique<Device>();
+
+    // The cache has a lock of its own, because its readers don't hold the store's.
     {
         Mutex::Autolock cacheLock(entry->staged.mLock);
         entry->staged.mParams[id].assign(values, values + count);
@@ -41,23 +44,26 @@ int SfxParamStore::commitChange() {
         for (const auto& [bits, device] : mDevices) publish(*device);
         listener = mListener;
     }
+
     if (listener != nullptr) (*listener)();
     return 0;
 }
 
 int SfxParamStore::getStoredParams(Caches* out, bool committed, int* count) {
     if (out == nullptr || count == nullptr) return android::BAD_VALUE;
+
     Mutex::Autolock lock(mLock);
     out->clear();
     for (const auto& [bits, device] : mDevices) {
         out->add(bits, committed ? &device->published : &device->staged);
     }
+
     *count = static_cast<int>(out->size());
     return 0;
 }
 
 void SfxParamStore::setListener(Listener listener) {
-    // The one before goes after the lock does.
+    // Declared before the lock, so that the previous listener is destroyed without it.
     auto shared = listener ? std::make_shared<const Listener>(std::move(listener)) : nullptr;
     Mutex::Autolock lock(mLock);
     mListener.swap(shared);

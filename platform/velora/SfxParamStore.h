@@ -16,13 +16,13 @@
 
 namespace velora {
 
-/// The parameters of one device as the store holds them. Owned by the store and never destroyed.
-/// Any thread may read it while the store changes.
+/// The parameters of one output device. Owned by the store and never destroyed; any thread may read
+/// it while the store changes it.
 class SfxParamCache {
 public:
     using Params = std::map<SfxParameterId, std::vector<int32_t>>;
 
-    /// A copy of all parameters at this moment.
+    /// A copy of the current parameters.
     Params params() const;
 
 private:
@@ -32,28 +32,30 @@ private:
     Params mParams GUARDED_BY(mLock);
 };
 
-/// The process-wide store of effect parameters, from which the audio effect takes them.
+/// The process-wide store of effect parameters, from which the audio effect reads them.
 ///
-/// A parameter is staged first and published, with all that were staged, by a commit. Any thread.
+/// Parameters are staged one by one, and a commit publishes all of them together. Any thread may
+/// call it.
 class SfxParamStore : public android::Singleton<SfxParamStore> {
 public:
     using Listener = std::function<void()>;
     using Caches = android::KeyedVector<audio_devices_t, SfxParamCache*>;
 
-    /// Stages `count` values (copied) of parameter `id` on `device`. 0, or -22 for null values with
-    /// a count.
+    /// Stages a copy of `count` values of parameter `id` for an output device. 0, or BAD_VALUE if
+    /// `values` is null and `count` isn't 0.
     int setParam(audio_devices_t device, SfxParameterId id, const int32_t* values, uint32_t count);
 
-    /// Publishes what was staged since the last commit and then tells the listener. Always 0.
+    /// Publishes everything staged since the last commit, then notifies the listener. Always 0.
     int commitChange();
 
-    /// Fills `out` (replaced) with one cache per device, `committed`: as published, else as staged
-    /// on top of that; `count` with their number. The caches are the store's. 0, or -22 for null.
+    /// Replaces the contents of `out` by one cache per output device, which the store owns: the
+    /// published parameters if `committed`, else these with the staged ones over them. Sets `count`
+    /// to the number of caches. 0, or BAD_VALUE if `out` or `count` is null.
     int getStoredParams(Caches* out, bool committed, int* count);
 
-    /// `listener` is called after every commit, on the thread that commits, with no lock held; null
-    /// for none. It must only hand the change on. One that is being called may still be running
-    /// when this returns.
+    /// Replaces the listener, which is called after every commit, on the committing thread and
+    /// without a lock of the store; null for none. It must return quickly and not call the service.
+    /// A call of the previous listener may still be running when this returns.
     void setListener(Listener listener);
 
 private:
@@ -62,8 +64,7 @@ private:
     struct Device {
         SfxParamCache staged;
         SfxParamCache published;
-        std::set<SfxParameterId>
-            changed;  ///< staged since the last commit: all that it has to copy
+        std::set<SfxParameterId> changed;  ///< staged since the last commit
     };
 
     static void publish(Device& device);

@@ -1,9 +1,9 @@
 #include <functional>
 #include <future>
-#include <numeric>
 #include <thread>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <media/stagefright/foundation/ALooper.h>
@@ -12,7 +12,9 @@
 namespace android {
 namespace {
 
-/// Notes what it receives, and at message 99, the last, hands the result of `atLast` to `done`.
+using testing::ElementsAre;
+
+/// Records the messages that it receives. Message 99 is the last: it stores the result of `atLast`.
 struct Receiver : AHandler {
     void onMessageReceived(const sp<AMessage>& message) override {
         received.push_back(message->what());
@@ -31,44 +33,47 @@ struct LooperTest : testing::Test {
     std::future<status_t> done = handler->done.get_future();
 };
 
-TEST_F(LooperTest, HandsMessagesOverInOrderOnItsOwnThreadUntilItStopsThere) {
-    std::vector<uint32_t> posted(100);
-    std::iota(posted.begin(), posted.end(), 0);
+TEST_F(LooperTest, DeliversMessagesInOrderOnItsOwnThreadUntilAHandlerStopsIt) {
     handler->atLast = [this, caller = std::this_thread::get_id()] {
         EXPECT_NE(caller, std::this_thread::get_id());
         return std::exchange(looper, nullptr)->stop();
     };
     looper->registerHandler(handler);
-    for (const uint32_t what : posted) EXPECT_EQ(post(what), OK);
-    post(100);  // too late
-    looper->start(false, false);
+    for (const uint32_t what : {3, 1, 2, 99, 4}) EXPECT_EQ(post(what), OK);
+    EXPECT_EQ(looper->start(false, false), OK);
     EXPECT_EQ(done.get(), OK);
-    EXPECT_EQ(handler->received, posted);
+    EXPECT_THAT(handler->received, ElementsAre(3, 1, 2, 99));
 }
 
-TEST_F(LooperTest, DropsWhatIsPostedToNoOneOrTooLateHoweverThePostRaces) {
+TEST_F(LooperTest, DropsMessagesOfAnEarlierRegistrationEvenIfPostedMeanwhile) {
     EXPECT_EQ(sp<AMessage>::make(1U, nullptr)->post(), NAME_NOT_FOUND);
-    EXPECT_EQ(post(1), NAME_NOT_FOUND) << "not registered";
+    EXPECT_EQ(post(1), NAME_NOT_FOUND) << "never registered";
     for (int round = 0; round < 300; ++round) {
         const auto id = looper->registerHandler(handler);
         EXPECT_EQ(looper->registerHandler(handler), INVALID_OPERATION);
-        EXPECT_EQ(post(2), OK) << "queued, then meant for no one";
+        EXPECT_EQ(post(2), OK) << "queued, but not to be delivered";
         const std::jthread poster([&] {
-            for (int i = 0; i < 30; ++i) post(3);
+            for (int i = 0; i < 30; ++i) post(2);
         });
         looper->unregisterHandler(id);
     }
-    EXPECT_EQ(post(4), NAME_NOT_FOUND);
+    EXPECT_EQ(post(3), NAME_NOT_FOUND);
     looper->registerHandler(handler);
     EXPECT_EQ(post(99), OK);
-    EXPECT_EQ(looper->start(true, false), INVALID_OPERATION) << "on this thread";
-    looper->start(false, false);
-    EXPECT_EQ(looper->start(false, false), INVALID_OPERATION);
+    EXPECT_EQ(looper->start(false, false), OK);
     done.wait();
     EXPECT_EQ(looper->stop(), OK);
+    EXPECT_THAT(handler->received, ElementsAre(99));
+}
+
+TEST_F(LooperTest, StartsOnceOnAThreadOfItsOwnAndStopsOnce) {
+    EXPECT_EQ(looper->start(true, false), INVALID_OPERATION) << "on the calling thread";
+    EXPECT_EQ(looper->start(false, false), OK);
+    EXPECT_EQ(looper->start(false, false), INVALID_OPERATION);
+    looper->registerHandler(handler);
+    EXPECT_EQ(looper->stop(), OK);
     EXPECT_EQ(looper->stop(), INVALID_OPERATION);
-    EXPECT_EQ(post(5), NAME_NOT_FOUND);
-    EXPECT_EQ(handler->received, std::vector<uint32_t>{99});
+    EXPECT_EQ(post(1), NAME_NOT_FOUND);
 }
 
 }  // namespace

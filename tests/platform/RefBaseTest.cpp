@@ -1,13 +1,17 @@
 #include <atomic>
+#include <memory>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include <android/hidl/base/1.0/IBase.h>
 #include <utils/RefBase.h>
 
 namespace android {
 namespace {
+
+using hidl::base::V1_0::IBase;
 
 struct Counted : RefBase {
     explicit Counted(std::atomic<int>& alive) : mAlive(alive) { ++mAlive; }
@@ -17,20 +21,38 @@ struct Counted : RefBase {
     int firstRefs = 0;
 };
 
-TEST(RefBaseTest, PromotionRacesWithTheLastRelease) {
+TEST(RefBaseTest, AWeakReferenceIsPromotedUntilTheLastStrongOneIsReleased) {
     for (int round = 0; round < 200; ++round) {
         std::atomic<int> alive{0};
         sp<Counted> strong = sp<Counted>::make(alive);
-        std::vector<std::thread> threads;
-        for (int i = 0; i < 3; ++i) {
-            threads.emplace_back([weak = wp<Counted>(strong)] {
-                while (const auto object = weak.promote()) EXPECT_EQ(object->firstRefs, 1);
-            });
-        }
+        std::thread promoter([weak = wp<Counted>(strong)] {
+            while (const auto object = weak.promote()) EXPECT_EQ(object->firstRefs, 1);
+        });
         strong.clear();
-        for (auto& thread : threads) thread.join();
+        promoter.join();
         EXPECT_EQ(alive, 0);
     }
+}
+
+TEST(RefBaseTest, ADestroyedObjectIsNotPromotedEvenIfItNeverHadAStrongReference) {
+    std::atomic<int> alive{0};
+    const wp<Counted> weak = std::make_unique<Counted>(alive).get();
+    EXPECT_EQ(weak.promote(), nullptr);
+}
+
+struct DeathRecorder : hardware::hidl_death_recipient {
+    void serviceDied(uint64_t cookie, const wp<IBase>&) override { cookies.push_back(cookie); }
+    std::vector<uint64_t> cookies;
+};
+
+TEST(IBaseTest, NotifiesALinkOnceAndRefusesToLinkToADeadObject) {
+    const auto object = sp<IBase>::make();
+    const auto recipient = sp<DeathRecorder>::make();
+    EXPECT_TRUE(object->linkToDeath(recipient, 7).value());
+    object->onDied();
+    object->onDied();
+    EXPECT_EQ(recipient->cookies, std::vector<uint64_t>{7});
+    EXPECT_FALSE(object->linkToDeath(recipient, 8).value());
 }
 
 }  // namespace

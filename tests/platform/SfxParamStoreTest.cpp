@@ -16,9 +16,10 @@ bool isValid(const Block& block) {
 
 TEST(EffectParamParserTest, AcceptsABlockOnlyIfItsWordsAreExactlyItsEntries) {
     const Block block{2, 3, 8, 100, 2, 5, 6, 16, 101, 0, -1, 102, 1, -7};
-    EXPECT_TRUE(isValid(block) && isValid({2, 0}));
+    EXPECT_TRUE(isValid(block));
+    EXPECT_TRUE(isValid({2, 0})) << "without entries";
     for (auto end = block.begin(); end != block.end(); ++end)
-        EXPECT_FALSE(isValid(Block(block.begin(), end))) << "cut short";
+        EXPECT_FALSE(isValid(Block(block.begin(), end))) << "incomplete";
     for (const size_t count : {1U, 4U, 9U, 12U}) {  // of entries, or of an entry's values
         for (const int32_t wrong : {-1, block[count] - 1, block[count] + 1, INT32_MAX}) {
             Block changed = block;
@@ -26,20 +27,18 @@ TEST(EffectParamParserTest, AcceptsABlockOnlyIfItsWordsAreExactlyItsEntries) {
             EXPECT_FALSE(isValid(changed)) << testing::PrintToString(changed);
         }
     }
-    const auto* const bytes = reinterpret_cast<const char*>(block.data());
-    EXPECT_FALSE(EffectParamParser(bytes, 57).validate()) << "no whole words";
-    EXPECT_FALSE(EffectParamParser(bytes + 1, 56).validate()) << "not aligned";
-    EXPECT_FALSE(EffectParamParser(nullptr, 56).validate());
 }
 
-TEST(SfxParamStoreTest, PublishesWhatWasStagedWithTheNextCommit) {
+TEST(EffectParamParserTest, RefusesWhatIsNotAnArrayOfWords) {
+    EXPECT_FALSE(EffectParamParser(nullptr, 8).validate());
+    alignas(int32_t) char bytes[10] = {2};
+    EXPECT_TRUE(EffectParamParser(bytes, 8).validate());
+    EXPECT_FALSE(EffectParamParser(bytes, 9).validate()) << "not whole words";
+    EXPECT_FALSE(EffectParamParser(bytes + 1, 8).validate()) << "not aligned";
+}
+
+TEST(SfxParamStoreTest, PublishesStagedParametersWithTheNextCommit) {
     auto& store = SfxParamStore::getInstance();
-    const auto read = [&](bool committed) {
-        SfxParamStore::Caches caches;
-        int count = 0;
-        EXPECT_EQ(store.getStoredParams(&caches, committed, &count) + count, 2);
-        return caches.valueAt(0)->params();
-    };
     int commits = 0;
     store.setListener([&] { ++commits; });
     const int32_t values[] = {1, 2, 3};
@@ -47,12 +46,20 @@ TEST(SfxParamStoreTest, PublishesWhatWasStagedWithTheNextCommit) {
     EXPECT_EQ(store.setParam(8, 101, nullptr, 0), 0);
     store.setParam(16, 100, values, 1);
     EXPECT_EQ(store.setParam(8, 100, nullptr, 1), -22);
+
+    SfxParamStore::Caches staged, published;
+    int count = 0;
+    EXPECT_EQ(store.getStoredParams(&staged, /*committed=*/false, &count), 0);
+    EXPECT_EQ(store.getStoredParams(&published, /*committed=*/true, &count), 0);
+    EXPECT_EQ(count, 2);
     const SfxParamCache::Params expected{{100, {1, 2, 3}}, {101, {}}};
-    EXPECT_EQ(read(false), expected);
-    EXPECT_TRUE(read(true).empty());
-    EXPECT_EQ(store.commitChange() + commits, 1);
+    EXPECT_EQ(staged.valueAt(0)->params(), expected);
+    EXPECT_TRUE(published.valueAt(0)->params().empty());
+
+    EXPECT_EQ(store.commitChange(), 0);
+    EXPECT_EQ(commits, 1);
     store.setParam(8, 100, values, 1);
-    EXPECT_EQ(read(true), expected);
+    EXPECT_EQ(published.valueAt(0)->params(), expected);
     store.setListener(nullptr);
 }
 

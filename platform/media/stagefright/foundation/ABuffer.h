@@ -8,8 +8,8 @@
 
 namespace android {
 
-/// A block of bytes of fixed capacity with a range in use. Shared by reference; whoever writes to
-/// it must be its only user at that time.
+/// A block of bytes of fixed capacity, of which a range is in use. Shared by reference; no other
+/// thread may use it while one writes to it.
 class ABuffer : public RefBase {
 public:
     /// Zero-filled, all of it in use.
@@ -19,7 +19,7 @@ public:
     uint8_t* data() const { return mBytes.get() + mOffset; }
     size_t size() const { return mSize; }
 
-    /// The range in use. It must lie within the capacity.
+    /// Sets the range in use, in bytes. It must lie within the capacity.
     void setRange(size_t offset, size_t size) {
         mOffset = offset;
         mSize = size;

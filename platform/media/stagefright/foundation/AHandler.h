@@ -11,7 +11,7 @@ class ALooper;
 class AMessage;
 
 /// Receives the messages that are posted to it, one at a time, on the thread of the looper that it
-/// is registered with.
+/// is registered with. Refers to that looper weakly.
 class AHandler : public RefBase {
 public:
     using handler_id = int32_t;
@@ -26,11 +26,13 @@ protected:
     virtual void onMessageReceived(const sp<AMessage>& message) = 0;
 
 private:
-    /// Where messages to the handler go: its looper and its number there, read together.
+    /// The looper that queues the handler's messages, and the handler's number there.
     struct Target {
         handler_id id;
         sp<ALooper> looper;
     };
+
+    /// Number 0 and no looper while the handler isn't registered.
     Target target() const;
     /// False if it is registered already.
     bool enter(handler_id id, const wp<ALooper>& looper);

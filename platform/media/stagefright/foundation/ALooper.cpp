@@ -11,7 +11,9 @@ namespace android {
 
 namespace {
 
-std::atomic<ALooper::handler_id> gNextHandlerId{1};
+constexpr size_t kMaxThreadName = 15;  // characters; the system refuses a longer name
+
+std::atomic<ALooper::handler_id> gNextHandlerId{1};  // unique in the process; 0 is no handler
 
 }  // namespace
 
@@ -22,6 +24,7 @@ ALooper::~ALooper() = default;
 ALooper::handler_id ALooper::registerHandler(const sp<AHandler>& handler) {
     const handler_id id = gNextHandlerId++;
     if (!handler->enter(id, this)) return INVALID_OPERATION;
+
     std::lock_guard lock(mLock);
     mHandlers[id] = handler;
     return id;
@@ -36,36 +39,43 @@ void ALooper::unregisterHandler(handler_id id) {
         found = entry->second;
         mHandlers.erase(entry);
     }
+
+    // The handler has a lock of its own, which is never acquired under this one.
     if (const sp<AHandler> handler = found.promote()) handler->leave();
 }
 
 status_t ALooper::start(bool runOnCallingThread, bool /*canCallJava*/, int32_t /*priority*/) {
     std::lock_guard lock(mLock);
-    if (runOnCallingThread || mState != State::kNew) return INVALID_OPERATION;
+    if (runOnCallingThread || mState != State::NEW) return INVALID_OPERATION;
+
+    // The thread holds a reference, so that the looper outlives its loop.
     try {
         mThread = std::thread([self = sp<ALooper>(this)] { self->loop(); });
     } catch (const std::system_error&) {
         return NO_MEMORY;
     }
-    mState = State::kRunning;
+
+    mState = State::RUNNING;
     return OK;
 }
 
 status_t ALooper::stop() {
-    std::deque<Event> dropped;  // released after the lock is
-    std::thread ended;
+    std::deque<Event> dropped;  // destroyed without the lock: a destructor may post a message
+    std::thread thread;
     {
         std::lock_guard lock(mLock);
-        if (mState != State::kRunning) return INVALID_OPERATION;
-        mState = State::kStopped;
+        if (mState != State::RUNNING) return INVALID_OPERATION;
+        mState = State::STOPPED;
         dropped.swap(mQueue);
-        ended.swap(mThread);
+        thread.swap(mThread);
     }
     mChanged.notify_all();
-    if (ended.get_id() == std::this_thread::get_id()) {
-        ended.detach();
+
+    // A thread can't wait for its own end.
+    if (thread.get_id() == std::this_thread::get_id()) {
+        thread.detach();
     } else {
-        ended.join();
+        thread.join();
     }
     return OK;
 }
@@ -73,7 +83,7 @@ status_t ALooper::stop() {
 status_t ALooper::post(handler_id id, const sp<AMessage>& message) {
     {
         std::lock_guard lock(mLock);
-        if (mState == State::kStopped) return NAME_NOT_FOUND;
+        if (mState == State::STOPPED) return NAME_NOT_FOUND;
         mQueue.push_back({id, message});
     }
     mChanged.notify_one();
@@ -81,20 +91,21 @@ status_t ALooper::post(handler_id id, const sp<AMessage>& message) {
 }
 
 void ALooper::loop() {
-    pthread_setname_np(pthread_self(), mName.substr(0, 15).c_str());
+    pthread_setname_np(pthread_self(), mName.substr(0, kMaxThreadName).c_str());
     for (Event event; waitForEvent(&event);) deliver(std::exchange(event, {}));
 }
 
 bool ALooper::waitForEvent(Event* event) {
     std::unique_lock lock(mLock);
-    mChanged.wait(lock, [this] { return mState == State::kStopped || !mQueue.empty(); });
-    if (mState == State::kStopped) return false;
+    mChanged.wait(lock, [this] { return mState == State::STOPPED || !mQueue.empty(); });
+    if (mState == State::STOPPED) return false;
+
     *event = std::move(mQueue.front());
     mQueue.pop_front();
     return true;
 }
 
-// A handler that was unregistered since has another number, or none.
+// A handler that has been unregistered since the message was posted has another number, or none.
 void ALooper::deliver(const Event& event) {
     const sp<AHandler> handler = event.message->mHandler.promote();
     if (handler && handler->id() == event.id) handler->onMessageReceived(event.message);

@@ -15,10 +15,10 @@
 
 namespace android {
 
-/// A thread that hands messages to their handlers one at a time, in the order posted.
+/// A thread that delivers messages to their handlers one at a time, in the order posted.
 ///
-/// Life: made, `start`ed once, `stop`ped once. The running thread keeps its looper alive, so an
-/// owner that started it must stop it. All operations may be called from any thread, the looper's
+/// It is started once and stopped once. The running thread keeps its looper alive, so whoever
+/// starts it must stop it. Refers to its handlers weakly. Any thread may call it, the looper's own
 /// included.
 class ALooper : public RefBase {
 public:
@@ -26,25 +26,25 @@ public:
 
     ALooper();
 
-    /// Names the thread to come; the system shows the first 15 characters.
+    /// Names the thread that `start` creates; the system shows the first 15 characters.
     void setName(const char* name) { mName = name; }
 
     /// Makes `handler` a receiver of this looper. Returns its number, unique in the process, or
-    /// INVALID_OPERATION if it is registered already. The looper doesn't keep its handlers alive.
+    /// INVALID_OPERATION if it is registered already.
     handler_id registerHandler(const sp<AHandler>& handler);
-    /// The handler gets no further messages, queued ones included; one that is being handled goes
-    /// on. An unknown number changes nothing.
+    /// The handler receives no further messages, queued ones included; one that is being handled is
+    /// completed. An unknown number has no effect.
     void unregisterHandler(handler_id id);
 
-    /// Starts the thread. Only a thread of the looper's own is offered: INVALID_OPERATION for
-    /// `runOnCallingThread`, and for a looper that was started before. The other two are hints that
-    /// a Linux thread has no use for. NO_MEMORY when the system gives no thread: it may be tried
-    /// again.
-    status_t start(bool runOnCallingThread, bool canCallJava, int32_t priority = PRIORITY_DEFAULT);
+    /// Starts the thread. INVALID_OPERATION for a looper that was started before, and for
+    /// `runOnCallingThread`, which isn't supported here. `canCallJava` and `priority` have no
+    /// meaning on Linux. NO_MEMORY if the system can't create a thread; the call may be repeated.
+    [[nodiscard]] status_t start(bool runOnCallingThread, bool canCallJava,
+                                 int32_t priority = PRIORITY_DEFAULT);
 
-    /// Drops what is queued and ends the thread: waits for a message that is being handled, except
-    /// on the looper's own thread, where the loop ends after it. INVALID_OPERATION unless running,
-    /// also while another thread's stop is still waiting.
+    /// Drops the queued messages and ends the thread. Waits for a message that is being handled,
+    /// except on the looper's own thread, whose loop ends when that message is done.
+    /// INVALID_OPERATION unless running, also while another thread is still in `stop`.
     status_t stop();
 
 protected:
@@ -53,7 +53,7 @@ protected:
 private:
     friend class AMessage;
 
-    /// A message, and the number that its handler had when it was posted.
+    /// A queued message, with the number that its handler had when it was posted.
     struct Event {
         handler_id id;
         sp<AMessage> message;
@@ -61,16 +61,17 @@ private:
 
     status_t post(handler_id id, const sp<AMessage>& message);
     void loop();
+    /// False, without an event, once the looper is stopped.
     bool waitForEvent(Event* event);
-    void deliver(const Event& event);
+    static void deliver(const Event& event);
 
-    enum class State { kNew, kRunning, kStopped };
+    enum class State { NEW, RUNNING, STOPPED };
 
-    std::string mName;
-    std::mutex mLock;
-    // Guarded by mLock; a condition variable needs the standard lock, which carries no annotations.
+    std::string mName;  ///< set before the thread starts
+
+    std::mutex mLock;  ///< a standard one, for the condition variable; guards what follows
     std::condition_variable mChanged;
-    State mState = State::kNew;
+    State mState = State::NEW;
     std::deque<Event> mQueue;
     std::map<handler_id, wp<AHandler>> mHandlers;
     std::thread mThread;

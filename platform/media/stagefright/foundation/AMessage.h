@@ -11,8 +11,8 @@
 
 namespace android {
 
-/// A message to a handler: its kind (`what`) and named entries. Filled by one thread, then posted;
-/// the handler's looper hands it over.
+/// A message to a handler: its kind (`what`) and named entries. Filled by one thread, then posted:
+/// the handler's looper delivers it on its own thread. Refers to the handler weakly.
 class AMessage : public RefBase {
 public:
     AMessage(uint32_t what, const sp<AHandler>& handler) : mWhat(what), mHandler(handler) {}
@@ -20,14 +20,13 @@ public:
     uint32_t what() const { return mWhat; }
 
     void setInt32(const std::string& name, int32_t value) { mInts[name] = value; }
-    /// True if the message has the entry; `value` is untouched otherwise.
-    bool findInt32(const std::string& name, int32_t* value) const;
-
     void setBuffer(const std::string& name, const sp<ABuffer>& buffer) { mBuffers[name] = buffer; }
+    /// False, and the output unchanged, if the message has no such entry.
+    bool findInt32(const std::string& name, int32_t* value) const;
     bool findBuffer(const std::string& name, sp<ABuffer>* buffer) const;
 
-    /// Queues the message at the handler's looper. A handler that is gone, not registered, or whose
-    /// looper has stopped, gets nothing: the message is dropped and the result is NAME_NOT_FOUND.
+    /// Queues the message at the handler's looper. NAME_NOT_FOUND, and the message dropped, if the
+    /// handler was destroyed or isn't registered, or if its looper was destroyed or stopped.
     status_t post();
 
 private:

@@ -20,13 +20,16 @@ Return<bool> IBase::unlinkToDeath(const sp<hidl_death_recipient>& recipient) {
 }
 
 void IBase::onDied() {
-    const sp<IBase> self(this);  // a recipient may hold the last reference
+    const sp<IBase> self(this);  // a recipient may release the last other reference
+
     std::vector<Link> links;
     {
         Mutex::Autolock lock(mLinksLock);
         mDied = true;
         links.swap(mLinks);
     }
+
+    // Without the lock: a recipient may link or unlink.
     for (const Link& link : links) {
         if (const auto recipient = link.recipient.promote()) {
             recipient->serviceDied(link.cookie, this);

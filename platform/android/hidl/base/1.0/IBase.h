@@ -12,19 +12,21 @@ namespace android::hidl::base::V1_0 {
 
 /// Base of every remote interface: an object in another process, whose death can be watched.
 ///
-/// Any thread may call it. The recipients are not kept alive. `linkToDeath` and `unlinkToDeath`
-/// never call a recipient.
+/// Any thread may call it. It refers to the recipients weakly. Recipients are called from `onDied`
+/// only, never from inside `linkToDeath` or `unlinkToDeath`.
 class IBase : public virtual RefBase {
 public:
-    /// `recipient` will be told once when the object dies. False if it has died already.
+    /// Asks for one call of `recipient->serviceDied(cookie, ...)` when the object dies. False, and
+    /// no call, if it has died already.
     virtual hardware::Return<bool> linkToDeath(const sp<hardware::hidl_death_recipient>& recipient,
                                                uint64_t cookie);
-    /// Takes back every link of `recipient`. False if there was none.
+    /// Removes every link of `recipient`. False if it had none.
     virtual hardware::Return<bool> unlinkToDeath(
         const sp<hardware::hidl_death_recipient>& recipient);
 
-    /// Called by the transport when the object's process has gone: tells every recipient, once.
-    /// Never from inside a call to the object: its caller may hold locks that the recipients take.
+    /// Called by the transport when the object's process has ended: notifies every recipient, once.
+    /// Must not be called from inside a call to the object, whose caller may hold a lock that a
+    /// recipient needs.
     void onDied();
 
 private:

@@ -8,13 +8,15 @@
 
 namespace vendor::velora_sp::hardware::kmssp::V2_0 {
 
-/// What a client of the service gives to be told of changes.
+/// The callback interface that a client of the service registers to be notified of changes.
 class IKmsCallbacks : public android::hidl::base::V1_0::IBase {
 public:
-    /// Something changed. `data` belongs to the caller and stands only during the call; it is
-    /// empty, or one of the service's notification buffers. Called from the service's threads with
-    /// its registry locked: from inside, and from a thread that it waits for, neither register or
-    /// unregister, nor reload the tuning file, nor report this object's death.
+    /// Something changed. `data` is empty or one of the service's notification buffers; the caller
+    /// owns it and it is valid only during the call.
+    ///
+    /// Called on the service's threads while the registry of clients is locked. The callback, and
+    /// any thread that it waits for, must not register or unregister a client, reload the tuning
+    /// file, or report this object's death: each of them would deadlock.
     virtual android::hardware::Return<void> onSfxParamUpdate(
         const android::hardware::hidl_vec<uint8_t>& data) = 0;
 };
