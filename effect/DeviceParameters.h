@@ -8,8 +8,8 @@
 
 namespace velora {
 
-/// The parameters of one output device: its tuning, and the selected profile's endpoint and IEQ
-/// preset for it.
+/// The view of one output device: the parameters of its tuning, and of the selected profile's
+/// endpoint and IEQ preset for it.
 class DeviceParameters : public ParameterView {
 public:
     static constexpr ParameterSet kValidParams = Tuning::kValidParams |
@@ -21,8 +21,9 @@ public:
 
     const ParameterSet& getValidParams() const override { return kValidParams; }
 
-    /// Each keeps the record, which must stand as long as it is asked for, and takes its values. Of
-    /// a profile's own parameters none is the device's.
+    /// Each setter keeps a pointer to the record, copies its values into the view and notifies the
+    /// observer of those that changed. None of a profile's own parameters is valid in this view, so
+    /// `setProfile` copies none.
     void setProfile(Profile& profile) {
         mProfile = &profile;
         updateParams(profile);
@@ -35,14 +36,14 @@ public:
         mIeqPreset = &preset;
         updateParams(preset);
     }
-    /// Announces the view anew, for the tuning's class of output, before any of its values.
+    /// Passes the tuning's endpoint and mono flag to the observer before any of its values.
     void setTuning(Tuning& tuning) {
         mTuning = &tuning;
-        announce(tuning.getEndpoint(), tuning.isMono());
+        announceSource(tuning.getEndpoint(), tuning.isMono());
         updateParams(tuning);
     }
 
-    /// Null until set.
+    /// The records, which the store owns; null until set.
     Profile* getProfile() const { return mProfile; }
     ProfileEndpoint* getProfileEndpoint() const { return mProfileEndpoint; }
     IeqPreset* getIeqPreset() const { return mIeqPreset; }

@@ -5,16 +5,16 @@
 
 namespace velora {
 
-/// Is told by a parameter view which of its values changed. Used by one thread at a time.
+/// Is notified by a parameter view when its values change. One thread at a time.
 class ParamChangeObserver {
 public:
     virtual ~ParamChangeObserver() = default;
 
-    /// From now on the values are those of `source`, which stays the caller's, on an output of this
-    /// class; `mono`: one with a single loudspeaker. The source may still be being made: it isn't
-    /// to be used before the call returns.
+    /// The following changes are those of `source`, which the caller owns, for an output of class
+    /// `endpoint`; `mono` if that has a single loudspeaker. A view calls this from its constructor,
+    /// so the observer must not use the source before the call returns.
     virtual void setSource(ParameterValues* source, Endpoint endpoint, bool mono) = 0;
-    /// The source has other values of `parameter` than before.
+    /// The values of `parameter` in the source changed.
     virtual void onParameterChanged(Parameter parameter) = 0;
 };
 

@@ -19,16 +19,18 @@ void ParameterTranslator::onParameterChanged(Parameter parameter) {
 }
 
 void ParameterTranslator::translatePending(SetParamCommand& command) {
-    const auto due = std::exchange(mPending, {});
+    const auto pending = std::exchange(mPending, {});
     if (mSource == nullptr) return;
+
     for (size_t i = 0; i < kNumTranslators; ++i) {
-        if (due.test(i)) kAllTranslators[i].sfxTranslate(command, *mSource, mEndpoint, mMono);
+        if (pending.test(i)) kAllTranslators[i].sfxTranslate(command, *mSource, mEndpoint, mMono);
     }
 }
 
 void ParameterTranslator::translateAll(SetParamCommand& command) {
-    if (mSource == nullptr) return translatePending(command);
-    for (const Parameter parameter : mSource->getValidParams()) onParameterChanged(parameter);
+    if (mSource != nullptr) {
+        for (const Parameter parameter : mSource->getValidParams()) onParameterChanged(parameter);
+    }
     translatePending(command);
 }
 

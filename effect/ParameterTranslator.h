@@ -7,24 +7,25 @@
 
 namespace velora {
 
-/// Remembers which translators a source's changes made due, and runs them on request.
+/// Remembers which translators have pending changes of one source, and runs them on request.
 ///
-/// Owned by the effect's controller, one per output device and one for all; one thread at a time.
-/// The source stays its owner's; without one nothing is translated.
+/// The effect's controller owns one per output device and one for all of them together. Refers to
+/// its source, which must remain valid until it is replaced. One thread at a time. Nothing fails.
 class ParameterTranslator : public ParamChangeObserver {
 public:
-    /// What is due stays due.
+    /// Pending translators stay pending.
     void setSource(ParameterValues* source, Endpoint endpoint, bool mono) override;
+    /// Marks the translator of `parameter` as pending; ignores a parameter without a translator.
     void onParameterChanged(Parameter parameter) override;
 
-    /// Appends the entries of every translator that is due, in the order of the list; none is due
-    /// afterwards.
+    /// Appends the entries of every pending translator, in the order of `kAllTranslators`. None is
+    /// pending afterwards. Without a source it appends nothing.
     void translatePending(SetParamCommand& command);
-    /// The same for all parameters that are valid in the source.
+    /// Does the same after marking all parameters that are valid in the source as changed.
     void translateAll(SetParamCommand& command);
 
 private:
-    std::bitset<kNumTranslators> mPending;
+    std::bitset<kNumTranslators> mPending;  ///< by index in `kAllTranslators`
     ParameterValues* mSource = nullptr;
     Endpoint mEndpoint = Endpoint::OTHER;
     bool mMono = false;

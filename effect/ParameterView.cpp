@@ -4,10 +4,10 @@ namespace velora {
 
 ParameterView::ParameterView(ParamChangeObserver* observer)
     : ParameterValues(false), mObserver(observer) {
-    announce(Endpoint::OTHER, false);
+    announceSource(Endpoint::OTHER, false);
 }
 
-void ParameterView::announce(Endpoint endpoint, bool mono) {
+void ParameterView::announceSource(Endpoint endpoint, bool mono) {
     if (mObserver != nullptr) mObserver->setSource(this, endpoint, mono);
 }
 

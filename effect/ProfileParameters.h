@@ -6,7 +6,8 @@
 
 namespace velora {
 
-/// The parameters that don't depend on the output: the selected profile with its GEQ preset.
+/// The view of the parameters that don't depend on the output: those of the selected profile and of
+/// its GEQ preset.
 class ProfileParameters : public ParameterView {
 public:
     static constexpr ParameterSet kValidParams = Profile::kValidParams | GeqPreset::kValidParams;
@@ -16,7 +17,8 @@ public:
 
     const ParameterSet& getValidParams() const override { return kValidParams; }
 
-    /// Each keeps the record, which must stand as long as it is asked for, and takes its values.
+    /// Each setter keeps a pointer to the record, copies its values into the view and notifies the
+    /// observer of those that changed.
     void setProfile(Profile& profile) {
         mProfile = &profile;
         updateParams(profile);
@@ -26,7 +28,7 @@ public:
         updateParams(preset);
     }
 
-    /// Null until set.
+    /// The records, which the store owns; null until set.
     Profile* getProfile() const { return mProfile; }
     GeqPreset* getGeqPreset() const { return mGeqPreset; }
 

@@ -6,9 +6,9 @@ namespace velora {
 
 namespace {
 
-constexpr size_t kCountWord = 1;
+constexpr size_t kCountWord = 1;  // the block begins with the target and the number of entries
 
-size_t sizeOf(SetParamCommand::Parts parts) {
+size_t totalSize(SetParamCommand::Parts parts) {
     size_t size = 0;
     for (const auto* const part : parts) size += part->size();
     return size;
@@ -20,13 +20,14 @@ SetParamCommand::SetParamCommand(AndroidDevice target) : mBlock{static_cast<int3
 
 int SetParamCommand::execute(SfxEffect& effect) {
     if (mCount == 0) return 0;
+
     mBlock[kCountWord] = mCount;
     return effect.send(0, mBlock);
 }
 
 void SetParamCommand::beginEntry(SfxParameter parameter, size_t count) {
-    mBlock.insert(mBlock.end(),
-                  {mDevice, static_cast<int32_t>(codeOf(parameter)), static_cast<int32_t>(count)});
+    mBlock.insert(mBlock.end(), {mDevice, static_cast<int32_t>(sfxCodeOf(parameter)),
+                                 static_cast<int32_t>(count)});
     ++mCount;
 }
 
@@ -37,12 +38,12 @@ void SetParamCommand::add(SfxParameter parameter, const Values& values) {
 }
 
 void SetParamCommand::add(SfxParameter parameter, Parts parts) {
-    beginEntry(parameter, sizeOf(parts));
+    beginEntry(parameter, totalSize(parts));
     for (const auto* const part : parts) append(*part);
 }
 
 void SetParamCommand::add(SfxParameter parameter, int first, Parts parts) {
-    beginEntry(parameter, 1 + sizeOf(parts));
+    beginEntry(parameter, 1 + totalSize(parts));
     mBlock.push_back(first);
     for (const auto* const part : parts) append(*part);
 }

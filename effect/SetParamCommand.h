@@ -12,25 +12,27 @@ namespace velora {
 
 class SfxEffect;
 
-/// The effect parameters of one sending pass, packed into one block (docs/effect-block.md).
+/// The effect parameters of one transmission, packed into one block (docs/effect-block.md).
 ///
-/// Made, filled, executed once and dropped by the effect's controller. Nothing fails.
+/// The effect's controller creates it, fills it, executes it once and destroys it. One thread.
+/// Nothing fails.
 class SetParamCommand {
 public:
     using Values = ParameterValues::Values;
     using Parts = std::initializer_list<const Values*>;
 
-    /// `target`: the device that the block is for, or all of them (AUDIO_DEVICE_OUT_DEFAULT).
+    /// `target` is the output device for which the block is meant, AUDIO_DEVICE_OUT_DEFAULT for all
+    /// of them.
     explicit SetParamCommand(AndroidDevice target);
-    /// Sends the block, if it has any entry. 0 if it has none, else what the effect answers.
+    /// Sends the block to the effect and returns the effect's result. An empty block isn't sent: 0.
     virtual int execute(SfxEffect& effect);
     virtual ~SetParamCommand() = default;
 
-    /// The device of the entries that are added from now on; -1 before the first.
+    /// Sets the output device of the entries added afterwards. Without it their device is -1.
     void setDeviceId(AndroidDevice device) { mDevice = static_cast<int32_t>(device); }
 
-    /// Each appends one entry: one value, a list of any length, lists one after another, or these
-    /// after a first value.
+    /// Each appends one entry, whose values are: one value; a list of any length; the concatenated
+    /// lists `parts`; `first` followed by these.
     void add(SfxParameter parameter, int value);
     void add(SfxParameter parameter, const Values& values);
     void add(SfxParameter parameter, Parts parts);
@@ -41,7 +43,7 @@ private:
     void append(const Values& values) { mBlock.insert(mBlock.end(), values.begin(), values.end()); }
 
     int32_t mDevice = -1;
-    int32_t mCount = 0;
+    int32_t mCount = 0;  ///< of entries
     std::vector<int32_t> mBlock;
 };
 

@@ -11,8 +11,8 @@ SfxContext::SfxContext(ParameterTranslators& translators)
 
 ParameterValues* SfxContext::getParameters(AndroidDevice device) {
     if (device == kAllDevices) return &mProfileParameters;
-    const auto place = mDeviceParameters.find(device);
-    return place != mDeviceParameters.end() ? &place->second : nullptr;
+    const auto found = mDeviceParameters.find(device);
+    return found != mDeviceParameters.end() ? &found->second : nullptr;
 }
 
 DeviceParameters* SfxContext::getDeviceParameters(Port port) {

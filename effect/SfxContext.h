@@ -9,27 +9,29 @@
 
 namespace velora {
 
-/// A translator per output device, and one under `kAllDevices` for what applies to all of them.
+/// One translator per output device, and under `kAllDevices` the one for the parameters that apply
+/// to all of them.
 using ParameterTranslators = std::map<AndroidDevice, ParameterTranslator>;
 inline constexpr AndroidDevice kAllDevices = AUDIO_DEVICE_OUT_DEFAULT;
 
-/// What the effect is to have: the profile's parameters, and those of each output device.
+/// The state that the effect should have: the parameters of the selected profile and those of each
+/// output device, as one view each.
 ///
-/// Owned by the effect's controller and used as it is, by one thread at a time. Owns the views; the
-/// records that are handed in stay the store's and must stand as long as they are in force. A port
-/// without a device is ignored.
+/// The effect's controller owns it. It owns the views; the store owns the records, which must
+/// remain valid until they are replaced. One thread at a time. A call for a port without an output
+/// device has no effect.
 class SfxContext {
 public:
     static constexpr const auto& kDeviceForPort = velora::kDeviceForPort;
     static constexpr const auto& kPortForDevice = velora::kPortForDevice;
 
-    /// `translators` are told what changes and must stand as long as this; those that are missing
-    /// are added.
+    /// Makes `translators` the observers of the views and adds those that are missing. They must
+    /// remain valid as long as this is used.
     explicit SfxContext(ParameterTranslators& translators);
 
-    /// The view of a device, or the profile's for `kAllDevices`; null for any other.
+    /// The view of an output device, or the profile's view for `kAllDevices`; null for any other.
     ParameterValues* getParameters(AndroidDevice device);
-    /// Null for a port without a device.
+    /// The view of the port's output device; null for a port without one.
     DeviceParameters* getDeviceParameters(Port port);
 
     void setProfile(Profile& profile);

@@ -10,28 +10,43 @@
 
 namespace velora {
 
+namespace {
+
+// Log texts that are part of the interface: they must not change, nor may their spelling be
+// corrected.
+constexpr char kOnLoadMessage[] = "onLoad()";
+constexpr char kProfileChangedMessage[] = "Profile Changed to %s";
+constexpr char kNoEndpointMessage[] = "No profile endpoint found for port : %d";
+constexpr char kNoTuningMessage[] = "No tuning found for port : %s";
+
+}  // namespace
+
 SfxController::SfxController(SfxEffect& effect) : mContext(mTranslators), mEffect(&effect) {}
 
 void SfxController::onLoad(SndContext& context) {
-    ALOGI("onLoad()");
-    takeProfile(context);
+    ALOGI(kOnLoadMessage);
+    updateProfile(context);
+
     for (const auto& [port, device] : SfxContext::kDeviceForPort) {
-        if (!takeEndpoint(context, port)) ALOGE("No profile endpoint found for port : %d", port);
+        if (!updateEndpoint(context, port)) ALOGE(kNoEndpointMessage, port);
+
         if (Tuning* const tuning = context.getSelectedTuning(port)) {
             mContext.setTuning(port, *tuning);
         } else {
-            ALOGE("No tuning found for port : %s", portInfo(port).name.data());
+            ALOGE(kNoTuningMessage, portInfo(port).name.data());
         }
     }
+
     sendParameters(kAllDevices);
 }
 
 void SfxController::onSfxOnChanged(SndContext&, bool) {}
 
 void SfxController::onSelectedProfileChanged(SndContext& context) {
-    ALOGI("Profile Changed to %s", context.getSelectedProfile()->getName().c_str());
-    takeProfile(context);
-    for (const auto& [port, device] : SfxContext::kDeviceForPort) takeEndpoint(context, port);
+    ALOGI(kProfileChangedMessage, context.getSelectedProfile()->getName().c_str());
+
+    updateProfile(context);
+    for (const auto& [port, device] : SfxContext::kDeviceForPort) updateEndpoint(context, port);
     sendParameters(kAllDevices);
 }
 
@@ -58,21 +73,25 @@ void SfxController::onSelectedProfileGeqChanged(SndContext&, GeqPreset& preset) 
 
 void SfxController::onSelectedTuningChanged(SndContext& context, Port port, Tuning& tuning) {
     mContext.setTuning(port, tuning);
+
+    // A tuning of another class of output selects another endpoint, with its own IEQ preset.
     const DeviceParameters* const view = mContext.getDeviceParameters(port);
     if (view != nullptr && view->getProfileEndpoint() != context.getSelectedProfileEndpoint(port)) {
-        takeEndpoint(context, port);
+        updateEndpoint(context, port);
     }
+
     sendParameters(kAllDevices);
 }
 
-void SfxController::takeProfile(SndContext& context) {
+void SfxController::updateProfile(SndContext& context) {
     mContext.setProfile(*context.getSelectedProfile());
     mContext.setGeqPreset(*context.getSelectedProfileGeq());
 }
 
-bool SfxController::takeEndpoint(SndContext& context, Port port) {
+bool SfxController::updateEndpoint(SndContext& context, Port port) {
     ProfileEndpoint* const endpoint = context.getSelectedProfileEndpoint(port);
     if (endpoint == nullptr) return false;
+
     mContext.setProfileEndpoint(port, *endpoint);
     mContext.setIeqPreset(port, *context.getSelectedProfileIeq(port));
     return true;
@@ -89,12 +108,15 @@ void SfxController::sendParameters(AndroidDevice target) {
 
 void SfxController::setSfxEffect(SfxEffect& effect, SndContext& context) {
     mEffect = &effect;
+
+    // The new effect has received nothing so far.
     SetParamCommand command(kAllDevices);
     for (auto& [device, translator] : mTranslators) {
         command.setDeviceId(device);
         translator.translateAll(command);
     }
     command.execute(effect);
+
     effect.setEnabled(context.getSfxOn());
 }
 

@@ -7,18 +7,19 @@ namespace velora {
 
 class SfxEffect;
 
-/// Keeps the effect's parameters in step with the sound context: on every change it brings its own
-/// context up to date and sends what that changed, as one block.
+/// Keeps the effect's parameters consistent with the sound context: after every change it updates
+/// its effect context and sends the resulting changes as one block.
 ///
-/// Made by the facade, which registers it with the sound context, and owned by it; used under the
-/// facade's lock. Owns the translators and the effect's context, not the effect. Switching the
-/// effect on or off is not done by parameters: nothing is sent for it.
+/// The facade owns it, registers it as an observer of the sound context and uses it under its own
+/// lock. It owns the translators and the effect context, but not the effect. Nothing fails: a port
+/// without an endpoint or a tuning is logged and skipped.
 class SfxController : public OnSndContextChange {
 public:
-    /// `effect` must stand as long as this, or until another takes its place.
+    /// `effect` must remain valid as long as this is used, or until `setSfxEffect` replaces it.
     explicit SfxController(SfxEffect& effect);
 
     void onLoad(SndContext& context) override;
+    /// Sends nothing: the effect isn't switched on or off by its parameters.
     void onSfxOnChanged(SndContext& context, bool on) override;
     void onSelectedProfileChanged(SndContext& context) override;
     void onSelectedProfileParameterChanged(SndContext& context, Profile& profile) override;
@@ -26,24 +27,22 @@ public:
                                           ProfileEndpoint& endpoint) override;
     void onSelectedProfileIeqChanged(SndContext& context, Port port, IeqPreset& preset) override;
     void onSelectedProfileGeqChanged(SndContext& context, GeqPreset& preset) override;
-    /// Also hands over the endpoint and the IEQ preset, if others are in force with this tuning.
+    /// Also applies the endpoint and the IEQ preset, if the port has others with this tuning.
     void onSelectedTuningChanged(SndContext& context, Port port, Tuning& tuning) override;
 
-    /// Sends what changed since the last time, in a block for `target`: device by device in
-    /// ascending order, the profile's parameters last. Nothing if nothing changed.
+    /// Sends the pending changes of all output devices in one block for `target`: device by device
+    /// in ascending order, the profile's parameters last. No block without changes.
     void sendParameters(AndroidDevice target);
-    /// Takes another effect, sends it everything and switches it on or off.
+    /// Replaces the effect, sends all parameters to the new one and switches it on or off.
     void setSfxEffect(SfxEffect& effect, SndContext& context);
 
-    SfxContext& getContext() { return mContext; }
-
 private:
-    void takeProfile(SndContext& context);
+    void updateProfile(SndContext& context);
     /// False if the port has no endpoint.
-    bool takeEndpoint(SndContext& context, Port port);
+    bool updateEndpoint(SndContext& context, Port port);
 
     ParameterTranslators mTranslators;
-    SfxContext mContext;
+    SfxContext mContext;  ///< refers to mTranslators
     SfxEffect* mEffect;
 };
 

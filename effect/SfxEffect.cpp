@@ -9,6 +9,14 @@
 
 namespace velora {
 
+namespace {
+
+// Log texts that are part of the interface: they must not change, nor may their spelling be
+// corrected.
+constexpr char kInvalidBlockMessage[] = "%s() Invalid data for setting parameter values.";
+
+}  // namespace
+
 SfxEffect::SfxEffect(int, const android::String16&) {}
 
 int SfxEffect::send(int, const std::vector<int32_t>& data) {
@@ -23,9 +31,11 @@ int SfxEffect::setEnabled(bool) { return android::OK; }
 void SfxEffect::sendSharedStore(const void* data, uint32_t size) {
     EffectParamParser parser(data, size);
     if (!parser.validate()) {
-        ALOGE("%s() Invalid data for setting parameter values.", __func__);
+        ALOGE(kInvalidBlockMessage, __func__);
         return;
     }
+
+    // One commit, so that the effect never sees a part of the block.
     SfxParamStore& store = SfxParamStore::getInstance();
     parser.begin();
     while (const auto* const entry = parser.next()) {

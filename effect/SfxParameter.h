@@ -19,7 +19,7 @@ enum class SfxParameter : int32_t {
 #undef SFX_PARAMETER
 };
 
-/// Their short names, at the index of their numbers.
+/// Their short names, each at the index of its number.
 inline constexpr auto kSfxParameterNames = std::to_array<std::string_view>({
 #define SFX_PARAMETER(name) #name,
 #include "effect/SfxParameters.def"
@@ -27,8 +27,9 @@ inline constexpr auto kSfxParameterNames = std::to_array<std::string_view>({
 });
 inline constexpr size_t kNumSfxParameters = kSfxParameterNames.size();
 
-/// What the effect calls a parameter of this short name: its characters, A to Z in lower case, the
-/// first in the least significant byte. 0 for an empty name and one of more than four characters.
+/// The number by which the effect knows the parameter with this short name: the characters in lower
+/// case, the first in the least significant byte. 0 for an empty name and for one of more than four
+/// characters.
 constexpr SfxParameterId sfxCodeOf(std::string_view name) {
     if (name.size() > sizeof(SfxParameterId)) return 0;
     SfxParameterId code = 0;
@@ -42,13 +43,13 @@ namespace detail {
 
 inline constexpr auto kSfxCodes = [] {
     std::array<SfxParameterId, kNumSfxParameters> codes{};
-    std::transform(kSfxParameterNames.begin(), kSfxParameterNames.end(), codes.begin(), sfxCodeOf);
+    for (size_t i = 0; i < codes.size(); ++i) codes[i] = sfxCodeOf(kSfxParameterNames[i]);
     return codes;
 }();
 
 }  // namespace detail
 
-constexpr SfxParameterId codeOf(SfxParameter parameter) {
+constexpr SfxParameterId sfxCodeOf(SfxParameter parameter) {
     return detail::kSfxCodes[static_cast<size_t>(parameter)];
 }
 

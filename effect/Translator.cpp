@@ -17,30 +17,28 @@ struct SimpleTranslator {
     static constexpr std::array kSrcParams{kSource};
 
     static void sfxTranslate(SetParamCommand& command, ParameterValues& source, Endpoint, bool) {
-        // From now on the source has an entry, if an empty one.
+        // The source has an entry for every parameter that was sent, even if it is empty.
         if (source.find(kSource) == nullptr) source.checkAndUpdate(kSource, {});
         command.add(kSfxParameter, source.get(kSource));
     }
 };
 
 bool isOn(const ParameterValues& source, Parameter parameter) {
-    const Values& values = source.get(parameter);
-    return !values.empty() && values.front() != 0;
+    return source.firstOf(parameter, 0) != 0;
 }
 
-int sizeOf(const Values& values) { return static_cast<int>(values.size()); }
+int countOf(const Values& values) { return static_cast<int>(values.size()); }
 
-/// The channels that the output has gains for: front left and right, or these and surround left and
-/// right.
+/// The numbers of channels that the effect supports: front left and right, or these and surround
+/// left and right.
 constexpr int kStereo = 2;
 constexpr int kQuad = 4;
 
 int channelsOf(const ParameterValues& source) {
-    const Values& channels = source.get(OUTPUT_CHANNELS);
-    return !channels.empty() && channels.front() >= kQuad ? kQuad : kStereo;
+    return source.firstOf(OUTPUT_CHANNELS, kStereo) >= kQuad ? kQuad : kStereo;
 }
 
-/// Which parameters hold the values of each channel.
+/// The parameters that hold the values of each channel.
 struct PerChannel {
     Parameter left;
     Parameter right;
@@ -48,23 +46,26 @@ struct PerChannel {
     Parameter rightSurround;
 };
 
-/// Number of channels, a second number, `common`, then the values of each channel that there is.
+/// Adds one entry: the number of channels, `second`, `common`, then the values of each channel that
+/// the output has.
 void addPerChannel(SetParamCommand& command, SfxParameter parameter, const ParameterValues& source,
                    int second, const Values& common, const PerChannel& channels) {
     const Values head{channelsOf(source), second};
     const Values& left = source.get(channels.left);
     const Values& right = source.get(channels.right);
+
     if (head.front() == kStereo) {
         command.add(parameter, {&head, &common, &left, &right});
         return;
     }
+
     command.add(parameter, {&head, &common, &left, &right, &source.get(channels.leftSurround),
                             &source.get(channels.rightSurround)});
 }
 
 struct DeAmountTranslator {
     static constexpr std::array kSrcParams{DIALOG_ENHANCER_AMOUNT};
-    static constexpr int kMax = 12;  ///< the effect's; clients may store up to 16
+    static constexpr int kMax = 12;  ///< the effect's maximum; clients may store up to 16
 
     static void sfxTranslate(SetParamCommand& command, ParameterValues& source, Endpoint, bool) {
         Values amount = source.get(DIALOG_ENHANCER_AMOUNT);
@@ -78,7 +79,7 @@ struct GeqTranslator {
 
     static void sfxTranslate(SetParamCommand& command, ParameterValues& source, Endpoint, bool) {
         const Values& frequencies = source.get(GEQ_FREQUENCY);
-        command.add(GEBS, sizeOf(frequencies), {&frequencies, &source.get(GEQ_GAIN)});
+        command.add(GEBS, countOf(frequencies), {&frequencies, &source.get(GEQ_GAIN)});
         command.add(VCBF, frequencies);
     }
 };
@@ -88,7 +89,7 @@ struct IeqTranslator {
 
     static void sfxTranslate(SetParamCommand& command, ParameterValues& source, Endpoint, bool) {
         const Values& frequencies = source.get(IEQ_FREQUENCY);
-        command.add(IEBS, sizeOf(frequencies), {&frequencies, &source.get(IEQ_TARGET)});
+        command.add(IEBS, countOf(frequencies), {&frequencies, &source.get(IEQ_TARGET)});
     }
 };
 
@@ -99,7 +100,7 @@ struct AudioOptimizerTranslator {
 
     static void sfxTranslate(SetParamCommand& command, ParameterValues& source, Endpoint, bool) {
         const Values& frequencies = source.get(AUDIO_OPTIMIZER_FREQUENCY);
-        addPerChannel(command, AOBS, source, sizeOf(frequencies), frequencies,
+        addPerChannel(command, AOBS, source, countOf(frequencies), frequencies,
                       {AUDIO_OPTIMIZER_GAIN_L, AUDIO_OPTIMIZER_GAIN_R, AUDIO_OPTIMIZER_GAIN_LS,
                        AUDIO_OPTIMIZER_GAIN_RS});
     }
@@ -118,11 +119,13 @@ struct AudioRegulatorTranslator {
 
     static void sfxTranslate(SetParamCommand& command, ParameterValues& source, Endpoint, bool) {
         const Values& stress = source.get(REGULATOR_STRESS_AMOUNT);
-        command.add(ARSA, sizeOf(stress), {&stress});
+        command.add(ARSA, countOf(stress), {&stress});
+
         const Values& frequencies = source.get(REGULATOR_FREQUENCY);
-        command.add(ARBS, sizeOf(frequencies),
+        command.add(ARBS, countOf(frequencies),
                     {&frequencies, &source.get(REGULATOR_THRESHOLD_LOW),
                      &source.get(REGULATOR_THRESHOLD_HIGH), &source.get(REGULATOR_ISOLATED_BAND)});
+
         addPerChannel(
             command, RSSA, source, isOn(source, REGULATOR_SIBILANCE_SUPPRESS_ENABLE) ? 1 : 0, {},
             {REGULATOR_SIBILANCE_SUPPRESS_AMOUNTS_LEFT, REGULATOR_SIBILANCE_SUPPRESS_AMOUNTS_RIGHT,
@@ -133,7 +136,7 @@ struct AudioRegulatorTranslator {
 
 struct VirtualBassEnableTranslator {
     static constexpr std::array kSrcParams{VIRTUAL_BASS_ENABLE, VIRTUAL_BASS_TYPE};
-    static constexpr int kModeOn = 3;  ///< the effect's mode for virtual bass that is on
+    static constexpr int kModeOn = 3;  ///< of the effect's modes, the one for enabled virtual bass
 
     static void sfxTranslate(SetParamCommand& command, ParameterValues& source, Endpoint, bool) {
         command.add(VBM, isOn(source, VIRTUAL_BASS_ENABLE) ? kModeOn : 0);
@@ -153,8 +156,8 @@ struct VirtualBassTranslator {
     }
 };
 
-/// The virtualiser's switch, the channels that it renders to, how the speakers stand; on the
-/// speaker also how channels are mixed to it.
+/// One entry: the virtualiser's switch, the number of channels that it renders, the orientation of
+/// the loudspeakers and, only for the built-in ones, the matrix by which channels are mixed.
 struct OutputModeTranslator {
     static constexpr std::array kSrcParams{VIRTUALIZER_ENABLE, OUTPUT_MIX_MATRIX, ORIENTATION};
 
@@ -163,6 +166,7 @@ struct OutputModeTranslator {
         const Values& enable = source.get(VIRTUALIZER_ENABLE);
         const Values channels{mono ? 1 : channelsOf(source)};
         const Values& orientation = source.get(ORIENTATION);
+
         if (endpoint == Endpoint::SPEAKER) {
             command.add(DOM, {&enable, &channels, &orientation, &source.get(OUTPUT_MIX_MATRIX)});
         } else {
@@ -178,7 +182,7 @@ struct ComplexEqualizerTranslator {
 
     static void sfxTranslate(SetParamCommand& command, ParameterValues& source, Endpoint, bool) {
         addPerChannel(
-            command, CEQT, source, sizeOf(source.get(COMPLEX_EQUALIZER_TUNING_LEFT)), {},
+            command, CEQT, source, countOf(source.get(COMPLEX_EQUALIZER_TUNING_LEFT)), {},
             {COMPLEX_EQUALIZER_TUNING_LEFT, COMPLEX_EQUALIZER_TUNING_RIGHT,
              COMPLEX_EQUALIZER_TUNING_LEFT_SURROUND, COMPLEX_EQUALIZER_TUNING_RIGHT_SURROUND});
     }
@@ -294,6 +298,8 @@ constexpr std::array<Translator, kNumTranslators> kAllTranslators{{
 
 namespace {
 
+/// The translator of each parameter, at the index of its number; null if it has none.
+/// The translator of each parameter, at the index of its number; null if it has none.
 constexpr auto kTranslatorOf = [] {
     std::array<const Translator*, kNumParameters> owners{};
     for (const Translator& translator : kAllTranslators) {
@@ -304,10 +310,11 @@ constexpr auto kTranslatorOf = [] {
     return owners;
 }();
 
+/// The parameters that are never sent because of their own changes; composites may read them.
 constexpr ParameterSet kUntranslated = ParameterSet() | BASS_EXTRACTION_CUTOFF_FREQUENCY |
                                        BASS_EXTRACTION_ENABLE | OUTPUT_CHANNELS | VIRTUAL_BASS_MODE;
 
-// Every parameter has one translator, but for those that have none.
+// Every other parameter has exactly one translator.
 static_assert([] {
     size_t sources = 0;
     for (const Translator& translator : kAllTranslators) sources += translator.srcParams.size();

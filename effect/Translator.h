@@ -11,21 +11,23 @@ namespace velora {
 
 class SetParamCommand;
 
-/// Turns some of the system's parameters into entries of the effect's.
+/// Translates one or more parameters of the system into parameters of the effect. Constant, so any
+/// thread may use it.
 struct Translator {
-    /// A change of any of these makes the translator due. No parameter has two translators.
+    /// A change of any of these makes the translator pending. No parameter has two translators.
     std::span<const Parameter> srcParams;
-    /// Appends one or more entries for the values in `source`. Values that are missing make an
-    /// entry shorter, never absent.
+    /// Appends one or more entries for the values in `source`. A missing value makes its entry
+    /// shorter; no entry is left out. Adds an empty entry to the source for a simple translator's
+    /// parameter that has none.
     void (*sfxTranslate)(SetParamCommand& command, ParameterValues& source, Endpoint endpoint,
                          bool mono);
 };
 
-/// Every translator, in the order in which the entries of a device are sent.
+/// All translators, in the order in which the entries of an output device are sent.
 inline constexpr size_t kNumTranslators = 77;
 extern const std::array<Translator, kNumTranslators> kAllTranslators;
 
-/// The translator that owns a parameter; null if none does.
+/// The translator of a parameter; null if it has none.
 const Translator* getTranslator(Parameter parameter);
 
 }  // namespace velora

@@ -4,8 +4,7 @@ namespace velora {
 
 void DeviceData::validateData() {
     for (ProfileEndpoint* const endpoint : mProfileEndpoints) {
-        const auto& enabled = endpoint->get(IEQ_ENABLE);
-        if (!enabled.empty() && enabled.front() == 0) endpoint->setSelectedIeqPreset(0);
+        if (endpoint->firstOf(IEQ_ENABLE, 1) == 0) endpoint->setSelectedIeqPreset(0);
     }
 }
 

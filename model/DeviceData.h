@@ -13,9 +13,9 @@
 
 namespace velora {
 
-/// What one tuning file yields: its identification and every record read from it, each list in the
-/// order of the document. The records belong to the parser that read them, not to this. One thread
-/// at a time.
+/// The contents of one tuning file: its identification and every record read from it, each list in
+/// the order of the document. The parser that read the records owns them; a list only refers to
+/// them. One thread at a time.
 class DeviceData {
 public:
     template <typename Record>
@@ -53,8 +53,8 @@ public:
     virtual const Records<GeqPreset>& getGeqPresets() const { return mGeqPresets; }
     virtual void setGeqPresets(const Records<GeqPreset>& records) { mGeqPresets = records; }
 
-    /// Selects the preset 0 ("off") at every profile endpoint whose IEQ is switched off. An
-    /// endpoint that doesn't say counts as switched on.
+    /// Selects the IEQ preset 0 ("off") for every profile endpoint whose IEQ is switched off. An
+    /// endpoint without a value of `ieq_enable` counts as switched on.
     virtual void validateData();
 
 private:

@@ -8,16 +8,16 @@
 
 namespace velora {
 
-/// The graphic-equaliser bands of one profile.
+/// The graphic-equaliser bands of one profile, of which every profile has one set.
 class GeqPreset : public ParameterValues {
 public:
     static constexpr ParameterSet kValidParams = ParameterSet::of(RecordKind::GEQ_PRESET);
     static_assert(kValidParams.size() == 2);
     static constexpr ParameterSet kStoredParams = kValidParams;
 
-    /// A new record: no row, dirty.
+    /// A record that isn't stored yet: dirty.
     explicit GeqPreset(int profileId) : ParameterValues(true), mId(-1), mProfileId(profileId) {}
-    /// A record of row `id`: not dirty.
+    /// A record that was read from row `id`: not dirty until its values are `set`.
     GeqPreset(int64_t id, int profileId) : ParameterValues(false), mId(id), mProfileId(profileId) {}
 
     int64_t getId() const override { return mId; }
@@ -26,7 +26,7 @@ public:
 
     int getProfileId() const { return mProfileId; }
 
-    /// Same profile number and values.
+    /// Compares the profile number and the values.
     bool equals(const GeqPreset& other) const {
         return mProfileId == other.mProfileId && ParameterValues::equals(other);
     }

@@ -10,16 +10,16 @@
 namespace velora {
 
 /// One intelligent-equaliser preset: a numbered target curve that all profiles share. Its number is
-/// also the value of `ieq_id`, so that the effect learns it with the curve.
+/// also the value of `ieq_id`, so that the effect receives it with the curve.
 class IeqPreset : public ParameterValues {
 public:
     static constexpr ParameterSet kValidParams = ParameterSet::of(RecordKind::IEQ_PRESET);
     static_assert(kValidParams.size() == 3);
     static constexpr ParameterSet kStoredParams = kValidParams;
 
-    /// A new record: no row. Storing `ieq_id` makes both forms dirty.
+    /// A record that isn't stored yet. Setting `ieq_id` makes both forms dirty.
     IeqPreset(int presetId, std::string name) : IeqPreset(-1, presetId, std::move(name)) {}
-    /// A record of row `id`.
+    /// A record that was read from row `id`.
     IeqPreset(int64_t id, int presetId, std::string name)
         : ParameterValues(true), mId(id), mPresetId(presetId), mName(std::move(name)) {
         set(IEQ_ID, {presetId});

@@ -12,7 +12,7 @@
 namespace velora {
 
 /// The tunable quantities of the effect, 0 to 103 in the order of their database columns. The value
-/// of each is a list of 32-bit integers; a single setting is a list of one.
+/// of each is a list of 32-bit integers; a scalar is a list of one.
 enum Parameter : int32_t {
 #define PARAMETER(enumerator, ...) enumerator,
 #include "model/Parameters.def"
@@ -21,11 +21,11 @@ enum Parameter : int32_t {
 
 /// How the element of the tuning file that carries a parameter is read.
 enum class NodeKind {
-    NONE,             ///< no element carries it
+    NONE,             ///< not read from an element of its own
     VALUE,            ///< one integer or boolean
     ROW,              ///< a list of integers in one attribute
     DRC_ROW,          ///< a row that is never empty
-    MIX_MATRIX,       ///< rows of a matrix, one after the other
+    MIX_MATRIX,       ///< the rows of a matrix, concatenated
     FREQUENCY_PAIR,   ///< a low and a high frequency
     ATTRIBUTES,       ///< one integer per attribute
     IEQ_BANDS,        ///< bands of an intelligent-equaliser preset
@@ -34,16 +34,16 @@ enum class NodeKind {
     REGULATOR_BANDS,  ///< bands of the audio regulator
 };
 
-/// The kinds of record that carry parameters; every parameter belongs to one at most.
+/// The kinds of record that carry parameters; a parameter belongs to at most one of them.
 enum class RecordKind { NONE, TUNING, PROFILE, PROFILE_ENDPOINT, GEQ_PRESET, IEQ_PRESET };
 
-/// What the system knows of one parameter.
+/// One row of the catalogue of parameters.
 struct ParameterInfo {
     Parameter parameter;
-    std::string_view column;   ///< database column and text name; its data() ends with a NUL
-    std::string_view element;  ///< tuning-file element; empty if none carries it
+    std::string_view column;   ///< database column and name in texts; followed by a NUL
+    std::string_view element;  ///< element of the tuning file; empty if it has none of its own
     NodeKind kind;
-    int position;  ///< place among the parameters that the element carries, from 0
+    int position;  ///< index among the parameters that the element carries, from 0
     RecordKind record;
 };
 
@@ -78,7 +78,7 @@ inline constexpr auto kParameters = std::to_array<ParameterInfo>({
 });
 inline constexpr size_t kNumParameters = kParameters.size();
 
-/// True for the numbers of the catalogue.
+/// Whether `number` is one of the 104 parameters.
 constexpr bool isParameter(int32_t number) {
     return static_cast<uint32_t>(number) < kNumParameters;
 }
@@ -88,7 +88,7 @@ constexpr const ParameterInfo& parameterInfo(Parameter parameter) {
     return kParameters[static_cast<size_t>(parameter)];
 }
 
-/// Column name -> parameter.
+/// Database column -> parameter.
 inline constexpr ConstMap<std::string_view, Parameter, kNumParameters> kParameterOfColumn([] {
     std::array<std::pair<std::string_view, Parameter>, kNumParameters> pairs{};
     for (size_t i = 0; i < pairs.size(); ++i) {

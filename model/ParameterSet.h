@@ -9,7 +9,7 @@
 
 namespace velora {
 
-/// A constant-time set of parameters, walked in ascending order.
+/// A set of parameters, one bit each, iterated in ascending order. Usable at compile time.
 class ParameterSet {
 public:
     constexpr ParameterSet() = default;
@@ -23,7 +23,7 @@ public:
         return set;
     }
 
-    /// False for a number that is no parameter.
+    /// False for a number that isn't a parameter.
     constexpr bool contains(Parameter parameter) const {
         const auto index = static_cast<uint32_t>(parameter);
         return isParameter(parameter) && (mBits[index / 64] >> (index % 64) & 1) != 0;
@@ -34,7 +34,7 @@ public:
         return static_cast<size_t>(count);
     }
 
-    /// The set with one more; a number that is no parameter adds nothing.
+    /// The set with one parameter added; a number that isn't a parameter adds nothing.
     friend constexpr ParameterSet operator|(ParameterSet set, Parameter parameter) {
         const auto index = static_cast<uint32_t>(parameter);
         if (isParameter(parameter)) set.mBits[index / 64] |= uint64_t{1} << (index % 64);
@@ -48,11 +48,13 @@ public:
 
     class Iterator {
     public:
-        constexpr Iterator(const ParameterSet* set, int32_t at) : mSet(set), mAt(at) { settle(); }
+        constexpr Iterator(const ParameterSet* set, int32_t at) : mSet(set), mAt(at) {
+            skipAbsent();
+        }
         constexpr Parameter operator*() const { return static_cast<Parameter>(mAt); }
         constexpr Iterator& operator++() {
             ++mAt;
-            settle();
+            skipAbsent();
             return *this;
         }
         constexpr bool operator!=(const Iterator& other) const { return mAt != other.mAt; }
@@ -60,7 +62,7 @@ public:
     private:
         static constexpr auto kEnd = static_cast<int32_t>(kNumParameters);
 
-        constexpr void settle() {
+        constexpr void skipAbsent() {
             while (mAt < kEnd && !mSet->contains(static_cast<Parameter>(mAt))) ++mAt;
         }
 

@@ -7,19 +7,21 @@ namespace velora {
 
 namespace {
 
-constexpr auto kBefore = [](const ParameterValues::Entry& entry, Parameter parameter) {
-    return entry.parameter < parameter;
-};
+/// The first entry that isn't before `parameter`: its own, or where it belongs.
+template <typename Entries>
+auto lowerBound(Entries& entries, Parameter parameter) {
+    return std::lower_bound(
+        entries.begin(), entries.end(), parameter,
+        [](const ParameterValues::Entry& entry, Parameter p) { return entry.parameter < p; });
+}
 
 }  // namespace
 
-std::vector<ParameterValues::Entry>::iterator ParameterValues::placeOf(Parameter parameter) {
-    return std::lower_bound(mValues.begin(), mValues.end(), parameter, kBefore);
-}
-
-ParameterValues::Entry& ParameterValues::entryOf(Parameter parameter) {
+ParameterValues::Entry& ParameterValues::findOrInsert(Parameter parameter) {
+    // A record usually receives all of its parameters one after another: allocate once.
     if (mValues.empty()) mValues.reserve(getValidParams().size());
-    auto place = placeOf(parameter);
+
+    auto place = lowerBound(mValues, parameter);
     if (place == mValues.end() || place->parameter != parameter) {
         place = mValues.insert(place, {parameter, {}});
     }
@@ -28,13 +30,13 @@ ParameterValues::Entry& ParameterValues::entryOf(Parameter parameter) {
 
 void ParameterValues::set(Parameter parameter, Values values) {
     if (!isParameter(parameter)) return;
-    entryOf(parameter).values = std::move(values);
+    findOrInsert(parameter).values = std::move(values);
     setDirty(true);
 }
 
 bool ParameterValues::checkAndUpdate(Parameter parameter, Values values) {
     if (!getValidParams().contains(parameter)) return false;
-    if (entryOf(parameter).values == values) return false;
+    if (findOrInsert(parameter).values == values) return false;
     set(parameter, std::move(values));
     return true;
 }
@@ -46,13 +48,15 @@ ParameterSet ParameterValues::completeTo(const ParameterSet& params) {
         dropped = dropped | entry.parameter;
         return true;
     });
+
     mValues.reserve(params.size());
-    for (const Parameter parameter : params) entryOf(parameter);
+    for (const Parameter parameter : params) findOrInsert(parameter);
+
     return dropped;
 }
 
 const ParameterValues::Values* ParameterValues::find(Parameter parameter) const {
-    const auto place = std::lower_bound(mValues.begin(), mValues.end(), parameter, kBefore);
+    const auto place = lowerBound(mValues, parameter);
     return place != mValues.end() && place->parameter == parameter ? &place->values : nullptr;
 }
 
@@ -69,12 +73,16 @@ int ParameterValues::firstOf(Parameter parameter, int fallback) const {
 
 std::string ParameterValues::valuesToString() const {
     std::string text;
+
     for (const auto& [parameter, values] : mValues) {
-        if (parameter == IEQ_ID) continue;  // a preset shows its number itself
+        // The only record with this parameter, the IEQ preset, has a line for its number already.
+        if (parameter == IEQ_ID) continue;
+
         text.append(parameterInfo(parameter).column).push_back('=');
         for (const int value : values) text.append(std::to_string(value)).push_back(',');
         text.push_back('\n');
     }
+
     return text;
 }
 

@@ -11,10 +11,10 @@
 namespace velora {
 
 /// Base of every record that carries parameters: an ordered map from `Parameter` to its values, and
-/// a mark that something changed since it was last saved.
+/// a flag, dirty, for a record that changed since it was last saved.
 ///
-/// Copied by value, map and mark. Whoever holds a record owns it; one thread at a time. Nothing
-/// fails: what a record doesn't accept is refused with false.
+/// A copy has the values and the flag of its original. One thread at a time. No operation fails; a
+/// parameter that the record doesn't accept is refused with false.
 class ParameterValues {
 public:
     using Values = std::vector<int>;
@@ -24,7 +24,7 @@ public:
         bool operator==(const Entry&) const = default;
     };
 
-    /// Row of the record in the database; -1 when it was never stored.
+    /// Rowid in the database; -1 if the record was never stored.
     virtual int64_t getId() const = 0;
     virtual bool isDirty() const { return mDirty; }
     virtual void setDirty(bool dirty) { mDirty = dirty; }
@@ -32,19 +32,20 @@ public:
     /// The parameters that `checkAndUpdate` accepts.
     virtual const ParameterSet& getValidParams() const = 0;
 
-    /// Stores `values` under any `parameter`, and marks the record dirty. For what comes from files
-    /// and database: whether the parameter is valid here isn't asked. A number that is no parameter
-    /// is ignored.
+    /// Stores `values` under `parameter` and marks the record dirty, even if nothing changed. For
+    /// trusted sources (tuning file, database): doesn't check that the parameter is valid in this
+    /// record. A number that isn't a parameter is ignored.
     void set(Parameter parameter, Values values);
-    /// Stores what a client asks for: false, and nothing stored, if the parameter isn't valid here
-    /// or has these values already. A valid parameter has an entry afterwards in any case.
+    /// Stores the values that a client asks for and marks the record dirty. False, and neither, if
+    /// the parameter isn't valid in this record or has these values already. A valid parameter that
+    /// had no entry has one afterwards, an empty one if this returns false.
     bool checkAndUpdate(Parameter parameter, Values values);
-    /// Gives the record exactly the parameters of `params`: an empty list where it had none, and
-    /// drops the rest. Returns what it dropped. The mark stays as it was.
+    /// Gives the record exactly the parameters of `params`: adds an empty list for each that it
+    /// lacks and removes all others. Returns those removed. Doesn't change the dirty flag.
     ParameterSet completeTo(const ParameterSet& params);
 
-    /// The values of `parameter`: null, or an empty list, if it has no entry. The result stands
-    /// until the record is changed.
+    /// The values of `parameter`. Without an entry, `find` returns null and `get` an empty list.
+    /// The result remains valid until the record is changed.
     const Values* find(Parameter parameter) const;
     const Values& get(Parameter parameter) const;
     /// The first value of `parameter`, or `fallback` if it has none.
@@ -55,10 +56,10 @@ public:
     auto end() const { return mValues.end(); }
     size_t size() const { return mValues.size(); }
 
-    /// Same parameters with the same values; the mark and a record's other fields don't count.
+    /// Compares the entries only, neither the dirty flag nor the fields of a derived record.
     bool equals(const ParameterValues& other) const { return mValues == other.mValues; }
 
-    /// One line per entry but `ieq_id`: its name, "=", each value followed by ",", a line feed.
+    /// One line per entry except `ieq_id`: name, "=", each value followed by ",", line feed.
     std::string valuesToString() const;
 
 protected:
@@ -67,11 +68,10 @@ protected:
     ParameterValues& operator=(const ParameterValues&) = default;
 
 private:
-    std::vector<Entry>::iterator placeOf(Parameter parameter);
-    Entry& entryOf(Parameter parameter);
+    Entry& findOrInsert(Parameter parameter);
 
     bool mDirty;
-    std::vector<Entry> mValues;  ///< sorted by parameter
+    std::vector<Entry> mValues;  ///< ascending by parameter
 };
 
 }  // namespace velora

@@ -14,12 +14,12 @@ namespace velora {
 
 /// The classes of output that tunings and profile endpoints are kept for.
 enum class Endpoint : int32_t {
-    SPEAKER = 0,    ///< the device's internal loudspeaker
-    HEADPHONE = 1,  ///< a personal listening output: wired headphone, Bluetooth or USB audio
+    SPEAKER = 0,    ///< the built-in loudspeaker
+    HEADPHONE = 1,  ///< a personal output: wired headphone, Bluetooth or USB audio
     OTHER = 2,      ///< every other output: HDMI, wireless display, anything else
 };
 
-/// The endpoints in ascending order, and the short names that records and database use for them.
+/// The endpoints in ascending order, and the short names that records and the database use.
 inline constexpr std::array kEndpoints{Endpoint::SPEAKER, Endpoint::HEADPHONE, Endpoint::OTHER};
 inline constexpr std::array<std::string_view, 3> kEndpointNames{"speaker", "headphone", "other"};
 
@@ -27,7 +27,7 @@ constexpr std::string_view endpointName(Endpoint endpoint) {
     return kEndpointNames[static_cast<size_t>(endpoint)];
 }
 
-/// The endpoint of a short name; none for any other text.
+/// The endpoint with a short name; nullopt for any other text.
 constexpr std::optional<Endpoint> endpointByName(std::string_view shortName) {
     for (const Endpoint endpoint : kEndpoints) {
         if (endpointName(endpoint) == shortName) return endpoint;
@@ -35,7 +35,7 @@ constexpr std::optional<Endpoint> endpointByName(std::string_view shortName) {
     return std::nullopt;
 }
 
-/// The physical outputs that a device tuning is selected for.
+/// The physical outputs for which a tuning device is selected.
 enum Port : int32_t {
     PORT_INTERNAL_SPEAKER,
     PORT_HDMI,
@@ -46,17 +46,17 @@ enum Port : int32_t {
     PORT_OTHER,
 };
 
-/// One output device bit of the platform (system/audio.h), or AUDIO_DEVICE_OUT_DEFAULT for what
-/// applies to all devices.
+/// One output device bit of the platform (system/audio.h), or AUDIO_DEVICE_OUT_DEFAULT for all
+/// output devices.
 using AndroidDevice = audio_devices_t;
 inline constexpr AndroidDevice kNoDevice = 0;
 
-/// What the system knows of one port.
+/// One row of the table of ports.
 struct PortInfo {
     Port port;
-    std::string_view name;  ///< its data() ends with a NUL
+    std::string_view name;  ///< followed by a NUL
     Endpoint endpoint;
-    AndroidDevice device;  ///< kNoDevice if it has none
+    AndroidDevice device;  ///< kNoDevice for the port "other"
 };
 
 /// One row per port, at the index of its number.
@@ -70,13 +70,13 @@ inline constexpr auto kPorts = std::to_array<PortInfo>({
     {PORT_OTHER, "other", Endpoint::OTHER, kNoDevice},
 });
 
-/// True for the numbers of the seven ports, which is what clients may ask for.
+/// Whether `port` is one of the seven ports, for which clients may ask.
 constexpr bool isPort(int port) { return port >= 0 && static_cast<size_t>(port) < kPorts.size(); }
 
 /// The row of a port, which must be one of the seven.
 constexpr const PortInfo& portInfo(Port port) { return kPorts[static_cast<size_t>(port)]; }
 
-/// The ports that a tuning is kept for, ascending: those with a device.
+/// The ports for which a tuning device can be selected, ascending: those with an output device.
 inline constexpr std::array kSupportedPorts{PORT_INTERNAL_SPEAKER, PORT_HDMI,      PORT_MIRACAST,
                                             PORT_HEADPHONE,        PORT_BLUETOOTH, PORT_USB};
 
@@ -91,13 +91,13 @@ constexpr ConstMap<Key, Value, N> mapOfPorts(MakePair makePair) {
 
 }  // namespace detail
 
-/// A port's name -> its endpoint.
+/// Name of a port -> its endpoint.
 inline constexpr auto kEndpNameToEndpoint =
     detail::mapOfPorts<std::string_view, Endpoint, kPorts.size()>([](const PortInfo& info) {
         return std::pair{info.name, info.endpoint};
     });
 
-/// A supported port -> its device, and the other way.
+/// Supported port -> its output device, and the inverse.
 inline constexpr auto kDeviceForPort =
     detail::mapOfPorts<Port, AndroidDevice, kSupportedPorts.size()>([](const PortInfo& info) {
         return std::pair{info.port, info.device};

@@ -7,16 +7,18 @@
 
 namespace velora {
 
-/// The settings of one profile (a numbered, named set of settings) that don't depend on the output.
+/// A profile, which is a numbered and named set of settings: those of its settings that don't
+/// depend on the output.
 class Profile : public ParameterValues {
 public:
     static constexpr ParameterSet kValidParams = ParameterSet::of(RecordKind::PROFILE);
     static_assert(kValidParams.size() == 12);
     static constexpr ParameterSet kStoredParams = kValidParams;
 
-    /// A new record: no row, dirty. In both forms the selected GEQ preset is the profile's own.
+    /// A record that isn't stored yet: dirty. In both forms the selected GEQ preset is the one with
+    /// the profile's own number.
     Profile(int profileId, std::string name, bool mobility);
-    /// A record of row `id`: not dirty.
+    /// A record that was read from row `id`: not dirty until its values are `set`.
     Profile(int64_t id, int profileId, std::string name, bool mobility);
 
     int64_t getId() const override { return mId; }
@@ -29,10 +31,10 @@ public:
     int getSelectedGeqPreset() const { return mSelectedGeqPreset; }
 
     void setName(std::string name);
-    void setMobility(bool mobility) { mMobility = mobility; }  ///< not a change to save
+    void setMobility(bool mobility) { mMobility = mobility; }  ///< doesn't mark the record dirty
     void setSelectedGeqPreset(int preset);
 
-    /// Same profile number and values.
+    /// Compares the profile number and the values.
     bool equals(const Profile& other) const;
     std::string toString() const;
 

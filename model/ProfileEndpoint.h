@@ -8,17 +8,17 @@
 
 namespace velora {
 
-/// The settings of one profile for one class of output, with the number of its selected IEQ preset.
+/// The settings of one profile for one class of output, and the number of its selected IEQ preset.
 class ProfileEndpoint : public ParameterValues {
 public:
     static constexpr ParameterSet kValidParams = ParameterSet::of(RecordKind::PROFILE_ENDPOINT);
     static_assert(kValidParams.size() == 27);
-    /// Its table has one column more, which no client can change through the endpoint.
+    /// Its table has one more column, which clients can't change through the endpoint.
     static constexpr ParameterSet kStoredParams = kValidParams | VIRTUAL_BASS_TYPE;
 
-    /// A new record: no row, dirty.
+    /// A record that isn't stored yet: dirty.
     ProfileEndpoint(int profileId, Endpoint endpoint, int selectedIeqPreset);
-    /// A record of row `id`: not dirty.
+    /// A record that was read from row `id`: not dirty until its values are `set`.
     ProfileEndpoint(int32_t id, int profileId, Endpoint endpoint, int selectedIeqPreset);
 
     int64_t getId() const override { return mId; }
@@ -31,7 +31,7 @@ public:
 
     void setSelectedIeqPreset(int preset);
 
-    /// Same profile number, endpoint, selected IEQ preset and values.
+    /// Compares the profile number, the endpoint, the selected IEQ preset and the values.
     bool equals(const ProfileEndpoint& other) const;
     std::string toString() const;
 

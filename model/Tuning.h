@@ -9,18 +9,18 @@
 
 namespace velora {
 
-/// One named set of device-level parameters for one class of output: the acoustic tuning of an
-/// output device. Device tunings refer to it by its name.
+/// The acoustic tuning of a device: a named set of parameters for one class of output. Device
+/// tunings refer to it by its name.
 class Tuning : public ParameterValues {
 public:
     static constexpr ParameterSet kValidParams = ParameterSet::of(RecordKind::TUNING);
     static_assert(kValidParams.size() == 59);
-    /// What a complete record carries: the parameter columns of its table.
+    /// The parameters of a complete record: the parameter columns of its table.
     static constexpr ParameterSet kStoredParams = kValidParams;
 
-    /// A new record: no row, read-only, dirty, no values.
+    /// A record that isn't stored yet: read-only, dirty, without values.
     Tuning(std::string name, Endpoint endpoint, bool mono);
-    /// A record of row `id`: not dirty until its values are `set`.
+    /// A record that was read from row `id`: not dirty until its values are `set`.
     Tuning(int64_t id, std::string name, Endpoint endpoint, bool mono, bool readonly);
 
     int64_t getId() const override { return mId; }
@@ -30,10 +30,11 @@ public:
     const std::string& getName() const { return mName; }
     Endpoint getEndpoint() const { return mEndpoint; }
     bool isMono() const { return mMono; }
-    /// Clients may not change it.
+    /// Whether clients must not change it.
     bool isReadonly() const { return mReadonly; }
 
-    /// Takes the endpoint of a port's name; any other name changes nothing. Not a change to save.
+    /// Sets the endpoint of the port with this name; any other name has no effect. These setters
+    /// don't mark the record dirty.
     void setEndpoint(std::string_view portName);
     void setEndpoint(Endpoint endpoint) { mEndpoint = endpoint; }
     void setMono(bool mono) { mMono = mono; }

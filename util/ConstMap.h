@@ -7,8 +7,8 @@
 
 namespace velora {
 
-/// A small constant map: pairs sorted by key when it is made, looked up by halving, never
-/// allocating.
+/// A constant map: an array of pairs, sorted by key at compile time and searched by bisection.
+/// Never allocates. Immutable, so any thread may use it.
 template <typename Key, typename Value, size_t N>
 class ConstMap {
 public:
@@ -26,7 +26,7 @@ public:
         return place != mPairs.end() && place->first == key ? &place->second : nullptr;
     }
 
-    /// No key stands twice.
+    /// False if a key occurs more than once; `find` then returns any of its values.
     constexpr bool isUnique() const {
         return std::adjacent_find(mPairs.begin(), mPairs.end(), [](const Pair& a, const Pair& b) {
                    return a.first == b.first;

@@ -2,7 +2,7 @@
 
 namespace velora {
 
-/// The lower-case form of an ASCII letter; any other character as it is, whatever the locale.
+/// The lower-case form of an ASCII letter; any other character unchanged. Ignores the locale.
 constexpr char lowerCase(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }

@@ -4,7 +4,7 @@ namespace velora {
 
 namespace {
 
-// Never destroyed: threads may still open files while the process ends.
+// Never destroyed, because threads may still open files while the process ends.
 std::string& rootPrefix() {
     static auto* const sPrefix = new std::string();
     return *sPrefix;

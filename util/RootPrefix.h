@@ -5,11 +5,12 @@
 
 namespace velora {
 
-/// Puts all files of the system below `prefix` (no slash at its end); empty, as on a device, leaves
-/// them where they are. Set once, before anything else of the library is used.
+/// Sets the directory (without a trailing slash) below which all files of the system are located.
+/// Empty, the default, means the root directory. A host or a test calls it before it uses anything
+/// else of the library; later calls race with other threads.
 void setRootPrefix(std::string_view prefix);
 
-/// The place of the system's file `path` (absolute) below the root prefix.
+/// The path of a file of the system: the root prefix followed by `path`, which is absolute.
 std::string rooted(std::string_view path);
 
 }  // namespace velora

@@ -7,18 +7,20 @@
 
 namespace velora {
 
-/// A client's buffer read as 32-bit words in native order, copied one by one: the buffer may have
-/// any size and alignment, and a word that doesn't lie within it whole reads as 0.
+/// Reads a client's buffer as 32-bit words in native byte order. The buffer may have any size and
+/// alignment; a word that isn't entirely inside it reads as 0. Refers to the buffer, doesn't own
+/// it.
 class Words {
 public:
-    static constexpr size_t kSize = sizeof(int32_t);
+    static constexpr size_t kSize = sizeof(int32_t);  ///< bytes of one word
 
-    /// `data` must stand as long as this; null counts as empty.
+    /// `size` bytes at `data`, which must remain valid as long as this is used; null means empty.
     Words(const void* data, size_t size)
         : mBytes(static_cast<const uint8_t*>(data)), mSize(data != nullptr ? size : 0) {}
 
-    size_t size() const { return mSize; }  ///< bytes
+    size_t size() const { return mSize; }  ///< in bytes
 
+    /// 0 at the end of the buffer and after it.
     uint8_t byteAt(size_t offset) const { return offset < mSize ? mBytes[offset] : uint8_t{0}; }
 
     int32_t operator[](size_t index) const {
@@ -34,7 +36,7 @@ public:
         return number;
     }
 
-    /// The whole words from `first` to the end.
+    /// The whole words from index `first` to the end of the buffer.
     std::vector<int> from(size_t first) const {
         std::vector<int> words;
         for (size_t i = first; (i + 1) * kSize <= mSize; ++i) words.push_back((*this)[i]);

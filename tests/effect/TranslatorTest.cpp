@@ -11,7 +11,9 @@
 namespace velora::test {
 namespace {
 
-/// A record that takes any parameter, and a translator that watches it.
+using testing::ElementsAre;
+
+/// A record in which most parameters are valid, and a translator that observes it.
 class TranslatorTest : public testing::Test {
 protected:
     struct Source : ParameterValues {
@@ -25,7 +27,7 @@ protected:
     };
     TranslatorTest() { translator.setSource(&source, Endpoint::OTHER, false); }
 
-    /// The entries that are sent, with commas between them.
+    /// The entries sent for the pending translators, joined by commas.
     std::string send() {
         SetParamCommand command(kNoDevice);
         command.setDeviceId(2);
@@ -42,8 +44,8 @@ protected:
     RecordingEffect effect;
 };
 
-// In docs/effect-block.md most rows name one parameter in backquotes: its values are copied.
-TEST_F(TranslatorTest, EveryParametersChangeSendsTheDocumentedEntriesInOrder) {
+// A row of docs/effect-block.md with one parameter in backquotes is a simple translator's.
+TEST_F(TranslatorTest, AChangeOfAllParametersSendsTheDocumentedEntriesInOrder) {
     for (const Parameter parameter : source.getValidParams()) {
         source.set(parameter, {0, -parameter});
         translator.onParameterChanged(parameter);
@@ -67,49 +69,39 @@ TEST_F(TranslatorTest, EveryParametersChangeSendsTheDocumentedEntriesInOrder) {
     EXPECT_EQ(send(), "");
 }
 
-TEST_F(TranslatorTest, CompositesJoinTheirPartsWhicheverOfThemChanges) {
+// The sources of a translator are set to 13 14 15, to 23 24, to 33 34 and so on, in their order.
+TEST_F(TranslatorTest, ACompositeJoinsItsPartsWhicheverOfThemChanges) {
     const struct {
-        std::vector<Parameter> parts;  ///< with 13 14 15, 23 24, 33 34 and so on
+        Parameter firstSource;
         std::string sent;
-        std::string sentToMonoSpeaker = sent;  ///< of four channels
+        std::string sentToMonoSpeaker = sent;  ///< with four channels
     } rows[] = {
-        {{DIALOG_ENHANCER_AMOUNT}, "DEA 12 14 15"},
-        {{GEQ_FREQUENCY, GEQ_GAIN}, "GEBS 3 13 14 15 23 24, VCBF 13 14 15"},
-        {{IEQ_FREQUENCY, IEQ_TARGET}, "IEBS 3 13 14 15 23 24"},
-        {{AUDIO_OPTIMIZER_FREQUENCY, AUDIO_OPTIMIZER_GAIN_L, AUDIO_OPTIMIZER_GAIN_R,
-          AUDIO_OPTIMIZER_GAIN_LS, AUDIO_OPTIMIZER_GAIN_RS},
-         "AOBS 2 3 13 14 15 23 24 33 34",
-         "AOBS 4 3 13 14 15 23 24 33 34 43 44 53 54"},
-        {{REGULATOR_STRESS_AMOUNT, REGULATOR_FREQUENCY, REGULATOR_THRESHOLD_LOW,
-          REGULATOR_THRESHOLD_HIGH, REGULATOR_ISOLATED_BAND,
-          REGULATOR_SIBILANCE_SUPPRESS_AMOUNTS_LEFT, REGULATOR_SIBILANCE_SUPPRESS_AMOUNTS_RIGHT,
-          REGULATOR_SIBILANCE_SUPPRESS_AMOUNTS_LEFT_SURROUND,
-          REGULATOR_SIBILANCE_SUPPRESS_AMOUNTS_RIGHT_SURROUND},
-         "ARSA 3 13 14 15, ARBS 2 23 24 33 34 43 44 53 54, RSSA 2 1 63 64 73 74",
-         "ARSA 3 13 14 15, ARBS 2 23 24 33 34 43 44 53 54, RSSA 4 1 63 64 73 74 83 84 93 94"},
-        {{VIRTUAL_BASS_ENABLE, VIRTUAL_BASS_TYPE}, "VBM 3, VBON 23 24"},
-        {{VIRTUAL_BASS_SRC_FREQ_LOW, VIRTUAL_BASS_SRC_FREQ_HIGH, VIRTUAL_BASS_MIX_FREQ_LOW,
-          VIRTUAL_BASS_MIX_FREQ_HIGH},
-         "VBSF 13 14 15 23 24, VBMF 33 34 43 44"},
-        {{VIRTUALIZER_ENABLE, ORIENTATION, OUTPUT_MIX_MATRIX},
-         "DOM 13 14 15 2 23 24",
-         "DOM 13 14 15 1 23 24 33 34"},
-        {{COMPLEX_EQUALIZER_TUNING_LEFT, COMPLEX_EQUALIZER_TUNING_RIGHT,
-          COMPLEX_EQUALIZER_TUNING_LEFT_SURROUND, COMPLEX_EQUALIZER_TUNING_RIGHT_SURROUND},
-         "CEQT 2 3 13 14 15 23 24",
-         "CEQT 4 3 13 14 15 23 24 33 34 43 44"},
-        {{BASS_MBDRC_TUNING}, "BMDT 1 13 14 15"},
+        {DIALOG_ENHANCER_AMOUNT, "DEA 12 14 15"},
+        {GEQ_FREQUENCY, "GEBS 3 13 14 15 23 24, VCBF 13 14 15"},
+        {IEQ_FREQUENCY, "IEBS 3 13 14 15 23 24"},
+        {AUDIO_OPTIMIZER_FREQUENCY, "AOBS 2 3 13 14 15 23 24 43 44",
+         "AOBS 4 3 13 14 15 23 24 43 44 33 34 53 54"},
+        {REGULATOR_STRESS_AMOUNT,
+         "ARSA 3 13 14 15, ARBS 2 23 24 53 54 43 44 33 34, RSSA 2 1 63 64 83 84",
+         "ARSA 3 13 14 15, ARBS 2 23 24 53 54 43 44 33 34, RSSA 4 1 63 64 83 84 73 74 93 94"},
+        {VIRTUAL_BASS_ENABLE, "VBM 3, VBON 23 24"},
+        {VIRTUAL_BASS_SRC_FREQ_LOW, "VBSF 13 14 15 23 24, VBMF 33 34 43 44"},
+        {VIRTUALIZER_ENABLE, "DOM 13 14 15 2 33 34", "DOM 13 14 15 1 33 34 23 24"},
+        {COMPLEX_EQUALIZER_TUNING_LEFT, "CEQT 2 3 13 14 15 33 34",
+         "CEQT 4 3 13 14 15 33 34 23 24 43 44"},
+        {BASS_MBDRC_TUNING, "BMDT 1 13 14 15"},
     };
     source.set(REGULATOR_SIBILANCE_SUPPRESS_ENABLE, {1});
     source.set(BASS_MBDRC_ENABLE, {1});
     for (const auto& row : rows) {
+        const auto parts = getTranslator(row.firstSource)->srcParams;
         int ten = 0;
-        for (const Parameter part : row.parts) source.set(part, {(ten += 10) + 3, ten + 4});
-        source.set(row.parts.front(), {13, 14, 15});
+        for (const Parameter part : parts) source.set(part, {(ten += 10) + 3, ten + 4});
+        source.set(row.firstSource, {13, 14, 15});
         for (const bool speaker : {false, true}) {
             source.set(OUTPUT_CHANNELS, {speaker ? 4 : 2});
             translator.setSource(&source, speaker ? Endpoint::SPEAKER : Endpoint::OTHER, speaker);
-            for (const Parameter part : row.parts) {
+            for (const Parameter part : parts) {
                 translator.onParameterChanged(part);
                 EXPECT_EQ(send(), speaker ? row.sentToMonoSpeaker : row.sent);
             }
@@ -117,7 +109,7 @@ TEST_F(TranslatorTest, CompositesJoinTheirPartsWhicheverOfThemChanges) {
     }
 }
 
-TEST_F(TranslatorTest, WhatIsDueIsSentOnceWithoutTheValuesThatAreMissing) {
+TEST_F(TranslatorTest, APendingTranslatorSendsItsEntriesOnceEvenWithoutValues) {
     for (const Parameter changed :
          {PEAK_VALUE, GEQ_GAIN, GEQ_FREQUENCY, DIALOG_ENHANCER_AMOUNT, AUDIO_OPTIMIZER_GAIN_L,
           REGULATOR_FREQUENCY, VIRTUAL_BASS_ENABLE, VIRTUALIZER_ENABLE, PEAK_VALUE, OUTPUT_CHANNELS,
@@ -126,9 +118,49 @@ TEST_F(TranslatorTest, WhatIsDueIsSentOnceWithoutTheValuesThatAreMissing) {
     }
     EXPECT_EQ(send(),
               "GEBS 0, VCBF, AOBS 2 0, DEA, ARSA 0, ARBS 0, RSSA 2 0, VBM 0, VBON, DOM 2, DPLP");
+    EXPECT_NE(source.find(PEAK_VALUE), nullptr) << "a simple translator adds an empty entry";
+}
+
+TEST_F(TranslatorTest, SendsNothingWithoutASourceAndForgetsWhatWasPending) {
     translator.onParameterChanged(PEAK_VALUE);
     translator.setSource(nullptr, Endpoint::OTHER, false);
     EXPECT_EQ(send(), "");
+    translator.setSource(&source, Endpoint::OTHER, false);
+    EXPECT_EQ(send(), "");
+}
+
+TEST_F(TranslatorTest, ACommandSendsItsBlockUnlessItIsEmpty) {
+    SetParamCommand command(AUDIO_DEVICE_OUT_SPEAKER);
+    EXPECT_EQ(command.execute(effect), 0);
+    EXPECT_TRUE(effect.blocks.empty());
+    command.add(SfxParameter::VBON, 5);
+    EXPECT_EQ(command.execute(effect), -22);
+    EXPECT_THAT(effect.blocks, ElementsAre(ElementsAre(2, 1, -1, 0x6E6F6276, 1, 5)));
+}
+
+struct RecordingObserver : ParamChangeObserver {
+    void setSource(ParameterValues*, Endpoint endpoint, bool mono) override {
+        notified += " " + std::string(endpointName(endpoint)) + (mono ? " mono" : "");
+    }
+    void onParameterChanged(Parameter parameter) override {
+        notified += " " + std::string(parameterInfo(parameter).column);
+    }
+    std::string notified;
+};
+
+TEST(ParameterViewTest, NotifiesOfChangedValuesOnlyAndOfTheSourceBeforeThem) {
+    RecordingObserver observer;
+    DeviceParameters view(&observer);
+    Tuning tuning("t", Endpoint::SPEAKER, true);
+    tuning.set(REGULATOR_ENABLE, {1});
+    tuning.set(HEIGHT_FILTER_MODE, {2});
+    tuning.set(HEADPHONE_VIRTUALIZER_MODE, {3});  // not valid in the view of a device
+    view.setTuning(tuning);
+    tuning.set(HEIGHT_FILTER_MODE, {});
+    view.setTuning(tuning);
+    EXPECT_EQ(observer.notified,
+              " other speaker mono height_filter_mode regulator_enable speaker mono");
+    EXPECT_THAT(view.get(HEIGHT_FILTER_MODE), ElementsAre(2));
 }
 
 }  // namespace

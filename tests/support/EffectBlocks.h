@@ -13,7 +13,7 @@
 
 namespace velora::test {
 
-/// The entries of a block in words, such as "2 VBM 3": device in hexadecimal, name, values.
+/// The entries of a block as text, such as "2 VBM 3": device in hexadecimal, name, values.
 inline std::vector<std::string> entriesOf(const std::vector<int32_t>& block) {
     EffectParamParser parser(block.data(), static_cast<uint32_t>(block.size() * sizeof(int32_t)));
     if (!parser.validate()) return {"invalid block"};
@@ -30,7 +30,7 @@ inline std::vector<std::string> entriesOf(const std::vector<int32_t>& block) {
     return entries;
 }
 
-/// Keeps the blocks that it is sent.
+/// An effect that records the blocks that it receives.
 class RecordingEffect : public SfxEffect {
 public:
     RecordingEffect() : SfxEffect(0, android::String16("test")) {}
@@ -44,7 +44,7 @@ public:
         return 0;
     }
 
-    /// The entries of all blocks since the last call.
+    /// Removes all recorded blocks and returns their entries.
     std::vector<std::string> take() {
         std::vector<std::string> entries;
         for (const auto& block : std::exchange(blocks, {})) {

@@ -11,7 +11,8 @@
 
 namespace velora::test {
 
-/// A program that runs beside the test, started by a line of shell; killed at the end of the scope.
+/// A program that runs in parallel to the test, started by a shell command and killed at the end of
+/// its scope.
 class Process {
 public:
     /// Throws std::system_error if it can't be started.
@@ -30,7 +31,8 @@ public:
     void signal(int number) const {
         if (mPid > 0) kill(mPid, number);
     }
-    /// Sends a signal and waits for the end. The exit status, or minus the signal that ended it.
+    /// Sends a signal and waits for the program to end. Returns the exit status, or the negative
+    /// number of the signal that ended it.
     int end(int number) {
         signal(number);
         return wait();

@@ -15,11 +15,12 @@ namespace velora::test {
 
 using Bytes = std::vector<uint8_t>;
 
-/// A client in this process: keeps what it is told, may fail, and dies when `onDied` is called.
+/// A client in this process: records its updates, fails if `unreachable`, dies when `onDied` is
+/// called.
 class RecordingClient : public vendor::velora_sp::hardware::kmssp::V2_0::IKmsCallbacks {
 public:
     std::atomic<bool> unreachable{false};
-    /// Called with each update, on the service's thread. Set while no update can come.
+    /// Called with each update, on the service's thread. To be set only while none can arrive.
     std::function<void(const Bytes&)> onUpdate;
 
     android::hardware::Return<void> onSfxParamUpdate(
@@ -35,7 +36,7 @@ public:
         return android::hardware::Void();
     }
 
-    /// Waits until `count` updates have come, takes and returns all; fewer if they don't come.
+    /// Waits for `count` updates, then removes and returns all; fewer after 20 seconds.
     std::vector<Bytes> take(size_t count) {
         std::unique_lock lock(mLock);
         mChanged.wait_for(lock, std::chrono::seconds(20), [&] { return mUpdates.size() >= count; });

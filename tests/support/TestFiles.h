@@ -9,7 +9,7 @@
 
 namespace velora::test {
 
-/// A fresh directory that goes with its contents at the end of the scope.
+/// A new directory, removed with its contents at the end of the scope.
 class TempDir {
 public:
     TempDir() {
@@ -22,7 +22,7 @@ public:
 
     const std::filesystem::path& path() const { return mPath; }
 
-    /// Writes a file of this name, and the directories above it. Returns its path.
+    /// Creates or replaces a file, and creates its directories. Returns its path.
     std::string write(std::string_view name, std::string_view contents) const {
         const auto file = mPath / name;
         std::filesystem::create_directories(file.parent_path());
@@ -34,7 +34,7 @@ private:
     std::filesystem::path mPath;
 };
 
-/// A file of the source tree.
+/// The path of a file of the source tree.
 inline std::string sourceFile(std::string_view name) {
     return std::filesystem::path(VELORA_SOURCE_DIR) / name;
 }
