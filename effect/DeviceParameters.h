@@ -43,7 +43,8 @@ public:
         updateParams(tuning);
     }
 
-    /// The records, which the store owns; null until set.
+    /// The records, which the store owns; null until set. All getters are part of the vendor's
+    /// contract, whether or not this library calls them.
     Profile* getProfile() const { return mProfile; }
     ProfileEndpoint* getProfileEndpoint() const { return mProfileEndpoint; }
     IeqPreset* getIeqPreset() const { return mIeqPreset; }

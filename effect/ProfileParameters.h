@@ -28,7 +28,8 @@ public:
         updateParams(preset);
     }
 
-    /// The records, which the store owns; null until set.
+    /// The records, which the store owns; null until set. All getters are part of the vendor's
+    /// contract, whether or not this library calls them.
     Profile* getProfile() const { return mProfile; }
     GeqPreset* getGeqPreset() const { return mGeqPreset; }
 

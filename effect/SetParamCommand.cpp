@@ -20,7 +20,6 @@ SetParamCommand::SetParamCommand(AndroidDevice target) : mBlock{static_cast<int3
 
 int SetParamCommand::execute(SfxEffect& effect) {
     if (mCount == 0) return 0;
-
     mBlock[kCountWord] = mCount;
     return effect.send(0, mBlock);
 }

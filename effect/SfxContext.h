@@ -30,6 +30,7 @@ public:
     explicit SfxContext(ParameterTranslators& translators);
 
     /// The view of an output device, or the profile's view for `kAllDevices`; null for any other.
+    /// Part of the vendor's contract, without a caller here.
     ParameterValues* getParameters(AndroidDevice device);
     /// The view of the port's output device; null for a port without one.
     DeviceParameters* getDeviceParameters(Port port);

@@ -25,7 +25,8 @@ public:
 
     virtual const std::string& getFormatVersion() const { return mFormatVersion; }
     virtual void setFormatVersion(std::string version) { mFormatVersion = std::move(version); }
-    /// Version of the tool that wrote the file.
+    /// Version of the tool that wrote the file. Part of the vendor's contract, without a caller
+    /// here.
     virtual const std::string& getToolVersion() const { return mToolVersion; }
     virtual void setToolVersion(std::string version) { mToolVersion = std::move(version); }
     /// Digest of the file: 32 hexadecimal digits.

@@ -25,6 +25,7 @@ public:
     /// Rowid in the database; -1 if the record was never stored.
     virtual int64_t getId() const { return mId; }
     void setId(int64_t id) { mId = id; }
+    /// Part of the vendor's contract, without a caller here.
     virtual bool isDirty() const { return mDirty; }
     virtual void setDirty(bool dirty) { mDirty = dirty; }
     virtual ~DeviceTuning() = default;

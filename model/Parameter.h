@@ -98,6 +98,8 @@ inline constexpr ConstMap<std::string_view, Parameter, kNumParameters> kParamete
 }());
 
 static_assert(kNumParameters == 104);
+
+// Guards the rows of the table against an unintended change of their kind.
 static_assert([] {
     const auto count = [](NodeKind kind) {
         return std::count_if(kParameters.begin(), kParameters.end(),

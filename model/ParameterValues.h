@@ -26,6 +26,7 @@ public:
 
     /// Rowid in the database; -1 if the record was never stored.
     virtual int64_t getId() const = 0;
+    /// Part of the vendor's contract, without a caller here.
     virtual bool isDirty() const { return mDirty; }
     virtual void setDirty(bool dirty) { mDirty = dirty; }
     virtual ~ParameterValues() = default;

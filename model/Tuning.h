@@ -30,7 +30,7 @@ public:
     const std::string& getName() const { return mName; }
     Endpoint getEndpoint() const { return mEndpoint; }
     bool isMono() const { return mMono; }
-    /// Whether clients must not change it.
+    /// Whether clients must not change it. Part of the vendor's contract, without a caller here.
     bool isReadonly() const { return mReadonly; }
 
     /// Sets the endpoint of the port with this name; any other name has no effect. These setters

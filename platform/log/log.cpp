@@ -34,14 +34,15 @@ int __android_log_print(int priority, const char* tag, const char* text, ...) {
     va_start(args, text);
     const int length = vasprintf(&formatted, text, args);
     va_end(args);
-    if (length < 0) return length;
 
-    const std::unique_ptr<char, decltype(&free)> message(formatted, &free);
-    const __android_log_message entry{priority, tag, message.get()};
-    gLogger.load()(&entry);
+    if (length >= 0) {
+        const std::unique_ptr<char, decltype(&free)> message(formatted, &free);
+        const __android_log_message entry{priority, tag, message.get()};
+        gLogger.load()(&entry);
+    }
 
     errno = savedErrno;
-    return 1;
+    return length >= 0 ? 1 : length;
 }
 
 void __android_log_set_logger(__android_logger_function logger) {

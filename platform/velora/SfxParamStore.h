@@ -54,8 +54,9 @@ public:
     int getStoredParams(Caches* out, bool committed, int* count);
 
     /// Replaces the listener, which is called after every commit, on the committing thread and
-    /// without a lock of the store; null for none. It must return quickly and not call the service.
-    /// A call of the previous listener may still be running when this returns.
+    /// without a lock of the store; null for none. It must only pass the change on, because that
+    /// thread may hold locks of the service. A call of the previous listener may still be running
+    /// when this returns.
     void setListener(Listener listener);
 
 private:

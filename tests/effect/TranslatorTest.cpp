@@ -12,6 +12,7 @@ namespace velora::test {
 namespace {
 
 using testing::ElementsAre;
+using testing::StartsWith;
 
 /// A record in which most parameters are valid, and a translator that observes it.
 class TranslatorTest : public testing::Test {
@@ -107,6 +108,9 @@ TEST_F(TranslatorTest, ACompositeJoinsItsPartsWhicheverOfThemChanges) {
             }
         }
     }
+    source.set(OUTPUT_CHANNELS, {6});
+    translator.onParameterChanged(AUDIO_OPTIMIZER_GAIN_L);
+    EXPECT_THAT(send(), StartsWith("AOBS 4 ")) << "more channels than four count as four";
 }
 
 TEST_F(TranslatorTest, APendingTranslatorSendsItsEntriesOnceEvenWithoutValues) {
@@ -116,6 +120,7 @@ TEST_F(TranslatorTest, APendingTranslatorSendsItsEntriesOnceEvenWithoutValues) {
           Parameter{-1}}) {
         translator.onParameterChanged(changed);
     }
+    translator.setSource(&source, Endpoint::OTHER, false);  // they stay pending
     EXPECT_EQ(send(),
               "GEBS 0, VCBF, AOBS 2 0, DEA, ARSA 0, ARBS 0, RSSA 2 0, VBM 0, VBON, DOM 2, DPLP");
     EXPECT_NE(source.find(PEAK_VALUE), nullptr) << "a simple translator adds an empty entry";

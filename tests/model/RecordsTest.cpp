@@ -1,35 +1,47 @@
-#include "model/Profile.h"
-
-#include <tuple>
+#include "model/DeviceData.h"
 
 #include <gtest/gtest.h>
 
 namespace velora {
 namespace {
 
-using Values = ParameterValues::Values;
-
-TEST(ParameterValuesTest, CheckAndUpdateTakesOnlyValidChanges) {
-    const std::tuple<int, Values, bool> cases[] = {
-        {GEQ_GAIN, {1}, false},                   // not a profile's
-        {HEADPHONE_VIRTUALIZER_MODE, {}, false},  // an entry, but no change
-        {CUSTOM_DRC_METADATA, {1, 2}, true},
-        {CUSTOM_DRC_METADATA, {1, 2}, false},
-        {CUSTOM_DRC_METADATA, {}, true},
-        {-1, {1}, false},
-        {104, {1}, false},
-        {INT32_MAX, {1}, false},
+TEST(ParameterValuesTest, CheckAndUpdateStoresOnlyChangesOfValidParameters) {
+    const struct {
+        int parameter;
+        ParameterValues::Values values;
+        bool isStored;
+    } rows[] = {
+        {.parameter = GEQ_GAIN, .values = {1}, .isStored = false},  // not valid in a profile
+        {.parameter = HEADPHONE_VIRTUALIZER_MODE, .values = {}, .isStored = false},
+        {.parameter = CUSTOM_DRC_METADATA, .values = {1, 2}, .isStored = true},
+        {.parameter = CUSTOM_DRC_METADATA, .values = {1, 2}, .isStored = false},
+        {.parameter = CUSTOM_DRC_METADATA, .values = {}, .isStored = true},
+        {.parameter = -1, .values = {1}, .isStored = false},
+        {.parameter = INT32_MAX, .values = {1}, .isStored = false},
     };
     Profile profile(4, 0, "Music", false);
-    for (const auto& [parameter, values, taken] : cases) {
+    for (const auto& row : rows) {
         profile.setDirty(false);
-        EXPECT_EQ(profile.checkAndUpdate(static_cast<Parameter>(parameter), values), taken);
-        EXPECT_EQ(profile.isDirty(), taken);
-        EXPECT_TRUE(!taken || profile.get(CUSTOM_DRC_METADATA) == values);
+        const auto parameter = static_cast<Parameter>(row.parameter);
+        EXPECT_EQ(profile.checkAndUpdate(parameter, row.values), row.isStored) << &row - rows;
+        EXPECT_EQ(profile.isDirty(), row.isStored) << &row - rows;
+        if (row.isStored) {
+            EXPECT_EQ(profile.get(parameter), row.values) << &row - rows;
+        }
     }
     profile.set(static_cast<Parameter>(104), {1});
-    EXPECT_EQ(profile.size(), 2U);
-    EXPECT_FALSE(profile.isDirty());
+    EXPECT_EQ(profile.size(), 2U) << "a valid parameter has an entry, a refused one has none";
+}
+
+TEST(RecordsTest, TheTextFormListsFieldsThenValuesExceptTheIeqId) {
+    Tuning tuning("Flat", Endpoint::SPEAKER, true);
+    tuning.set(HEIGHT_FILTER_MODE, {0, -2});
+    EXPECT_EQ(tuning.toString(),
+              "id=-1\nname=Flat\nendpoint=speaker\nmono=true\nreadonly=true\n"
+              "height_filter_mode=0,-2,\n");
+    EXPECT_EQ(IeqPreset(4, 2, "Rich").toString(), "id=4\npresetId=2\nname=Rich\n");
+    EXPECT_EQ(DeviceTuning("dac", "usb", "Flat").toString(),
+              "id=-1\ndevice=dac\nport=usb\ntuning=Flat");
 }
 
 }  // namespace
