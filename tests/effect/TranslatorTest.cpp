@@ -1,6 +1,5 @@
 #include "effect/DeviceParameters.h"
 #include "effect/ParameterTranslator.h"
-#include "effect/ProfileParameters.h"
 #include "effect/SetParamCommand.h"
 #include "tests/support/EffectBlocks.h"
 #include "tests/support/TestFiles.h"
@@ -8,26 +7,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <velora/SfxParamStore.h>
+
 namespace velora::test {
 namespace {
 
 using testing::ElementsAre;
-using testing::StartsWith;
 
-/// A record in which most parameters are valid, and a translator that observes it.
 class TranslatorTest : public testing::Test {
 protected:
-    struct Source : ParameterValues {
-        Source() : ParameterValues(false) {}
-        int64_t getId() const override { return -1; }
-        const ParameterSet& getValidParams() const override {
-            static constexpr auto kAll =
-                ProfileParameters::kValidParams | DeviceParameters::kValidParams;
-            return kAll;
-        }
-    };
-    TranslatorTest() { translator.setSource(&source, Endpoint::OTHER, false); }
-
     /// The entries sent for the pending translators, joined by commas.
     std::string send() {
         SetParamCommand command(kNoDevice);
@@ -40,16 +28,16 @@ protected:
         return sent;
     }
 
-    Source source;
     ParameterTranslator translator;
+    DeviceParameters source{&translator};
     RecordingEffect effect;
 };
 
 // A row of docs/effect-block.md with one parameter in backquotes is a simple translator's.
 TEST_F(TranslatorTest, AChangeOfAllParametersSendsTheDocumentedEntriesInOrder) {
-    for (const Parameter parameter : source.getValidParams()) {
-        source.set(parameter, {0, -parameter});
-        translator.onParameterChanged(parameter);
+    for (const ParameterInfo& info : kParameters) {
+        source.set(info.parameter, {0, -info.parameter});
+        translator.onParameterChanged(info.parameter);
     }
     std::istringstream sent(send());
     std::istringstream doc(contentsOf(sourceFile("docs/effect-block.md")));
@@ -110,7 +98,7 @@ TEST_F(TranslatorTest, ACompositeJoinsItsPartsWhicheverOfThemChanges) {
     }
     source.set(OUTPUT_CHANNELS, {6});
     translator.onParameterChanged(AUDIO_OPTIMIZER_GAIN_L);
-    EXPECT_THAT(send(), StartsWith("AOBS 4 ")) << "more channels than four count as four";
+    EXPECT_THAT(send(), testing::StartsWith("AOBS 4 ")) << "more channels than four count as four";
 }
 
 TEST_F(TranslatorTest, APendingTranslatorSendsItsEntriesOnceEvenWithoutValues) {
@@ -141,6 +129,14 @@ TEST_F(TranslatorTest, ACommandSendsItsBlockUnlessItIsEmpty) {
     command.add(SfxParameter::VBON, 5);
     EXPECT_EQ(command.execute(effect), -22);
     EXPECT_THAT(effect.blocks, ElementsAre(ElementsAre(2, 1, -1, 0x6E6F6276, 1, 5)));
+}
+
+TEST(SfxEffectTest, DropsAnInvalidBlockWithoutACommit) {
+    bool committed = false;
+    SfxParamStore::getInstance().setListener([&] { committed = true; });
+    SfxEffect(0, android::String16("test")).send(0, {2, 1});
+    SfxParamStore::getInstance().setListener(nullptr);
+    EXPECT_FALSE(committed);
 }
 
 struct RecordingObserver : ParamChangeObserver {

@@ -1,4 +1,8 @@
-#include "model/DeviceData.h"
+#include "model/DeviceTuning.h"
+#include "model/IeqPreset.h"
+#include "model/Profile.h"
+#include "model/Tuning.h"
+#include "util/Words.h"
 
 #include <gtest/gtest.h>
 
@@ -42,6 +46,19 @@ TEST(RecordsTest, TheTextFormListsFieldsThenValuesExceptTheIeqId) {
     EXPECT_EQ(IeqPreset(4, 2, "Rich").toString(), "id=4\npresetId=2\nname=Rich\n");
     EXPECT_EQ(DeviceTuning("dac", "usb", "Flat").toString(),
               "id=-1\ndevice=dac\nport=usb\ntuning=Flat");
+}
+
+TEST(RecordsTest, ProfilesCompareByNumberAndValuesButNotByName) {
+    Profile profile(4, 0, "Music", false), other(5, 0, "Film", true);
+    EXPECT_TRUE(profile.equals(other));
+    other.set(CUSTOM_DRC_METADATA, {1});
+    EXPECT_FALSE(profile.equals(other));
+}
+
+TEST(WordsTest, AWordThatIsNotEntirelyInsideTheBufferReadsAsZero) {
+    const int32_t buffer[] = {1, 2};
+    EXPECT_EQ(Words(buffer, sizeof(buffer))[1], 2);
+    EXPECT_EQ(Words(buffer, sizeof(buffer) - 1)[1], 0);
 }
 
 }  // namespace

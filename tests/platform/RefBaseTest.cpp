@@ -1,5 +1,4 @@
 #include <atomic>
-#include <memory>
 #include <thread>
 #include <vector>
 
@@ -32,12 +31,6 @@ TEST(RefBaseTest, AWeakReferenceIsPromotedUntilTheLastStrongOneIsReleased) {
         promoter.join();
         EXPECT_EQ(alive, 0);
     }
-}
-
-TEST(RefBaseTest, ADestroyedObjectIsNotPromotedEvenIfItNeverHadAStrongReference) {
-    std::atomic<int> alive{0};
-    const wp<Counted> weak = std::make_unique<Counted>(alive).get();
-    EXPECT_EQ(weak.promote(), nullptr);
 }
 
 struct DeathRecorder : hardware::hidl_death_recipient {
