@@ -285,26 +285,14 @@ void TuningFileParser::setVersionDefaults(Profile& profile) const {
 }
 
 void TuningFileParser::parseTuning() {
-    static constexpr std::array<std::string_view, 5> kAttrNames{
-        "name", "endpoint_type", "mono_device", "orientation", "output_channels"};
-    const Attributes attributes = parseAttributes(kAttrNames);
-    const std::string name = onOneLine(attributes[0]);
-    if (name.size() > kMaxNameLength) {
-        ALOGW("A tuning is ignored: its name has %zu bytes, more than %zu", name.size(),
-              kMaxNameLength);
-        return;
-    }
-
-    auto tuning = std::make_unique<Tuning>(
-        name, endpointByName(attributes[1]).value_or(Endpoint::SPEAKER), attributes[2] == "true");
-    tuning->set(ORIENTATION, {parseOrientation(attributes[3])});
-    tuning->set(OUTPUT_CHANNELS, {string2Int(attributes[4])});
+    auto tuning = parseTuningAttributes();
+    if (tuning == nullptr) return;
 
     // The device ids come first. The first other element, whatever its name, is the data.
     std::vector<std::unique_ptr<DeviceTuning>> devices;
     ElementsBelow children(mIterator);
     for (; children && mIterator.getNodeName() == kDeviceId; children.next()) {
-        devices.push_back(parseDeviceTuning(name));
+        devices.push_back(parseDeviceTuning(tuning->getName()));
     }
     if (!children) {
         ALOGE(kNoDataMessage);
@@ -319,6 +307,25 @@ void TuningFileParser::parseTuning() {
     }
     // The devices of a second tuning with this name use the first one.
     for (auto& device : devices) mRecords.add(std::move(device));
+}
+
+// Null, with a warning, if the name is too long.
+std::unique_ptr<Tuning> TuningFileParser::parseTuningAttributes() const {
+    static constexpr std::array<std::string_view, 5> kAttrNames{
+        "name", "endpoint_type", "mono_device", "orientation", "output_channels"};
+    const Attributes attributes = parseAttributes(kAttrNames);
+    const std::string name = onOneLine(attributes[0]);
+    if (name.size() > kMaxNameLength) {
+        ALOGW("A tuning is ignored: its name has %zu bytes, more than %zu", name.size(),
+              kMaxNameLength);
+        return nullptr;
+    }
+
+    const Endpoint endpoint = endpointByName(attributes[1]).value_or(Endpoint::SPEAKER);
+    auto tuning = std::make_unique<Tuning>(name, endpoint, attributes[2] == "true");
+    tuning->set(ORIENTATION, {parseOrientation(attributes[3])});
+    tuning->set(OUTPUT_CHANNELS, {string2Int(attributes[4])});
+    return tuning;
 }
 
 std::unique_ptr<DeviceTuning> TuningFileParser::parseDeviceTuning(const std::string& tuning) const {

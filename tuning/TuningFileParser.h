@@ -76,6 +76,7 @@ private:
                             const EndpointDefaults& defaults);
     void setVersionDefaults(Profile& profile) const;
     void parseTuning();
+    std::unique_ptr<Tuning> parseTuningAttributes() const;
     std::unique_ptr<DeviceTuning> parseDeviceTuning(const std::string& tuning) const;
 
     FormatVersion parseVersion() const;
