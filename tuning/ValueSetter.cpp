@@ -107,17 +107,19 @@ void GeqValueSetter::set(ParameterValues& values, TagIterator& it) const {
 }
 
 void AudioOptimizerValueSetter::set(ParameterValues& values, TagIterator& it) const {
-    constexpr size_t kFirstSurround = 3;
-    setAll(values, readBands(it, kAttrNames, [](size_t i, const std::string& text, auto& gains) {
-               if (i < kFirstSurround || !text.empty()) gains.push_back(string2Int(text));
-           }));
+    constexpr size_t kFirstSurround = 3;  // in kAttrNames
+    const auto append = [](size_t i, const std::string& text, std::vector<int>& gains) {
+        if (i < kFirstSurround || !text.empty()) gains.push_back(string2Int(text));
+    };
+    setAll(values, readBands(it, kAttrNames, append));
 }
 
 void RegulatorTuningValueSetter::set(ParameterValues& values, TagIterator& it) const {
-    constexpr size_t kIsolatedBand = 3;
-    setAll(values, readBands(it, kAttrNames, [](size_t i, const std::string& text, auto& column) {
-               column.push_back(i == kIsolatedBand ? text == "true" : string2Int(text));
-           }));
+    constexpr size_t kIsolatedBand = 3;  // in kAttrNames
+    const auto append = [](size_t i, const std::string& text, std::vector<int>& column) {
+        column.push_back(i == kIsolatedBand ? text == "true" : string2Int(text));
+    };
+    setAll(values, readBands(it, kAttrNames, append));
 }
 
 namespace {

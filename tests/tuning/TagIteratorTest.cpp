@@ -43,7 +43,6 @@ TEST_F(TagIteratorTest, WalksNodesAndReadsTheirAttributes) {
     EXPECT_FALSE(it.isCurValid());
     EXPECT_FALSE(it.isNextValid());
     EXPECT_FALSE(it.isElementNode());
-    EXPECT_FALSE(it.isChildrenValid());
 }
 
 TEST_F(TagIteratorTest, OpeningFailsWithALogLine) {
