@@ -139,15 +139,18 @@ void TagIterator::parseNodeAll(std::vector<std::string>& values) const {
 void TagIterator::parseNodeWithName(Names names, std::vector<std::string>& values) const {
     if (!checkCurrent() || !isElementNode()) return;
     if (!names.empty()) values.resize(names.size());
+
     for (const xmlAttr* a = firstAttr(); a != nullptr; a = a->next) {
         std::string_view value = valueOf(a);
         if (names.empty()) values.emplace_back(value);
+        // The first position with this name gets the value, any further one an empty text.
         for (size_t i = 0; i < names.size(); ++i) {
             if (names[i] == viewOf(a->name)) values[i] = std::exchange(value, {});
         }
     }
 }
 
+// Of attributes that differ only in their namespace, the last one counts, as in parseNodeWithName.
 std::string TagIterator::getAttr(std::string_view name) const {
     std::string_view value;
     for (const xmlAttr* a = firstAttr(); a != nullptr; a = a->next) {

@@ -92,7 +92,7 @@ public:
         xmlDoc* document = xmlCtxtReadIO(mContext, readBytes, nullptr, &file, path.c_str(), nullptr,
                                          XML_PARSE_COMPACT);
 
-        // libxml2 takes a failed read for the end of the file: the document may be cut off.
+        // To libxml2 a failed read is the end of the file, so the document may be cut off.
         if (!file.error().empty()) {
             xmlFreeDoc(std::exchange(document, nullptr));
             mError = file.error();

@@ -22,8 +22,8 @@ namespace velora {
 /// libxml2, and what others have set in it is lost.
 class XmlFile {
 public:
-    /// Bytes. A tuning file has a few hundred kilobytes; the worst file of this size takes less
-    /// than a gigabyte of memory.
+    /// Bytes. A tuning file has a few hundred kilobytes; reading the worst file of this size
+    /// needs less than a gigabyte of memory.
     static constexpr size_t kMaxSize = 4 << 20;
 
     explicit XmlFile(const std::string& path);
