@@ -2,19 +2,15 @@
 
 #include "context/SndContextManager.h"
 
+#include "tuning/Signature.h"
 #include "util/RootPrefix.h"
 
 #include <algorithm>
-#include <array>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <set>
-#include <system_error>
 #include <utility>
 #include <vector>
 
-#include <openssl/evp.h>
 #include <sys/stat.h>
 
 #include <log/log.h>
@@ -33,16 +29,6 @@ constexpr std::string_view kDefaultDevicePrefix = "default_";
 bool exists(const std::string& path) {
     struct stat info {};
     return stat(path.c_str(), &info) == 0;
-}
-
-std::string hexOf(const unsigned char* bytes, size_t size) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    std::string text;
-    for (size_t i = 0; i < size; ++i) {
-        text.push_back(kDigits[bytes[i] >> 4]);
-        text.push_back(kDigits[bytes[i] & 15]);
-    }
-    return text;
 }
 
 /// The records by ascending number, so that their rows are in the same order whatever the file's.
@@ -151,28 +137,9 @@ std::string SndContextManager::getChangedSignature(const std::string& path, Prov
     return provider->isDatabaseVersionChanged() ? signature : std::string();
 }
 
-// Read and not mapped: the file may become shorter meanwhile.
 std::string SndContextManager::getSignature(const std::string& path) {
-    std::ifstream file;
-    std::error_code error;
-    if (std::filesystem::is_regular_file(path, error)) file.open(path, std::ios::binary);
-    const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
-                                                                          EVP_MD_CTX_free);
-    bool valid = file.is_open() && EVP_DigestInit_ex(context.get(), EVP_md5(), nullptr) == 1;
-    std::array<char, 1 << 16> part{};
-    while (valid && file) {
-        file.read(part.data(), part.size());
-        const auto size = static_cast<size_t>(file.gcount());
-        valid = !file.bad() && EVP_DigestUpdate(context.get(), part.data(), size) == 1;
-    }
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    unsigned int size = 0;
-    if (!valid || EVP_DigestFinal_ex(context.get(), digest, &size) != 1) {
-        ALOGE("%s(): can't read %s", __func__, path.c_str());
-        return {};
-    }
-    std::string signature = hexOf(digest, size);
-    ALOGD("%s(): XML file md5sum %s", __func__, signature.c_str());
+    std::string signature = fileSignature(path);
+    if (!signature.empty()) ALOGD("%s(): XML file md5sum %s", __func__, signature.c_str());
     return signature;
 }
 

@@ -1,4 +1,4 @@
-// A tuning file of any bytes ends in an error or in complete records.
+// Whatever bytes a tuning file has: opening it fails, or parsing it yields complete records.
 
 #include "fuzz/Check.h"
 #include "tuning/TuningFileParser.h"
@@ -33,11 +33,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     parser.parseTuningFile();
     velora::DeviceData& contents = *parser.getDeviceData();
     contents.validateData();
+
     checkAll(contents.getTunings());
     checkAll(contents.getProfiles());
     checkAll(contents.getProfileEndpoints());
     checkAll(contents.getIeqPresets());
     checkAll(contents.getGeqPresets());
+
+    // Every device refers to a tuning of the file, and every profile has its endpoints.
     std::set<std::string> names;
     for (const auto* tuning : contents.getTunings()) names.insert(tuning->getName());
     for (const auto* device : contents.getDeviceTunings()) {

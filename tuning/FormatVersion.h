@@ -6,19 +6,19 @@
 
 namespace velora {
 
-/// Version of a tuning file's format: three numbers, in the file's own words.
+/// Version of a tuning file's format: three numbers, which are also kept in the file's own words.
+/// Copied by value. Nothing fails: a text that is no number counts as 0.
 class FormatVersion {
 public:
     FormatVersion() = default;
-    /// The three texts of the file, major first.
     FormatVersion(std::string_view major, std::string_view minor, std::string_view maintenance);
 
-    /// The texts joined by points; empty if the file has none.
+    /// The three texts joined by points; empty if the file gives no version.
     const std::string& text() const { return mText; }
 
-    /// The text begins with `prefix`.
     bool startsWith(std::string_view prefix) const { return mText.starts_with(prefix); }
-    /// Older than major.minor.maintenance, compared as numbers. A file without version is oldest.
+    /// Whether this is older than major.minor.maintenance, compared as numbers. A missing version
+    /// is the oldest.
     bool isBefore(int major, int minor, int maintenance) const {
         return mNumbers < std::array{major, minor, maintenance};
     }

@@ -1,5 +1,6 @@
 #include "tuning/NodeParseUtils.h"
 
+#include "tuning/ElementsBelow.h"
 #include "util/Integers.h"
 
 namespace velora {
@@ -21,19 +22,11 @@ std::vector<int> NodeParseUtils::parseDataRow(const TagIterator& it) {
 
 std::vector<int> NodeParseUtils::parseMixMatrix(TagIterator& it) {
     std::vector<int> matrix;
-    for (const Descent below(it, 2); below && it.isCurValid(); it.next()) {
+    for (ElementsBelow rows(it, 2); rows; rows.next()) {
         const std::vector<int> row = parseDataRow(it);
         matrix.insert(matrix.end(), row.begin(), row.end());
     }
     return matrix;
-}
-
-Descent::Descent(TagIterator& it, int levels) : mIterator(it) {
-    mIterator.pushNode();
-    for (; levels > 0 && mArrived; --levels) {
-        mArrived = mIterator.isChildrenValid();
-        mIterator.childrenNext();
-    }
 }
 
 }  // namespace velora

@@ -1,87 +1,85 @@
 #pragma once
 
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 struct _xmlAttr;
-struct _xmlDoc;
 struct _xmlNode;
 
 namespace velora {
 
-/// The one cursor through which a tuning file is read: a current node that moves among siblings or
-/// down into children, and a stack of remembered places.
+class XmlFile;
+
+/// The cursor through which a tuning file is read: a current node that moves among siblings or down
+/// into children, and a stack of remembered nodes.
 ///
-/// A node is an element, a text (the white space between elements too) or a comment; the cursor
-/// doesn't skip any. Descending goes to the *second* child, because in the indented files that the
-/// system reads the first one is white space.
+/// A node is an element, a text (including the white space between elements) or a comment; the
+/// cursor doesn't skip any. Descending leads to the *second* child, because in the indented files
+/// that the system reads the first one is white space. `ElementsBelow` is the usual way to walk.
 ///
-/// When the last open document closes, libxml2 is cleaned up as a whole, as long as one thread
-/// alone has opened documents: nobody else in the process may be using it then, and what others had
-/// set there is lost.
-///
-/// Owned by one parser; one thread at a time. Owns the document; what it hands out as views stands
-/// until the document is closed. Fails by its result in `init`, and by log lines elsewhere.
+/// Owned by one parser; one thread at a time (XmlFile adds rules for the whole process). Owns the
+/// document. Returned views remain valid until it is closed. Opening fails by the result of `init`;
+/// every other operation does nothing, or returns an empty result, without a current node.
 class TagIterator {
 public:
     using Names = std::span<const std::string_view>;
 
-    /// Larger files are refused, so that the worst one takes less than a gigabyte. A tuning file
-    /// has a few hundred kilobytes.
-    static constexpr size_t kMaxFileSize = 4 << 20;
-
-    TagIterator() = default;
+    TagIterator();
     TagIterator(const TagIterator&) = delete;
     TagIterator& operator=(const TagIterator&) = delete;
     virtual ~TagIterator();
 
-    /// Opens the document at `path` and goes to the first child of its root. 0; -22 for an empty
-    /// path or a file that can't be read as XML, -19 for one without a root. A document that is
-    /// open already must be closed first.
-    virtual int init(const std::string& path);
+    /// Opens the document at `path`, in place of the one that was open, and moves to the first
+    /// child of its root. Returns 0; -22 for an empty path or a file that can't be read as XML; -19
+    /// for a document without a root. After a failure there is no current node.
+    [[nodiscard]] virtual int init(const std::string& path);
 
-    /// To the next sibling; behind the last one there is no current node.
+    /// Moves to the next sibling. After the last one there is no current node.
     virtual void next();
-    /// To the second child. Nothing changes without any child.
+    /// Moves to the second child, or to no node after an only child. Does nothing if there are no
+    /// children.
     virtual void childrenNext();
     virtual bool isChildrenValid() const;
+    /// The vendor's interface has it; the product itself doesn't call it.
     virtual bool isNextValid() const;
     virtual bool isCurValid() const;
     virtual bool isElementNode() const;
 
+    /// Remembers the current node, even if there is none.
     virtual void pushNode();
-    /// Back to the place remembered last.
+    /// Returns to the node remembered last. Without one, logs an error and stays.
     virtual void popNode();
 
     /// Name of the current node; empty without one.
     virtual std::string_view getNodeName() const;
-    /// Names of the current element's attributes, in the order of the document.
+    /// Names of the current element's attributes, in the order of the document. The vendor's
+    /// interface has it; the product itself doesn't call it.
     virtual std::vector<std::string> getAttrsName() const;
-    /// Appends every attribute's value as an integer.
+    /// Appends every attribute's value to `out`, as an integer.
     virtual void parseNodeIntVector(std::vector<int>& out) const;
-    /// Appends every attribute's value.
+    /// Appends every attribute's value to `values`.
     virtual void parseNodeAll(std::vector<std::string>& values) const;
-    /// Puts the value of the attribute `names[i]` into `values[i]`, which is sized to fit; slots
-    /// without an attribute keep their text. A name that stands twice is filled once. Without
-    /// names, as `parseNodeAll`.
+    /// Stores the value of the attribute `names[i]` in `values[i]`, after resizing `values` to as
+    /// many; where the element has no such attribute, `values[i]` keeps its text. Of a name given
+    /// twice, the second position gets an empty text. Does the same as `parseNodeAll` if `names` is
+    /// empty.
     virtual void parseNodeWithName(Names names, std::vector<std::string>& values) const;
 
     /// Value of one attribute of the current element; empty without it.
     std::string getAttr(std::string_view name) const;
 
-    /// Closes the document.
+    /// Closes the document and forgets the remembered nodes.
     void clearAll();
 
 private:
-    _xmlDoc* readDocument(const std::string& path);
     static std::string_view valueOf(const _xmlAttr* attribute);
     const _xmlAttr* firstAttr() const;
     bool checkCurrent() const;
 
-    _xmlDoc* mDocument = nullptr;
-    _xmlNode* mRoot = nullptr;
+    std::unique_ptr<const XmlFile> mFile;  ///< null while no document is open
     _xmlNode* mCurrent = nullptr;
     std::vector<_xmlNode*> mStack;
 };

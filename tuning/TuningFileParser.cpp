@@ -3,6 +3,7 @@
 #include "tuning/TuningFileParser.h"
 
 #include "model/Port.h"
+#include "tuning/ElementsBelow.h"
 #include "tuning/NodeParseUtils.h"
 #include "tuning/ValueSetter.h"
 #include "util/Integers.h"
@@ -18,7 +19,21 @@ namespace velora {
 
 namespace {
 
-// Formats in which presets are known by their names, and profiles include theirs.
+// Log texts that are part of the interface: they must not change, nor may their spelling be
+// corrected.
+constexpr char kFormatVersionMessage[] = "xml version: %s";
+constexpr char kNoDataMessage[] = "There is no <data> in Tuning section";
+constexpr char kPresetNameMessage[] = "name is invalid, %d";
+constexpr char kProfilePresetMessage[] = "%s, parse the ieq preset";
+constexpr char kEndpointPresetMessage[] = "%s:%s, parse the include ieq preset";
+// Numbers and function names inside log texts that are part of the interface. They don't follow the
+// lines and functions of this file.
+constexpr int kPresetNameCheck = 309;
+constexpr char kProfileFunction[] = "parseProfile";
+constexpr char kEndpointFunction[] = "parseProfileEndpoint";
+
+// Beginnings of the versions in which presets are identified by name. Only in the first of them
+// does a profile include a preset.
 constexpr std::string_view kFormat32 = "3.2.";
 constexpr std::string_view kFormat330 = "3.3.0";
 
@@ -28,37 +43,29 @@ constexpr std::string_view kIeqAmount = "ieq-amount";
 constexpr std::string_view kEndpointType = "endpoint_type";
 constexpr std::string_view kDeviceId = "device_id";
 
-// Every device of a tuning carries its name.
+// In bytes. Each device of a tuning stores the tuning's name, so a file with a long name and many
+// devices would fill the database.
 constexpr size_t kMaxNameLength = 255;
 
-// The IEQ presets at the index of their numbers.
+/// The IEQ presets at the index of their numbers.
 constexpr std::string_view kIeqPresetNames[] = {"off", "detailed", "balanced", "warm"};
-constexpr int kPresetNameCheck = 309;  // what the message of a wrong name calls its place
 
+// Never destroyed, so that it may be used until the process ends.
 const SetterCollection& setterCollection() {
     static const auto* const sSetterCollection = new SetterCollection();
     return *sSetterCollection;
 }
 
-/// A name as records keep it: on one line.
+/// Names are printed one to a line, so they can't have line feeds.
 std::string onOneLine(std::string text) {
     std::replace(text.begin(), text.end(), '\n', ' ');
     return text;
 }
 
-int orientationOf(std::string_view text) {
+int parseOrientation(std::string_view text) {
     if (text == "portrait") return 1;
     if (text == "landscape") return 0;
     return string2Int(text);
-}
-
-std::string ieqPreset(int id) { return "IEQ preset " + std::to_string(id); }
-std::string geqPreset(int profileId) {
-    return "GEQ preset of profile " + std::to_string(profileId);
-}
-std::string profile(int id) { return "profile " + std::to_string(id); }
-std::string endpointOfProfile(int profileId, Endpoint endpoint) {
-    return std::string(endpointName(endpoint)) + " endpoint of " + profile(profileId);
 }
 
 }  // namespace
@@ -82,27 +89,32 @@ const TuningFileParser::Section TuningFileParser::kRecordSections[] = {
 };
 
 int TuningFileParser::setTuningFile(const std::string& path) {
-    mIterator.clearAll();
-    mContents = {};
-    mParsed = false;
+    mIsParsed = false;
+    mFormatVersion = {};
+    mData = {};
+    mRecords = {};
+
     const int result = mIterator.init(path);
-    mOpen = result == 0;
+    mIsOpen = result == 0;
     return result;
 }
 
 void TuningFileParser::parseTuningFile() {
-    if (!mOpen) return;
+    if (!mIsOpen) return;
+
+    // The format version decides how records are read, and may come after them.
     parseSections(kHeaderSections);
     parseSections(kRecordSections);
-    completeProfiles();
-    warnOfNumbering();
-    buildDeviceData();
+    mRecords.addMissingGeqPresets();
+    mRecords.warnOfMissingNumbers();
+    mRecords.listIn(mData);
+
     mIterator.clearAll();
-    mOpen = false;
-    mParsed = true;
+    mIsOpen = false;
+    mIsParsed = true;
 }
 
-// Walks all children of the root, and comes back to the first.
+// The iterator is at the first child of the root before and after.
 void TuningFileParser::parseSections(std::span<const Section> sections) {
     mIterator.pushNode();
     for (; mIterator.isCurValid(); mIterator.next()) {
@@ -128,30 +140,15 @@ FormatVersion TuningFileParser::parseVersion() const {
 }
 
 void TuningFileParser::parseFormatVersion() {
-    mContents.formatVersion = parseVersion();
-    ALOGD("xml version: %s", mContents.formatVersion.text().c_str());
+    mFormatVersion = parseVersion();
+    mData.setFormatVersion(mFormatVersion.text());
+    ALOGD(kFormatVersionMessage, mFormatVersion.text().c_str());
 }
 
-void TuningFileParser::parseToolVersion() { mContents.toolVersion = parseVersion(); }
+void TuningFileParser::parseToolVersion() { mData.setToolVersion(parseVersion().text()); }
 
 void TuningFileParser::parseZenithGameSystemGain() {
-    mContents.zenithGameSystemGain = NodeParseUtils::parseValue(mIterator);
-}
-
-// False, with a warning, if there is such a record already: the first one stays.
-bool TuningFileParser::claim(const std::string& what) {
-    const bool isNew = mContents.taken.insert(what).second;
-    if (!isNew) ALOGW("A second %s is ignored", what.c_str());
-    return isNew;
-}
-
-template <typename Record>
-void TuningFileParser::add(Owned<Record>& records, std::unique_ptr<Record> record,
-                           const std::string& what) {
-    for (const Parameter dropped : record->completeTo(Record::kStoredParams)) {
-        ALOGW("%s has no %s, it is ignored", what.c_str(), parameterInfo(dropped).column.data());
-    }
-    records.push_back(std::move(record));
+    mData.setZenithGameSystemGain(NodeParseUtils::parseValue(mIterator));
 }
 
 void TuningFileParser::parseParameter(ParameterValues& record, std::string_view element) {
@@ -162,11 +159,11 @@ void TuningFileParser::parseParameter(ParameterValues& record, std::string_view 
 int TuningFileParser::getIeqPresetIdByName(std::string_view name) {
     const auto* const place =
         std::find(std::begin(kIeqPresetNames), std::end(kIeqPresetNames), name);
-    if (place != std::end(kIeqPresetNames)) {
-        return static_cast<int>(place - std::begin(kIeqPresetNames));
+    if (place == std::end(kIeqPresetNames)) {
+        ALOGE(kPresetNameMessage, kPresetNameCheck);
+        return 0;
     }
-    ALOGE("name is invalid, %d", kPresetNameCheck);
-    return 0;
+    return static_cast<int>(place - std::begin(kIeqPresetNames));
 }
 
 void TuningFileParser::parsePreset() {
@@ -179,62 +176,60 @@ void TuningFileParser::parsePreset() {
 void TuningFileParser::parseIeqPreset(const Attributes& attributes) {
     int id = string2Int(attributes[0]);
     std::string name = onOneLine(attributes[1]);
-    const FormatVersion& version = mContents.formatVersion;
-    if (version.startsWith(kFormat32) || version.startsWith(kFormat330)) {
+    if (mFormatVersion.startsWith(kFormat32) || mFormatVersion.startsWith(kFormat330)) {
         id = getIeqPresetIdByName(attributes[0]);
         name = kIeqPresetNames[id];
     }
-    if (!claim(ieqPreset(id))) return;
+
     auto preset = std::make_unique<IeqPreset>(id, std::move(name));
+    if (!mRecords.claim(*preset)) return;
     parseParameter(*preset, attributes[2]);
-    add(mContents.ieqPresets, std::move(preset), ieqPreset(id));
+    mRecords.add(std::move(preset));
 }
 
 void TuningFileParser::parseGeqPreset(const Attributes& attributes) {
-    const int profileId = string2Int(attributes[0]);
-    if (!claim(geqPreset(profileId))) return;
-    auto preset = std::make_unique<GeqPreset>(profileId);
+    auto preset = std::make_unique<GeqPreset>(string2Int(attributes[0]));
+    if (!mRecords.claim(*preset)) return;
     parseParameter(*preset, attributes[2]);
-    add(mContents.geqPresets, std::move(preset), geqPreset(profileId));
+    mRecords.add(std::move(preset));
 }
 
 void TuningFileParser::parseProfile() {
     static constexpr std::array<std::string_view, 3> kAttrNames{"id", "name", "group"};
     const Attributes attributes = parseAttributes(kAttrNames);
     const int id = string2Int(attributes[0]);
-    if (!claim(profile(id))) return;
+    const bool mobility = attributes[2] == "mobility" && !mFormatVersion.startsWith(kFormat32);
+    auto profile = std::make_unique<Profile>(id, onOneLine(attributes[1]), mobility);
+    if (!mRecords.claim(*profile)) return;
 
-    const bool mobility =
-        attributes[2] == "mobility" && !mContents.formatVersion.startsWith(kFormat32);
-    auto record = std::make_unique<Profile>(id, onOneLine(attributes[1]), mobility);
     const EndpointDefaults defaults = parseEndpointDefaults();
-    for (const Descent below(mIterator); below && mIterator.isCurValid(); mIterator.next()) {
-        if (!mIterator.isElementNode()) continue;
+    for (ElementsBelow children(mIterator); children; children.next()) {
         const std::string_view element = mIterator.getNodeName();
         if (element == kEndpointType) {
             parseProfileEndpoint(id, defaults);
         } else if (element != kIeqEnable && element != kIeqAmount) {
-            parseParameter(*record, element);
+            parseParameter(*profile, element);
         }
     }
+
     for (const Endpoint endpoint : kEndpoints) {
-        if (mContents.taken.contains(endpointOfProfile(id, endpoint))) continue;
-        addProfileEndpoint(std::make_unique<ProfileEndpoint>(id, endpoint, defaults.ieqPreset),
-                           defaults);
+        auto missing = std::make_unique<ProfileEndpoint>(id, endpoint, defaults.ieqPreset);
+        if (!mRecords.isClaimed(*missing)) addProfileEndpoint(std::move(missing), defaults);
     }
-    setVersionDefaults(*record);
-    add(mContents.profiles, std::move(record), profile(id));
+
+    setVersionDefaults(*profile);
+    mRecords.add(std::move(profile));
 }
 
-// They count wherever they stand among the children of the profile.
+// A pass of its own, because the defaults also hold for the endpoints that come before them.
 TuningFileParser::EndpointDefaults TuningFileParser::parseEndpointDefaults() {
     EndpointDefaults defaults;
-    const bool includes = mContents.formatVersion.startsWith(kFormat32);
-    if (includes) ALOGD("%s, parse the ieq preset", "parseProfile");
-    for (const Descent below(mIterator); below && mIterator.isCurValid(); mIterator.next()) {
-        if (!mIterator.isElementNode()) continue;
+    const bool canInclude = mFormatVersion.startsWith(kFormat32);
+    if (canInclude) ALOGD(kProfilePresetMessage, kProfileFunction);
+
+    for (ElementsBelow children(mIterator); children; children.next()) {
         const std::string_view element = mIterator.getNodeName();
-        if (element == kInclude && includes) defaults.ieqPreset = parseIncludedIeqPreset();
+        if (element == kInclude && canInclude) defaults.ieqPreset = parseIncludedIeqPreset();
         if (element == kIeqEnable) defaults.ieqEnable = {NodeParseUtils::parseValue(mIterator)};
         if (element == kIeqAmount) defaults.ieqAmount = {NodeParseUtils::parseValue(mIterator)};
     }
@@ -249,14 +244,13 @@ int TuningFileParser::parseIncludedIeqPreset() const {
 void TuningFileParser::parseProfileEndpoint(int profileId, const EndpointDefaults& defaults) {
     const std::string type = mIterator.getAttr("id");
     const Endpoint endpoint = endpointByName(type).value_or(Endpoint::OTHER);
-    if (!claim(endpointOfProfile(profileId, endpoint))) return;
-
     auto record = std::make_unique<ProfileEndpoint>(profileId, endpoint, defaults.ieqPreset);
-    for (const Descent below(mIterator); below && mIterator.isCurValid(); mIterator.next()) {
-        if (!mIterator.isElementNode()) continue;
+    if (!mRecords.claim(*record)) return;
+
+    for (ElementsBelow children(mIterator); children; children.next()) {
         const std::string_view element = mIterator.getNodeName();
         if (element == kInclude) {
-            ALOGD("%s:%s, parse the include ieq preset", __func__, type.c_str());
+            ALOGD(kEndpointPresetMessage, kEndpointFunction, type.c_str());
             record->setSelectedIeqPreset(parseIncludedIeqPreset());
         } else {
             parseParameter(*record, element);
@@ -267,118 +261,83 @@ void TuningFileParser::parseProfileEndpoint(int profileId, const EndpointDefault
 
 void TuningFileParser::addProfileEndpoint(std::unique_ptr<ProfileEndpoint> record,
                                           const EndpointDefaults& defaults) {
-    const Endpoint endpoint = record->getEndpoint();
-    const bool followsPreset = defaults.ieqEnable.empty();
     if (record->find(IEQ_ENABLE) == nullptr) {
-        record->set(IEQ_ENABLE, followsPreset
-                                    ? ParameterValues::Values{record->getSelectedIeqPreset() != 0}
-                                    : defaults.ieqEnable);
+        const ParameterValues::Values unlessOff{record->getSelectedIeqPreset() != 0};
+        record->set(IEQ_ENABLE, defaults.ieqEnable.empty() ? unlessOff : defaults.ieqEnable);
     }
     if (record->find(IEQ_AMOUNT) == nullptr) record->set(IEQ_AMOUNT, defaults.ieqAmount);
-    record->set(VIRTUAL_BASS_TYPE, {endpoint == Endpoint::SPEAKER});
-    const std::string what = endpointOfProfile(record->getProfileId(), endpoint);
-    add(mContents.profileEndpoints, std::move(record), what);
+
+    // No element of the file gives this parameter: the endpoint decides it.
+    record->set(VIRTUAL_BASS_TYPE, {record->getEndpoint() == Endpoint::SPEAKER});
+    mRecords.add(std::move(record));
 }
 
-// Older files don't know these parameters.
+// These parameters were added to the format by the versions 3.3.0 and 3.4.0.
 void TuningFileParser::setVersionDefaults(Profile& profile) const {
     const auto setMissing = [&](Parameter parameter, int value) {
         if (profile.find(parameter) == nullptr) profile.set(parameter, {value});
     };
-    if (mContents.formatVersion.isBefore(3, 3, 0)) {
+    if (mFormatVersion.isBefore(3, 3, 0)) {
         setMissing(REVERB_SUPPRESSION_ENABLE, 0);
         setMissing(REVERB_SUPPRESSION_AMOUNT, 0);
     }
-    if (mContents.formatVersion.isBefore(3, 4, 0)) setMissing(HEADPHONE_VIRTUALIZER_MODE, 1);
+    if (mFormatVersion.isBefore(3, 4, 0)) setMissing(HEADPHONE_VIRTUALIZER_MODE, 1);
 }
 
 void TuningFileParser::parseTuning() {
-    static constexpr std::array<std::string_view, 5> kAttrNames{
-        "name", "endpoint_type", "mono_device", "orientation", "output_channels"};
-    static constexpr std::array<std::string_view, 2> kDeviceAttrNames{"id", "endpoint_port"};
-    const Attributes attributes = parseAttributes(kAttrNames);
-    const std::string name = onOneLine(attributes[0]);
-    const std::string what = "tuning " + name;
-    if (name.size() > kMaxNameLength) {
-        ALOGW("A tuning is ignored: its name has %zu bytes, more than %zu", name.size(),
-              kMaxNameLength);
+    auto tuning = parseTuningAttributes();
+    if (tuning == nullptr) return;
+
+    // The device ids come first. The first other element, whatever its name, is the data.
+    std::vector<std::unique_ptr<DeviceTuning>> devices;
+    ElementsBelow children(mIterator);
+    for (; children && mIterator.getNodeName() == kDeviceId; children.next()) {
+        devices.push_back(parseDeviceTuning(tuning->getName()));
+    }
+    if (!children) {
+        ALOGE(kNoDataMessage);
         return;
     }
 
-    auto record = std::make_unique<Tuning>(
-        name, endpointByName(attributes[1]).value_or(Endpoint::SPEAKER), attributes[2] == "true");
-    record->set(ORIENTATION, {orientationOf(attributes[3])});
-    record->set(OUTPUT_CHANNELS, {string2Int(attributes[4])});
-
-    // Device ids come first; the first other element is the data. The devices of a second tuning of
-    // the name get the first one.
-    Owned<DeviceTuning> devices;
-    for (const Descent below(mIterator); below && mIterator.isCurValid(); mIterator.next()) {
-        if (!mIterator.isElementNode()) continue;
-        if (mIterator.getNodeName() != kDeviceId) {
-            if (claim(what)) {
-                parseData(*record);
-                add(mContents.tunings, std::move(record), what);
-            }
-            std::move(devices.begin(), devices.end(), std::back_inserter(mContents.deviceTunings));
-            return;
+    if (mRecords.claim(*tuning)) {
+        for (ElementsBelow data(mIterator); data; data.next()) {
+            parseParameter(*tuning, mIterator.getNodeName());
         }
-        const Attributes device = parseAttributes(kDeviceAttrNames);
-        devices.push_back(
-            std::make_unique<DeviceTuning>(onOneLine(device[0]), onOneLine(device[1]), name));
+        mRecords.add(std::move(tuning));
     }
-    ALOGE("There is no <data> in Tuning section");
+    // The devices of a second tuning with this name use the first one.
+    for (auto& device : devices) mRecords.add(std::move(device));
 }
 
-void TuningFileParser::parseData(ParameterValues& record) {
-    for (const Descent below(mIterator); below && mIterator.isCurValid(); mIterator.next()) {
-        if (mIterator.isElementNode()) parseParameter(record, mIterator.getNodeName());
+// Null, with a warning, if the name is too long.
+std::unique_ptr<Tuning> TuningFileParser::parseTuningAttributes() const {
+    static constexpr std::array<std::string_view, 5> kAttrNames{
+        "name", "endpoint_type", "mono_device", "orientation", "output_channels"};
+    const Attributes attributes = parseAttributes(kAttrNames);
+    const std::string name = onOneLine(attributes[0]);
+    if (name.size() > kMaxNameLength) {
+        ALOGW("A tuning is ignored: its name has %zu bytes, more than %zu", name.size(),
+              kMaxNameLength);
+        return nullptr;
     }
+
+    const Endpoint endpoint = endpointByName(attributes[1]).value_or(Endpoint::SPEAKER);
+    auto tuning = std::make_unique<Tuning>(name, endpoint, attributes[2] == "true");
+    tuning->set(ORIENTATION, {parseOrientation(attributes[3])});
+    tuning->set(OUTPUT_CHANNELS, {string2Int(attributes[4])});
+    return tuning;
 }
 
-void TuningFileParser::completeProfiles() {
-    for (const auto& record : mContents.profiles) {
-        const int id = record->getProfileId();
-        if (mContents.taken.contains(geqPreset(id))) continue;
-        add(mContents.geqPresets, std::make_unique<GeqPreset>(id), geqPreset(id));
-    }
-}
-
-// The rest of the system counts on numbers without gaps. IEQ preset 0 needs no curve.
-void TuningFileParser::warnOfNumbering() const {
-    const auto warnOfMissing = [&](int first, size_t count, auto describe) {
-        for (int id = first; id < static_cast<int>(count); ++id) {
-            const std::string what = describe(id);
-            if (mContents.taken.contains(what)) continue;
-            ALOGW("%s is missing, and a higher number is out of reach", what.c_str());
-        }
-    };
-    warnOfMissing(0, mContents.profiles.size(), profile);
-    warnOfMissing(1, mContents.ieqPresets.size(), ieqPreset);
-}
-
-void TuningFileParser::buildDeviceData() {
-    const auto pointersOf = []<typename Record>(const Owned<Record>& records) {
-        DeviceData::Records<Record> pointers;
-        pointers.reserve(records.size());
-        for (const auto& record : records) pointers.push_back(record.get());
-        return pointers;
-    };
-    DeviceData& data = mContents.data;
-    data.setFormatVersion(mContents.formatVersion.text());
-    data.setToolVersion(mContents.toolVersion.text());
-    data.setZenithGameSystemGain(mContents.zenithGameSystemGain);
-    data.setTunings(pointersOf(mContents.tunings));
-    data.setDeviceTunings(pointersOf(mContents.deviceTunings));
-    data.setProfiles(pointersOf(mContents.profiles));
-    data.setProfileEndPoints(pointersOf(mContents.profileEndpoints));
-    data.setIeqPresets(pointersOf(mContents.ieqPresets));
-    data.setGeqPresets(pointersOf(mContents.geqPresets));
+std::unique_ptr<DeviceTuning> TuningFileParser::parseDeviceTuning(const std::string& tuning) const {
+    static constexpr std::array<std::string_view, 2> kAttrNames{"id", "endpoint_port"};
+    const Attributes attributes = parseAttributes(kAttrNames);
+    return std::make_unique<DeviceTuning>(onOneLine(attributes[0]), onOneLine(attributes[1]),
+                                          tuning);
 }
 
 std::string TuningFileParser::getProfileName(int index) const {
     if (index < 0 || index >= getNumOfProfiles()) return {};
-    return mContents.profiles[static_cast<size_t>(index)]->getName();
+    return mData.getProfiles()[static_cast<size_t>(index)]->getName();
 }
 
 }  // namespace velora

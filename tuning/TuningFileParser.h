@@ -3,12 +3,12 @@
 #include "model/DeviceData.h"
 #include "tuning/FormatVersion.h"
 #include "tuning/TagIterator.h"
+#include "tuning/TuningRecords.h"
 
 #include <memory>
 #include <span>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 #include <vector>
 
 namespace velora {
@@ -16,55 +16,42 @@ namespace velora {
 /// Reads one tuning file into records: tunings with their device tunings, profiles with their
 /// endpoints, presets, and the file's versions. docs/tuning-file.md describes the format.
 ///
-/// Used by one thread. Owns every record that it read; `DeviceData` lists them and stands as long.
-/// Every record is complete: it carries each parameter of its database table, empty where the file
-/// gives none. Every profile has its three endpoints and its GEQ preset. Opening may fail;
-/// afterwards what can't be read is skipped, with a log line where an author would want to know.
+/// Used by one thread. Owns every record that it read; the DeviceData lists them and is valid as
+/// long as the parser, or until another file is set. Every record is complete: it carries each
+/// parameter of its database table, with an empty list where the file gives none, and every profile
+/// has its three endpoints and its GEQ preset. Only opening fails by a result; afterwards, what
+/// can't be read is skipped, with a log line where the author of the file would want to know.
 class TuningFileParser {
 public:
     TuningFileParser() = default;
-    /// With a file to parse; whether it could be opened shows in `isParsed` afterwards.
-    explicit TuningFileParser(const std::string& path) { setTuningFile(path); }
+    /// Opens `path`. If that fails, `parseTuningFile` does nothing and `isParsed` stays false. The
+    /// vendor's interface has this; the product itself calls `setTuningFile`.
+    explicit TuningFileParser(const std::string& path) { static_cast<void>(setTuningFile(path)); }
 
-    /// Opens another file and forgets the records of the one before. 0; -22 for one that can't be
-    /// read as XML, -19 for one without a root.
-    int setTuningFile(const std::string& path);
+    /// Opens another file and destroys the records of the one before. Returns 0; -22 if it can't be
+    /// read as XML, -19 if it has no root.
+    [[nodiscard]] int setTuningFile(const std::string& path);
 
     /// Reads the whole file and closes it. Does nothing without an open file.
     void parseTuningFile();
-    bool isParsed() const { return mParsed; }
+    bool isParsed() const { return mIsParsed; }
 
-    /// What was read; empty before that.
-    DeviceData* getDeviceData() { return &mContents.data; }
+    /// What was read; empty before that. Never null.
+    DeviceData* getDeviceData() { return &mData; }
 
-    int getNumOfProfiles() const { return static_cast<int>(mContents.profiles.size()); }
-    /// Name of the profile at `index` in the order of the file; empty if there is none.
+    /// Number of profiles, and the name of the one at `index` in the order of the file, or an empty
+    /// name if there is none. The vendor's interface has them; the product itself doesn't call
+    /// them.
+    int getNumOfProfiles() const { return static_cast<int>(mData.getProfiles().size()); }
     std::string getProfileName(int index) const;
 
     /// Number of an IEQ preset by its name. 0 ("off"), with an error logged, for an unknown name.
     static int getIeqPresetIdByName(std::string_view name);
 
 private:
-    template <typename Record>
-    using Owned = std::vector<std::unique_ptr<Record>>;
     using Attributes = std::vector<std::string>;
 
-    /// What one file yields; its lists are in the order of the document.
-    struct Contents {
-        FormatVersion formatVersion;
-        FormatVersion toolVersion;
-        int zenithGameSystemGain = 0;
-        Owned<Tuning> tunings;
-        Owned<DeviceTuning> deviceTunings;
-        Owned<Profile> profiles;
-        Owned<ProfileEndpoint> profileEndpoints;
-        Owned<IeqPreset> ieqPresets;
-        Owned<GeqPreset> geqPresets;
-        std::unordered_set<std::string> taken;  ///< the records that there are, in words
-        DeviceData data;
-    };
-
-    /// What a profile hands to its endpoints.
+    /// What a profile gives to its endpoints.
     struct EndpointDefaults {
         int ieqPreset = 0;
         ParameterValues::Values ieqEnable;  ///< empty: on unless the endpoint's preset is 0
@@ -87,26 +74,22 @@ private:
     void parseProfileEndpoint(int profileId, const EndpointDefaults& defaults);
     void addProfileEndpoint(std::unique_ptr<ProfileEndpoint> record,
                             const EndpointDefaults& defaults);
-    void parseTuning();
-    void parseData(ParameterValues& record);
-
     void setVersionDefaults(Profile& profile) const;
-    void completeProfiles();
-    void warnOfNumbering() const;
-    void buildDeviceData();
+    void parseTuning();
+    std::unique_ptr<Tuning> parseTuningAttributes() const;
+    std::unique_ptr<DeviceTuning> parseDeviceTuning(const std::string& tuning) const;
 
     FormatVersion parseVersion() const;
     Attributes parseAttributes(TagIterator::Names names) const;
     int parseIncludedIeqPreset() const;
     void parseParameter(ParameterValues& record, std::string_view element);
-    bool claim(const std::string& what);
-    template <typename Record>
-    void add(Owned<Record>& records, std::unique_ptr<Record> record, const std::string& what);
 
     TagIterator mIterator;
-    bool mOpen = false;
-    bool mParsed = false;
-    Contents mContents;
+    bool mIsOpen = false;
+    bool mIsParsed = false;
+    FormatVersion mFormatVersion;
+    TuningRecords mRecords;
+    DeviceData mData;  ///< lists mRecords
 };
 
 }  // namespace velora

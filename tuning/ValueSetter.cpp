@@ -2,6 +2,7 @@
 
 #include "tuning/ValueSetter.h"
 
+#include "tuning/ElementsBelow.h"
 #include "tuning/NodeParseUtils.h"
 #include "util/Integers.h"
 
@@ -13,49 +14,60 @@ namespace velora {
 
 namespace {
 
+// Log texts that are part of the interface: they must not change, nor may their spelling be
+// corrected.
+constexpr char kNoBandMessage[] = "No attribute band_ieq was found!";
+
 using Texts = std::vector<std::string>;
 
-/// The named attributes of the element that `it` stands on; empty texts for those it hasn't.
+/// Replaces `texts` by the named attributes of the current element; an attribute that it doesn't
+/// have is an empty text.
 void readBand(const TagIterator& it, TagIterator::Names names, Texts& texts) {
     texts.assign(names.size(), {});
     it.parseNodeWithName(names, texts);
 }
 
-/// Reads a list of bands of two columns, three levels below the current element. `isBand` is asked
-/// for every element, and the list ends where it says no.
-template <typename IsBand>
+/// Reads a list of bands of two columns, three levels below the current element. The list ends at
+/// the first element that isn't called `bandName`, unless that is empty.
 std::array<std::vector<int>, 2> readPresetBands(TagIterator& it, TagIterator::Names names,
-                                                IsBand isBand) {
+                                                std::string_view bandName) {
     std::array<std::string, 2> columns;
     Texts band;
-    for (const Descent below(it, 3); below && it.isCurValid(); it.next()) {
-        if (!it.isElementNode()) continue;
-        if (!isBand()) break;
+    for (ElementsBelow bands(it, 3); bands; bands.next()) {
+        if (!bandName.empty() && it.getNodeName() != bandName) {
+            ALOGI(kNoBandMessage);
+            break;
+        }
         readBand(it, names, band);
         for (size_t i = 0; i < columns.size(); ++i) columns[i].append(band[i]).push_back(',');
     }
-    // As one text, so that a list ends at the first band that has no number for it.
+
+    // Each column is converted as one text, so that it ends at the first band without a number.
     std::array<std::vector<int>, 2> values;
     for (size_t i = 0; i < columns.size(); ++i) string2IntVector(columns[i], values[i]);
     return values;
 }
 
-/// Reads a list of bands one level below the current element. `take` appends one attribute's text
-/// to the values of its column.
-template <size_t N, typename Take>
+/// Reads a list of bands one level below the current element. `append(i, text, column)` adds the
+/// text of a band's attribute `names[i]` to the column of that attribute.
+template <size_t N, typename Append>
 std::array<std::vector<int>, N> readBands(TagIterator& it,
-                                          const std::array<std::string_view, N>& names, Take take) {
-    std::array<std::vector<int>, N> values;
+                                          const std::array<std::string_view, N>& names,
+                                          Append append) {
+    std::array<std::vector<int>, N> columns;
     Texts band;
-    for (const Descent below(it); below && it.isCurValid(); it.next()) {
-        if (!it.isElementNode()) continue;
+    for (ElementsBelow bands(it); bands; bands.next()) {
         readBand(it, names, band);
-        for (size_t i = 0; i < band.size(); ++i) take(i, band[i], values[i]);
+        for (size_t i = 0; i < N; ++i) append(i, band[i], columns[i]);
     }
-    return values;
+    return columns;
 }
 
 }  // namespace
+
+void ValueSetter::setAll(ParameterValues& values, std::span<const std::vector<int>> columns) const {
+    for (size_t i = 0; i < columns.size(); ++i) values.set(mParams[i], columns[i]);
+}
 
 void SimpleValueSetter::set(ParameterValues& values, TagIterator& it) const {
     values.set(param(), {NodeParseUtils::parseValue(it)});
@@ -87,33 +99,27 @@ void VirtualBassSubgainValueSetter::set(ParameterValues& values, TagIterator& it
 }
 
 void IeqValueSetter::set(ParameterValues& values, TagIterator& it) const {
-    auto columns = readPresetBands(it, kAttrNames, [&] {
-        const bool isBand = it.getNodeName() == "band_ieq";
-        if (!isBand) ALOGI("No attribute band_ieq was found!");
-        return isBand;
-    });
-    for (size_t i = 0; i < columns.size(); ++i) values.set(param(i), std::move(columns[i]));
+    setAll(values, readPresetBands(it, kAttrNames, "band_ieq"));
 }
 
 void GeqValueSetter::set(ParameterValues& values, TagIterator& it) const {
-    auto columns = readPresetBands(it, kAttrNames, [] { return true; });
-    for (size_t i = 0; i < columns.size(); ++i) values.set(param(i), std::move(columns[i]));
+    setAll(values, readPresetBands(it, kAttrNames, ""));
 }
 
 void AudioOptimizerValueSetter::set(ParameterValues& values, TagIterator& it) const {
-    constexpr size_t kFirstSurround = 3;
-    auto columns = readBands(it, kAttrNames, [](size_t i, const std::string& text, auto& gains) {
+    constexpr size_t kFirstSurround = 3;  // in kAttrNames
+    const auto append = [](size_t i, const std::string& text, std::vector<int>& gains) {
         if (i < kFirstSurround || !text.empty()) gains.push_back(string2Int(text));
-    });
-    for (size_t i = 0; i < columns.size(); ++i) values.set(param(i), std::move(columns[i]));
+    };
+    setAll(values, readBands(it, kAttrNames, append));
 }
 
 void RegulatorTuningValueSetter::set(ParameterValues& values, TagIterator& it) const {
-    constexpr size_t kIsolatedBand = 3;
-    auto columns = readBands(it, kAttrNames, [](size_t i, const std::string& text, auto& column) {
+    constexpr size_t kIsolatedBand = 3;  // in kAttrNames
+    const auto append = [](size_t i, const std::string& text, std::vector<int>& column) {
         column.push_back(i == kIsolatedBand ? text == "true" : string2Int(text));
-    });
-    for (size_t i = 0; i < columns.size(); ++i) values.set(param(i), std::move(columns[i]));
+    };
+    setAll(values, readBands(it, kAttrNames, append));
 }
 
 namespace {
@@ -154,7 +160,7 @@ MakeSetter makerFor(NodeKind kind) {
     return nullptr;
 }
 
-/// The parameters that an element carries, by position.
+/// The parameters that an element carries, at the index of their position in it.
 ValueSetter::Params paramsOf(std::string_view element) {
     ValueSetter::Params params;
     for (const ParameterInfo& info : kParameters) {

@@ -6,17 +6,18 @@
 #include <array>
 #include <map>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 namespace velora {
 
-/// Reads one kind of element of the tuning file into the parameters that it carries.
+/// Reads the elements of one name in the tuning file into the parameters that they carry.
 ///
-/// One object per element name, made on first use from the parameter catalogue and never destroyed.
-/// Constant, so any thread may use it; iterator and values are the caller's. Nothing fails: a
-/// missing attribute counts as an empty text, and no range or length is checked.
+/// Owned by SetterCollection, which makes one per element name and never destroys it. Constant, so
+/// any thread may use it; iterator and values are the caller's. Nothing fails: a missing attribute
+/// counts as an empty text, and neither ranges nor lengths are checked.
 class ValueSetter {
 public:
     using Params = std::vector<Parameter>;
@@ -26,16 +27,18 @@ public:
     virtual ~ValueSetter() = default;
 
     std::string_view getNodeName() const { return mNodeName; }
-    /// Stores the parameters of the element that `it` stands on, over what `values` had of them.
-    /// `it` stands there again afterwards.
+    /// Reads the current element of `it` and stores its parameters in `values`, replacing earlier
+    /// values of theirs. `it` is at the same element afterwards.
     virtual void set(ParameterValues& values, TagIterator& it) const = 0;
 
 protected:
     Parameter param(size_t position = 0) const { return mParams[position]; }
+    /// Stores one list of values per parameter.
+    void setAll(ParameterValues& values, std::span<const std::vector<int>> columns) const;
 
 private:
     const std::string_view mNodeName;
-    const Params mParams;  ///< in the order of their positions in the element
+    const Params mParams;  ///< at the index of their position in the element
 };
 
 /// One integer or boolean.
@@ -82,8 +85,9 @@ public:
     void set(ParameterValues& values, TagIterator& it) const override;
 };
 
-/// Bands of an intelligent-equaliser preset, three levels below it; the list ends at an element
-/// that is no band. A band without a target ends the targets, not the frequencies.
+/// Bands of an intelligent-equaliser preset, three levels below it. The list ends at an element
+/// that isn't a "band_ieq". A band without a target ends the list of targets, not that of
+/// frequencies.
 class IeqValueSetter : public ValueSetter {
 public:
     static constexpr std::array<std::string_view, 2> kAttrNames{"frequency", "target"};
@@ -101,8 +105,8 @@ public:
     void set(ParameterValues& values, TagIterator& it) const override;
 };
 
-/// Bands of the audio optimiser, one level below. The surround gains are left out where a band has
-/// none, so their lists may be shorter.
+/// Bands of the audio optimiser, one level below. A band that tunes two channels has no surround
+/// gains, so the lists of these may be shorter.
 class AudioOptimizerValueSetter : public ValueSetter {
 public:
     static constexpr std::array<std::string_view, 5> kAttrNames{
@@ -112,7 +116,7 @@ public:
     void set(ParameterValues& values, TagIterator& it) const override;
 };
 
-/// Bands of the audio regulator, one level below. A band is isolated by the word "true" alone.
+/// Bands of the audio regulator, one level below. Only the word "true" makes a band isolated.
 class RegulatorTuningValueSetter : public ValueSetter {
 public:
     static constexpr std::array<std::string_view, 4> kAttrNames{"frequency", "threshold_low",
@@ -122,14 +126,14 @@ public:
     void set(ParameterValues& values, TagIterator& it) const override;
 };
 
-/// Finds the setter of an element. Any thread may look up.
+/// Finds the setter of an element by its name. The setters are made from the parameter catalogue
+/// when the first collection is. Any thread may make one and look up.
 class SetterCollection {
 public:
     SetterCollection();
 
-    /// The setter that answers to the name, or null.
+    /// Null if no element has this name. The setter lives as long as the process.
     const ValueSetter* getValueSetter(std::string_view name) const;
-    size_t size() const { return mSetters.size(); }
 
 private:
     using Setters = std::vector<std::unique_ptr<const ValueSetter>>;
