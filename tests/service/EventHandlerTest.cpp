@@ -1,61 +1,108 @@
 #include "store/Provider.h"
 #include "tests/service/ServiceFixture.h"
 
-#include <future>
+#include <thread>
 
 #include <velora/SfxParamStore.h>
 
 namespace velora::test {
 namespace {
 
+using enum Command;
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 constexpr int kMaxQueued = android::VeloraManagerService::kMaxQueuedRequests;
 
-/// What is stored now: whether the effect is on, the profile, the amount of 114.
-std::vector<int> stored() {
+/// What is stored now: whether the effect is on, the profile, and the amount of 114.
+std::string stored() {
     Provider provider;
     provider.init();
-    return {provider.isSfxOn(), provider.getSelectedProfile(),
-            provider.loadProfile(0)->get(REVERB_SUPPRESSION_AMOUNT).front()};
+    const int amount = provider.loadProfile(0)->get(REVERB_SUPPRESSION_AMOUNT).front();
+    return (provider.isSfxOn() ? "on, profile " : "off, profile ") +
+           std::to_string(provider.getSelectedProfile()) + ", amount " + std::to_string(amount);
 }
 
-using EventHandlerTest = ServiceFixture;
+/// Keeps the looper busy with the update of a request until `release`, or until it is destroyed.
+class BusyLooper {
+public:
+    explicit BusyLooper(RecordingClient& client) {
+        client.onUpdate = [this](const Bytes& update) {
+            if (update != request) return;
+            mBegun.set_value();
+            mRelease.get_future().wait();
+        };
+    }
+    void waitForIt() { mBegun.get_future().wait_for(kPatience); }
+    void release() { mRelease.set_value(); }
 
-// Every command, followed to context, effect, clients, and the state after a restart. Short and odd
-// buffers do nothing, or what their words that are there say, and reach the clients all the same.
+    /// An unknown command, which changes nothing.
+    const Bytes request = bytesOf(words(Command{99}, {1, 2, 3}));
+
+private:
+    std::promise<void> mBegun;
+    std::promise<void> mRelease;
+};
+
+class EventHandlerTest : public ServiceFixture {
+protected:
+    /// The switch, the selected profile, and profile 2: its amount of 106, that on the headphone.
+    std::string state() {
+        return (ask(SWITCH_EFFECT)[0] != 0 ? "on, profile " : "off, profile ") +
+               std::to_string(ask(SELECTED_PROFILE)[0]) + ", amounts " +
+               std::to_string(parameter(2, 106)[0]) + " " +
+               std::to_string(parameter(2, PORT_HEADPHONE, 106)[0]) +
+               (ask(IS_PROFILE_MODIFIED, {2})[0] != 0 ? " modified" : "");
+    }
+};
+
+// Every command, followed to the context, the clients, and the state after a restart. Incomplete
+// and unknown commands change nothing, but the clients are notified all the same.
 TEST_F(EventHandlerTest, CommandsReachContextStoreAndClients) {
     struct Case {
-        std::vector<int32_t> request;
-        std::vector<int32_t> notified;  ///< if other than the request
-        std::vector<int32_t> state;     ///< on, selected, 2 modified, its 106, on the headphone
-        size_t cut = 0;                 ///< bytes that are missing at the end
+        Integers request;
+        Integers notified = {};  ///< if other than the request
+        std::string state;
+        size_t missing = 0;  ///< bytes that are cut off at the end
     };
     const std::vector<Case> cases{
-        {{command(0), 9, -5}, {command(0), -5, -5}, {0, 0, 0, 12, 6}},
-        {{command(0), 9, 3}, {command(0), 3, 3}, {1, 0, 0, 12, 6}},
-        {{command(1), 9, 2, 106, 99}, {}, {1, 0, 1, 16, 16}},
-        {{command(2), 9, 2, 3, 106, 5}, {}, {1, 0, 1, 16, 5}},
-        {{command(2), 9, 2, 7, 106, 1}, {}, {1, 0, 1, 16, 5}},
-        {{command(1), 9, 2, 106}, {}, {1, 0, 1, 16, 5}},
-        {{command(1), 9, 2, 106, 3}, {}, {1, 0, 1, 16, 5}, 1},
-        {{command(1), 9, 2, 106, 3, 4}, {}, {1, 0, 1, 3, 3}, 2},
-        {{command(10), 9, 2}, {command(10), 2, 2}, {1, 2, 1, 3, 3}},
-        {{command(10), 9, 5}, {command(10), 5, 5}, {1, 2, 1, 3, 3}},
-        {{10, 9, 1}, {}, {1, 2, 1, 3, 3}},  // the bytes the other way round
-        {{command(3), 9, 2}, {}, {1, 2, 1, 3, 3}},
-        {{}, {}, {1, 2, 1, 3, 3}},
-        {{command(12), 9, 2}, {command(12), 2, 2}, {1, 2, 0, 12, 6}},
-    };
-    const auto state = [&] {
-        return std::vector{ask({command(0)})[0], ask({command(10)})[0], ask({command(11), 2})[0],
-                           parameter(2, 106)[0], parameter(2, 3, 106)[0]};
+        {.request = words(SWITCH_EFFECT, {9, -5}),
+         .notified = words(SWITCH_EFFECT, {-5, -5}),
+         .state = "off, profile 0, amounts 12 6"},
+        {.request = words(SWITCH_EFFECT, {9, 3}),
+         .notified = words(SWITCH_EFFECT, {3, 3}),
+         .state = "on, profile 0, amounts 12 6"},
+        {.request = words(PROFILE_PARAMETER, {9, 2, 106, 99}),
+         .state = "on, profile 0, amounts 16 16 modified"},
+        {.request = words(PROFILE_PORT_PARAMETER, {9, 2, PORT_HEADPHONE, 106, 5}),
+         .state = "on, profile 0, amounts 16 5 modified"},
+        {.request = words(PROFILE_PORT_PARAMETER, {9, 2, 7, 106, 1}),
+         .state = "on, profile 0, amounts 16 5 modified"},
+        {.request = words(PROFILE_PARAMETER, {9, 2, 106}),
+         .state = "on, profile 0, amounts 16 5 modified"},
+        {.request = words(PROFILE_PARAMETER, {9, 2, 106, 3}),
+         .state = "on, profile 0, amounts 16 5 modified",
+         .missing = 1},
+        {.request = words(PROFILE_PARAMETER, {9, 2, 106, 3, 4}),
+         .state = "on, profile 0, amounts 3 3 modified",
+         .missing = 2},
+        {.request = words(SELECTED_PROFILE, {9, 2}),
+         .notified = words(SELECTED_PROFILE, {2, 2}),
+         .state = "on, profile 2, amounts 3 3 modified"},
+        {.request = words(SELECTED_PROFILE, {9, 5}),
+         .notified = words(SELECTED_PROFILE, {5, 5}),
+         .state = "on, profile 2, amounts 3 3 modified"},
+        {.request = {0x0a, 9, 1}, .state = "on, profile 2, amounts 3 3 modified"},
+        {.request = {}, .state = "on, profile 2, amounts 3 3 modified"},
+        {.request = words(RESET_PROFILE, {9, 2}),
+         .notified = words(RESET_PROFILE, {2, 2}),
+         .state = "on, profile 2, amounts 12 6"},
     };
     auto client = enter(0, 7);
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.request));
         auto request = bytesOf(c.request);
-        request.resize(request.size() - c.cut);
+        request.resize(request.size() - c.missing);
         EXPECT_EQ(setBytes(request), 0);
         EXPECT_THAT(client->take(1),
                     ElementsAre(c.notified.empty() ? request : bytesOf(c.notified)));
@@ -70,99 +117,119 @@ TEST_F(EventHandlerTest, WhatIsSetReachesTheEffectBeforeTheClients) {
     bool committed = false;
     SfxParamStore::getInstance().setListener([&] { committed = true; });
     client->onUpdate = [&](const Bytes&) { EXPECT_TRUE(committed); };
-    set({command(2), 0, 0, 0, 107, 15});
+    EXPECT_EQ(set(PROFILE_PORT_PARAMETER, {0, 0, 107, 15}), 0);
     client->take(1);
     SfxParamStore::getInstance().setListener(nullptr);
 }
 
-TEST_F(EventHandlerTest, WhatIsStoredWhen) {
+TEST_F(EventHandlerTest, SwitchAndProfileAreStoredAtOnceSettingsWhenAPlainClientUnregisters) {
     const auto client = enter(0, 1);
     service->registerClient(nullptr, 1, 50);
-    set({command(0), 0, 0});
-    set({command(10), 0, 1});
-    set({command(1), 0, 0, 114, 7});
+    set(SWITCH_EFFECT, {0});
+    set(SELECTED_PROFILE, {1});
+    set(PROFILE_PARAMETER, {0, 114, 7});
     client->take(4);
     service->unregisterClient(nullptr, 1, 50);  // a decoder
-    EXPECT_THAT(stored(), ElementsAre(0, 1, 2));
-    service->unregisterClient(nullptr, 0, 1);  // a plain client
-    EXPECT_THAT(stored(), ElementsAre(0, 1, 7));
-    set({command(1), 0, 0, 114, 5});
-    while (parameter(0, 114).front() != 5) std::this_thread::yield();
-    service->shutdown();
-    EXPECT_THAT(stored(), ElementsAre(0, 1, 5));
-    EXPECT_EQ(set({command(1), 0, 0, 114, 9}), -19);
-    manager().getSndContext()->setProfileParameter(0, REVERB_SUPPRESSION_AMOUNT, {9});
-    service->shutdown();
-    EXPECT_THAT(stored(), ElementsAre(0, 1, 5)) << "saved once, at the first shutdown";
+    EXPECT_EQ(stored(), "off, profile 1, amount 2");
+    service->unregisterClient(nullptr, 0, 1);
+    EXPECT_EQ(stored(), "off, profile 1, amount 7");
 }
 
-// The looper is kept busy by a client, so that requests wait.
-TEST_F(EventHandlerTest, RequestsWaitInOrderUpToALimitAndEndWithTheService) {
-    std::promise<void> busy[2];
-    std::promise<void> go[2];
+TEST_F(EventHandlerTest, RequestsWaitInOrderUpToALimit) {
     const auto client = enter(0, 7);
-    client->onUpdate = [&](const Bytes& bytes) {
-        if (bytes.size() != 16) return;
-        busy[bytes[12]].set_value();
-        go[bytes[12]].get_future().wait();
-    };
-    std::vector<Bytes> posted;
-    const auto post = [&](const std::vector<int32_t>& words) {
-        posted.push_back(bytesOf(words));
-        return setBytes(posted.back());
-    };
-    post({command(3), 0, 0, 0});
-    busy[0].get_future().wait();
-    for (int i = 0; i < kMaxQueued; ++i) ASSERT_EQ(post({command(1), 0, 0, 114, i % 10}), 0);
-    for (int i = 0; i < 9; ++i) EXPECT_EQ(set({command(3), 0, 0}), -12);
-    char device[] = "usb_dac";
-    service->setSelectedTuningDevice(5, device, 7);
-    EXPECT_EQ(log.count("E VeloraManagerService: setSelectedTuningDevice too many ..."), 1U);
-    go[0].set_value();
-    std::vector<Bytes> notified;
-    while (notified.size() < posted.size()) {
-        for (auto& update : client->take(1)) notified.push_back(std::move(update));
+    BusyLooper busy(*client);
+    std::vector<Bytes> sent{busy.request};
+    EXPECT_EQ(setBytes(busy.request), 0);
+    busy.waitForIt();
+    for (int i = 0; i < kMaxQueued; ++i) {
+        sent.push_back(bytesOf(words(PROFILE_PARAMETER, {0, 0, 114, i % 10})));
+        ASSERT_EQ(setBytes(sent.back()), 0);
     }
-    EXPECT_EQ(notified, posted);
-    EXPECT_THAT(parameter(0, 114), ElementsAre((kMaxQueued - 1) % 10));
+    for (int i = 0; i < 9; ++i) EXPECT_EQ(set(PROFILE_COUNT, {0}), -12);
+    char device[] = "usb_dac";
+    service->setSelectedTuningDevice(PORT_USB, device, 7);
+    EXPECT_EQ(log.count("E VeloraManagerService: setSelectedTuningDevice: the request ..."), 1U);
 
-    post({command(3), 0, 0, 1});
-    busy[1].get_future().wait();
-    for (int i = 0; i < kMaxQueued; ++i) ASSERT_EQ(set({command(1), 0, 0, 114, 7}), 0);
-    service.clear();  // the looper thread holds the last reference now
-    go[1].set_value();
-    restart();
-    EXPECT_THAT(parameter(0, 114), ElementsAre((kMaxQueued - 1) % 10));
+    busy.release();
+    std::vector<Bytes> notified;
+    while (notified.size() < sent.size()) {
+        auto updates = client->take(1);
+        ASSERT_FALSE(updates.empty());
+        std::move(updates.begin(), updates.end(), std::back_inserter(notified));
+    }
+    EXPECT_EQ(notified, sent);
+    for (int i = 0; i < kMaxQueued; ++i) ASSERT_EQ(set(PROFILE_COUNT, {0}), 0) << "all are done";
 }
 
-TEST_F(EventHandlerTest, AClientMayDropTheLastReferenceFromItsUpdate) {
-    installOem(contentsOf(sourceFile("data/kiv-extra.xml")));
-    for (const bool reloads : {false, true}) {
+TEST_F(EventHandlerTest, ShutdownDropsWhatWaitsAndASecondOneWaitsForTheFirst) {
+    const auto client = enter(0, 7);
+    set(PROFILE_PARAMETER, {0, 114, 5});
+    BusyLooper busy(*client);
+    setBytes(busy.request);
+    busy.waitForIt();
+    for (int i = 0; i < kMaxQueued; ++i) set(PROFILE_PARAMETER, {0, 114, 7});
+    auto first = std::async([&] { return service->shutdown(); });
+    EXPECT_TRUE(happens([&] { return set(PROFILE_COUNT, {0}) == -19; }));
+    auto second = std::async([&] { return service->shutdown(); });
+    EXPECT_EQ(second.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    busy.release();
+    EXPECT_TRUE(first.get());
+    EXPECT_TRUE(second.get());
+    EXPECT_EQ(stored(), "on, profile 0, amount 5");
+}
+
+TEST_F(EventHandlerTest, AfterShutdownNothingIsAcceptedOrSaved) {
+    enter(0, 7);
+    EXPECT_TRUE(service->shutdown());
+    for (int i = 0; i <= kMaxQueued; ++i) ASSERT_EQ(set(PROFILE_COUNT, {0}), -19);
+    manager().getSndContext()->setProfileParameter(0, REVERB_SUPPRESSION_AMOUNT, {9});
+    EXPECT_TRUE(service->shutdown());
+    EXPECT_EQ(stored(), "on, profile 0, amount 2");
+}
+
+TEST_F(EventHandlerTest, AServiceThatEndsOnItsLooperThreadDropsWhatWaits) {
+    const auto client = enter(0, 7);
+    BusyLooper busy(*client);
+    setBytes(busy.request);
+    busy.waitForIt();
+    set(PROFILE_PARAMETER, {0, 114, 7});
+    service.clear();  // the looper thread holds the last reference now
+    busy.release();
+    restart();
+    EXPECT_THAT(parameter(0, 114), ElementsAre(2));
+}
+
+TEST_F(EventHandlerTest, AClientMayReleaseTheServiceFromItsUpdate) {
+    installOem(extra);
+    const std::function<void()> causes[] = {[&] {
+                                                set(PROFILE_PARAMETER, {0, 114, 5});
+                                            },
+                                            [&] { reload(); }};
+    for (const auto& cause : causes) {
         const auto client = restart();
         client->onUpdate = [this](const Bytes&) { service.clear(); };
-        if (reloads) reload();
-        if (!reloads) set({command(1), 0, 0, 114, 5});
+        cause();
         EXPECT_EQ(client->take(1).size(), 1u);
     }
     restart();
     EXPECT_THAT(parameter(0, 114), ElementsAre(5));
 }
 
-TEST_F(EventHandlerTest, AClientThatDiesWhileItIsToldIsGoneAfterwards) {
+TEST_F(EventHandlerTest, AClientThatDiesDuringItsUpdateIsRemoved) {
     const auto witness = enter(0, 1);
     const auto dying = enter(1, 50);
     std::thread death;
     dying->onUpdate = [&](const Bytes&) {
         if (!death.joinable()) death = std::thread([&] { dying->onDied(); });
     };
-    set({command(0), 0, 1});
+    set(SWITCH_EFFECT, {1});
     witness->take(2);
     dying->take(1);
     death.join();
     EXPECT_FALSE(service->hasDecCP());
-    set({command(0), 0, 0});
+    set(SWITCH_EFFECT, {0});
     witness->take(1);
-    EXPECT_TRUE(dying->take(0).empty());
+    EXPECT_THAT(dying->take(0), IsEmpty());
 }
 
 }  // namespace

@@ -1,8 +1,11 @@
 #include "tests/service/ServiceFixture.h"
 
+#include <sstream>
+
 namespace velora::test {
 namespace {
 
+using enum Command;
 using testing::ElementsAre;
 
 const Bytes kNotice = bytesOf({-1, 0});
@@ -10,86 +13,162 @@ const Bytes kNotice = bytesOf({-1, 0});
 class VeloraManagerServiceTest : public ServiceFixture {
 protected:
     /// Clients without a listener.
-    void add(int64_t type, int64_t uid) {
-        service->registerClient(nullptr, static_cast<int32_t>(type), static_cast<uint32_t>(uid));
-    }
-    void remove(int64_t type, int64_t uid) {
-        service->unregisterClient(nullptr, static_cast<int32_t>(type), static_cast<uint32_t>(uid));
+    void add(int32_t type, uint32_t uid) { service->registerClient(nullptr, type, uid); }
+    void remove(int32_t type, uint32_t uid) { service->unregisterClient(nullptr, type, uid); }
+
+    /// What the registered clients count for, such as "DV multichannel 8 codec 4".
+    std::string counts() {
+        std::ostringstream text;
+        if (value("DCCP") != 0) text << "CP ";
+        if (value("DCDV") != 0) text << "DV ";
+        if (service->hasMulitchannelDecDV()) text << "multichannel ";
+        if (value("DCOC") != 0) text << value("DCOC") << " ";
+        if (value("GDEA") != 0) text << "game ";
+        if (value("SPAA") != 0) text << "spatializer ";
+        text << "codec " << value("LCTP");
+        return text.str();
     }
 };
 
 TEST_F(VeloraManagerServiceTest, AnswersNeutrallyUntilARegistrationInitialises) {
     std::filesystem::remove_all(dir.path() / "odm");
     add(0, 1);
-    EXPECT_THAT((std::vector{key("SFXO"), key("SPKM"), key("AGSG"), key("DEAM"), key("DTFV")}),
-                ElementsAre(0, 0, 0, -1, -19));
+    EXPECT_THAT(
+        (std::vector{value("SFXO"), value("SPKM"), value("AGSG"), value("DEAM"), value("DTFV")}),
+        ElementsAre(0, 0, 0, -1, -19));
+    EXPECT_EQ(set(SWITCH_EFFECT, {1}), -19);
     reload();
     remove(0, 1);  // nothing to save yet
     EXPECT_FALSE(std::filesystem::exists(dir.path() / "data/vendor/velora/kiv_sqlite3.db"));
 
     install(contentsOf(sourceFile("data/minimal.xml")));
     add(0, 3);
-    EXPECT_GT(key("DTFV"), 0);
+    EXPECT_GT(value("DTFV"), 0);
 }
 
-TEST_F(VeloraManagerServiceTest, ClientsMoveCountersAndFlagsWhenTheyComeAndGo) {
-    const auto witness = enter(0, 1);
-    // Comes (1) or goes (0), type, uid; then the counters and flags. The channels of those that
-    // stay count, but never 12; a spatializer hides the decoders, and one that goes clears the flag
-    // though another stays; the keys 62 and 4 come twice.
-    constexpr std::array<int64_t, 10> kRows[] = {
-        {1, 7, 50, 0, 0, 0, 0, 0, 0, -1}, {1, 5, 10, 0, 1, 1, 12, 0, 0, 5},
-        {1, 3, 20, 0, 1, 1, 12, 0, 0, 3}, {0, 3, 20, 0, 1, 1, 0, 0, 0, 3},
-        {1, 4, 30, 0, 1, 1, 8, 0, 0, 4},  {1, 3, 40, 0, 1, 1, 8, 0, 0, 3},
-        {0, 4, 30, 0, 1, 1, 6, 0, 0, 3},  {1, 9, 50, 0, 0, 1, 6, 0, 1, 3},
-        {1, 2, 60, 0, 1, 1, 6, 0, 1, 2},  {1, 8, 70, 0, 1, 1, 6, 1, 1, 2},
-        {1, 8, 80, 0, 1, 1, 6, 1, 1, 2},  {0, 8, 70, 0, 1, 1, 6, 1, 1, 2},
-        {0, 8, 80, 0, 1, 1, 6, 0, 1, 2},  {1, 9, 90, 0, 1, 1, 6, 0, 1, 2},
-        {0, 9, 90, 0, 1, 1, 6, 0, 0, 2},  {1, 1, 61, 0, 1, 1, 6, 0, 0, 1},
-        {1, 9, 53, 0, 1, 1, 6, 0, 1, 1},  {1, 6, 0xfffffffe, 1, 1, 1, 6, 0, 1, 6},
-        {1, 1, 3, 1, 1, 1, 6, 0, 1, 1},   {0, 3, 1, 0, 1, 1, 6, 0, 1, 1},
-        {0, 2, 60, 0, 0, 1, 6, 0, 1, 1},  {0, 5, 10, 0, 0, 1, 6, 0, 1, 1},
-        {0, 3, 40, 0, 0, 0, 0, 0, 1, 1}};
-    for (const auto& row : kRows) {
-        row[0] != 0 ? add(row[1], row[2]) : remove(row[1], row[2]);
-        EXPECT_THAT((std::vector{key("DCCP"), key("DCDV"), int64_t{service->hasMulitchannelDecDV()},
-                                 key("DCOC"), key("GDEA"), key("SPAA"), key("LCTP")}),
-                    testing::ElementsAreArray(row.begin() + 3, row.end()))
-            << testing::PrintToString(row);
-    }
-    EXPECT_EQ(witness->take(std::size(kRows)), std::vector<Bytes>(std::size(kRows), kNotice));
+TEST_F(VeloraManagerServiceTest, NothingIsInitialisedAfterShutdown) {
+    EXPECT_TRUE(service->shutdown());
+    add(0, 1);
+    EXPECT_EQ(value("DTFV"), -19);
 }
 
-TEST_F(VeloraManagerServiceTest, ADeadClientLeavesWithItsCounterAloneAndNeverTakesASuccessorAlong) {
-    struct KeepsLink : RecordingClient {
-        android::hardware::Return<bool> linkToDeath(
-            const sp<android::hardware::hidl_death_recipient>& recipient, uint64_t) override {
-            kept = recipient;
-            return RecordingClient::linkToDeath(recipient, 0);
-        }
-        sp<android::hardware::hidl_death_recipient> kept;
+TEST_F(VeloraManagerServiceTest, NothingIsReloadedAfterShutdown) {
+    const auto client = enter(0, 1);
+    installOem(extra);
+    EXPECT_TRUE(service->shutdown());
+    const auto devices = service->getAvailableTuningDevicesLen(PORT_BLUETOOTH);
+    reload();
+    EXPECT_EQ(service->getAvailableTuningDevicesLen(PORT_BLUETOOTH), devices);
+    EXPECT_TRUE(client->take(0).empty());
+}
+
+TEST_F(VeloraManagerServiceTest, EachTypeChangesItsOwnCountersAndFlags) {
+    struct Case {
+        int32_t type;
+        const char* registered;
+        const char* left;
+    };
+    constexpr Case kCases[] = {
+        {.type = 0, .registered = "codec -1", .left = "codec -1"},
+        {.type = 1, .registered = "CP codec 1", .left = "codec 1"},
+        {.type = 2, .registered = "DV codec 2", .left = "codec 2"},
+        {.type = 3, .registered = "DV multichannel 6 codec 3", .left = "codec 3"},
+        {.type = 4, .registered = "DV multichannel 8 codec 4", .left = "codec 4"},
+        {.type = 5, .registered = "DV multichannel 12 codec 5", .left = "codec 5"},
+        {.type = 6, .registered = "CP codec 6", .left = "codec 6"},
+        {.type = 7, .registered = "codec 6", .left = "codec 6"},
+        {.type = 8, .registered = "game codec 6", .left = "codec 6"},
+        {.type = 9, .registered = "spatializer codec 6", .left = "codec 6"},
+        {.type = 10, .registered = "codec 6", .left = "codec 6"},
     };
     const auto witness = enter(0, 1);
-    const auto dying = sp<KeepsLink>::make();
-    service->registerClient(dying, 4, 50);
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.type);
+        add(c.type, 50);
+        EXPECT_EQ(counts(), c.registered);
+        remove(c.type, 50);
+        EXPECT_EQ(counts(), c.left);
+        EXPECT_THAT(witness->take(2), ElementsAre(kNotice, kNotice));
+    }
+}
+
+TEST_F(VeloraManagerServiceTest, TheChannelsAreThoseOfTheDecodersThatRemainButNever12) {
+    add(5, 10);
+    add(3, 20);
+    EXPECT_EQ(value("DCOC"), 12);
+    remove(3, 20);
+    EXPECT_EQ(value("DCOC"), 0);
+    add(4, 30);
+    add(3, 40);
+    EXPECT_EQ(value("DCOC"), 8);
+    remove(4, 30);
+    EXPECT_EQ(value("DCOC"), 6);
+}
+
+TEST_F(VeloraManagerServiceTest, AFlagRemainsWithTheLastGameButLeavesWithAnySpatializer) {
+    for (const uint32_t uid : {10, 20}) {
+        add(8, uid);
+        add(9, uid + 100);
+    }
+    add(4, 30);
+    EXPECT_EQ(counts(), "multichannel 8 game spatializer codec 4") << "which hides the decoder";
+    remove(8, 10);
+    remove(9, 110);
+    EXPECT_EQ(counts(), "DV multichannel 8 game codec 4");
+    remove(8, 20);
+    EXPECT_EQ(counts(), "DV multichannel 8 codec 4");
+}
+
+TEST_F(VeloraManagerServiceTest, ASecondClientWithTheSameSumIsNotAddedButSetsItsFlags) {
+    add(6, 0xfffffffe);  // wraps to 4
+    add(2, 2);
+    EXPECT_EQ(counts(), "CP codec 2");
+    add(9, 0xfffffffb);
+    EXPECT_EQ(counts(), "CP spatializer codec 2");
+    remove(1, 3);  // the first one
+    EXPECT_EQ(counts(), "spatializer codec 2");
+    remove(1, 3);
+    EXPECT_EQ(log.count("E VeloraManagerService: unregisterClient() uid 0x4 does not exist in "
+                        "Velora Server"),
+              1U);
+}
+
+/// A client whose death notice can come again, late.
+struct LateNotice : RecordingClient {
+    android::hardware::Return<bool> linkToDeath(
+        const sp<android::hardware::hidl_death_recipient>& recipient, uint64_t) override {
+        link = recipient;
+        return RecordingClient::linkToDeath(recipient, 0);
+    }
+    sp<android::hardware::hidl_death_recipient> link;
+};
+
+TEST_F(VeloraManagerServiceTest, ADeathChangesTheCounterAlone) {
+    const auto witness = enter(0, 1);
+    const auto decoder = enter(4, 50);
     const auto game = enter(8, 60);
     witness->take(2);
-    dying->onDied();
+    decoder->onDied();
     game->onDied();
-    EXPECT_FALSE(service->hasMulitchannelDecDV());
-    EXPECT_THAT((std::vector{key("DCOC"), key("GDEA")}), ElementsAre(8, 1));
-
-    const auto successor = sp<KeepsLink>::make();
-    service->registerClient(successor, 4, 50);
+    EXPECT_EQ(counts(), "8 game codec 4");
+    add(0, 2);
     EXPECT_THAT(witness->take(1), ElementsAre(kNotice)) << "without one of the deaths";
-    dying->kept->serviceDied(0, nullptr);
-    EXPECT_TRUE(service->hasMulitchannelDecDV());
+}
+
+TEST_F(VeloraManagerServiceTest, ALateDeathNoticeChangesNothing) {
+    const auto died = sp<LateNotice>::make();
+    service->registerClient(died, 4, 50);
+    died->onDied();
+    const auto successor = sp<LateNotice>::make();
+    service->registerClient(successor, 4, 50);
+    died->link->serviceDied(0, nullptr);
+    EXPECT_EQ(counts(), "DV multichannel 8 codec 4");
     service->unregisterClient(successor, 4, 50);
     successor->onDied();
-    EXPECT_EQ(log.count("E VeloraManagerService: binderDied ..."), 3U) << "it is no longer linked";
+    EXPECT_EQ(log.count("E VeloraManagerService: binderDied ..."), 2U) << "it is no longer linked";
     endService();
-    dying->kept->serviceDied(0, nullptr);                                // nobody left to tell
-    for (const auto& client : {dying, successor}) client->kept.clear();  // links hold their clients
+    died->link->serviceDied(0, nullptr);
+    for (const auto& client : {died, successor}) client->link.clear();  // which holds its client
 }
 
 TEST_F(VeloraManagerServiceTest, UpdatesGoToEveryClientInKeyOrderWhateverAnotherOneDoes) {
@@ -110,13 +189,77 @@ TEST_F(VeloraManagerServiceTest, UpdatesGoToEveryClientInKeyOrderWhateverAnother
 }
 
 TEST_F(VeloraManagerServiceTest, BuffersMayBeMissingOrTooLong) {
+    constexpr auto kMax = android::VeloraManagerService::kMaxRequestSize;
     enter(0, 1);
     EXPECT_EQ(service->getSfxParam(nullptr, 4, nullptr, 4), 0);
     service->getAvailableTuningDevices(1, nullptr, 100);
     service->setSelectedTuningDevice(1, nullptr, 3);
     service->setSelectedTuningDevice(1, nullptr, -1);
     EXPECT_EQ(service->setSfxParam(nullptr, 12), -22);
-    EXPECT_EQ(setBytes(Bytes(android::VeloraManagerService::kMaxRequestSize + 1)), -22);
+    EXPECT_EQ(setBytes(Bytes(kMax + 1)), -22);
+    EXPECT_EQ(setBytes(Bytes(kMax)), 0);
+}
+
+// The numbers of the commands as clients send them.
+TEST_F(VeloraManagerServiceTest, GetRequestsAreAnsweredIfThereIsRoom) {
+    enter(0, 1);
+    set(PROFILE_PARAMETER, {1, 106, 3});
+    enter(0, 2);
+    struct Case {
+        uint32_t command;
+        Integers arguments;
+        Integers answer;
+    };
+    const Case cases[] = {
+        {.command = 0, .arguments = {}, .answer = {1}},
+        {.command = 1, .arguments = {106, 1}, .answer = {3}},
+        {.command = 2, .arguments = {106, 1 << 4 | PORT_HDMI}, .answer = {3}},
+        {.command = 3, .arguments = {}, .answer = {5}},
+        {.command = 4, .arguments = {}, .answer = {3}},
+        {.command = 5, .arguments = {}, .answer = {}},
+        {.command = 10, .arguments = {}, .answer = {0}},
+        {.command = 11, .arguments = {1}, .answer = {1}},
+        {.command = 12, .arguments = {}, .answer = {}},
+        {.command = 13, .arguments = {}, .answer = {0}},
+    };
+    for (const Case& c : cases) EXPECT_EQ(ask(Command{c.command}, c.arguments), c.answer);
+
+    Integers gains = words(PROFILE_PARAMETER, {109, 0});
+    Integers answer(20, -1);
+    EXPECT_EQ(service->getSfxParam(gains.data(), 12, answer.data(), 79), 0);
+    EXPECT_EQ(answer, Integers(20, -1));
+    EXPECT_EQ(service->getSfxParam(gains.data(), 12, answer.data(), 80), 0);
+    EXPECT_EQ(answer, Integers(20, 0));
+}
+
+TEST_F(VeloraManagerServiceTest, TheDeviceListIsPaddedWithBlanksOrNotWritten) {
+    enter(0, 1);
+    const int size = service->getAvailableTuningDevicesLen(PORT_USB);
+    std::string list(static_cast<size_t>(size) + 2, '?');
+    service->getAvailableTuningDevices(PORT_USB, list.data(), size - 1);
+    EXPECT_EQ(list, std::string(list.size(), '?'));
+    service->getAvailableTuningDevices(PORT_USB, list.data(), size + 1);
+    EXPECT_EQ(list, "default_usb usb_dac  ?");
+}
+
+TEST_F(VeloraManagerServiceTest, TheDialogEnhancersAmountIsTheDuckingUnlessTheEqualiserIsOff) {
+    const auto client = enter(0, 1);
+    set(PROFILE_PORT_PARAMETER, {0, PORT_INTERNAL_SPEAKER, 108, 7});
+    set(PROFILE_PORT_PARAMETER, {0, PORT_INTERNAL_SPEAKER, 105, 1});
+    client->take(2);
+    EXPECT_EQ(value("DEAM"), 7);
+    set(PROFILE_PORT_PARAMETER, {0, PORT_INTERNAL_SPEAKER, 105, 0});
+    client->take(1);
+    EXPECT_EQ(value("DEAM"), 0);
+}
+
+TEST_F(VeloraManagerServiceTest, TheFacadeAnswersForTheProfileBehindTheLast) {
+    enter(0, 1);
+    const int count = ask(PROFILE_COUNT)[0];
+    for (const int profile : {-1, count, count + 1}) {
+        EXPECT_EQ(service->getProfileName(profile), "");
+    }
+    EXPECT_EQ(log.count("E SndManager: Invalid Profile Id!"), 1U);
 }
 
 TEST_F(VeloraManagerServiceTest, TheFormatVersionIsThreeNumbersBelowAThousand) {
@@ -133,7 +276,7 @@ TEST_F(VeloraManagerServiceTest, TheFormatVersionIsThreeNumbersBelowAThousand) {
     for (const auto& [version, number] : cases) {
         install(std::string(xml).replace(xml.find(given), given.size(), version));
         restart();
-        EXPECT_EQ(key("DTFV"), number) << version;
+        EXPECT_EQ(value("DTFV"), number) << version;
     }
 }
 
