@@ -23,37 +23,32 @@ std::string stored() {
            std::to_string(provider.getSelectedProfile()) + ", amount " + std::to_string(amount);
 }
 
-/// Keeps the looper busy with the update of a request until `release`, or until it is destroyed.
-class BusyLooper {
-public:
-    explicit BusyLooper(RecordingClient& client) {
-        client.onUpdate = [this](const Bytes& update) {
-            if (update != request) return;
-            mBegun.set_value();
-            mRelease.get_future().wait();
-        };
-    }
-    void waitForIt() { mBegun.get_future().wait_for(kPatience); }
-    void release() { mRelease.set_value(); }
-
-    /// An unknown command, which changes nothing.
-    const Bytes request = bytesOf(words(Command{99}, {1, 2, 3}));
-
-private:
-    std::promise<void> mBegun;
-    std::promise<void> mRelease;
-};
-
 class EventHandlerTest : public ServiceFixture {
 protected:
-    /// The switch, the selected profile, and profile 2: its amount of 106, that on the headphone.
+    /// The switch, the selected profile, and of profile 2 the amounts of 106, whole and headphone.
     std::string state() {
-        return (ask(SWITCH_EFFECT)[0] != 0 ? "on, profile " : "off, profile ") +
-               std::to_string(ask(SELECTED_PROFILE)[0]) + ", amounts " +
+        return (ask(SWITCH_EFFECT)[0] != 0 ? "on " : "off ") +
+               std::to_string(ask(SELECTED_PROFILE)[0]) + ", " +
                std::to_string(parameter(2, 106)[0]) + " " +
                std::to_string(parameter(2, PORT_HEADPHONE, 106)[0]) +
                (ask(IS_PROFILE_MODIFIED, {2})[0] != 0 ? " modified" : "");
     }
+
+    /// Sends a request without effect and waits until its update has come: the looper is then busy
+    /// with it until `release` is set or destroyed.
+    void keepBusy(RecordingClient& client) {
+        client.onUpdate = [&](const Bytes& update) {
+            if (update != blocking) return;
+            begun.set_value();
+            release.get_future().wait();
+        };
+        EXPECT_EQ(setBytes(blocking), 0);
+        EXPECT_EQ(begun.get_future().wait_for(kPatience), std::future_status::ready);
+    }
+
+    const Bytes blocking = bytesOf(words(Command{99}, {1, 2, 3}));
+    std::promise<void> begun;
+    std::promise<void> release;
 };
 
 // Every command, followed to the context, the clients, and the state after a restart. Incomplete
@@ -61,54 +56,43 @@ protected:
 TEST_F(EventHandlerTest, CommandsReachContextStoreAndClients) {
     struct Case {
         Integers request;
-        Integers notified = {};  ///< if other than the request
-        std::string state;
-        size_t missing = 0;  ///< bytes that are cut off at the end
+        bool answersArgument = false;  ///< the result word is its argument, else unchanged
+        size_t missing = 0;            ///< bytes that are cut off at the end
+        std::string state = {};        ///< if it changes
     };
     const std::vector<Case> cases{
-        {.request = words(SWITCH_EFFECT, {9, -5}),
-         .notified = words(SWITCH_EFFECT, {-5, -5}),
-         .state = "off, profile 0, amounts 12 6"},
-        {.request = words(SWITCH_EFFECT, {9, 3}),
-         .notified = words(SWITCH_EFFECT, {3, 3}),
-         .state = "on, profile 0, amounts 12 6"},
-        {.request = words(PROFILE_PARAMETER, {9, 2, 106, 99}),
-         .state = "on, profile 0, amounts 16 16 modified"},
+        {.request = words(SWITCH_EFFECT, {9, -5}), .answersArgument = true, .state = "off 0, 12 6"},
+        {.request = words(SWITCH_EFFECT, {9, 3}), .answersArgument = true, .state = "on 0, 12 6"},
+        {.request = words(PROFILE_PARAMETER, {9, 2, 106, 99}), .state = "on 0, 16 16 modified"},
         {.request = words(PROFILE_PORT_PARAMETER, {9, 2, PORT_HEADPHONE, 106, 5}),
-         .state = "on, profile 0, amounts 16 5 modified"},
-        {.request = words(PROFILE_PORT_PARAMETER, {9, 2, 7, 106, 1}),
-         .state = "on, profile 0, amounts 16 5 modified"},
-        {.request = words(PROFILE_PARAMETER, {9, 2, 106}),
-         .state = "on, profile 0, amounts 16 5 modified"},
-        {.request = words(PROFILE_PARAMETER, {9, 2, 106, 3}),
-         .state = "on, profile 0, amounts 16 5 modified",
-         .missing = 1},
+         .state = "on 0, 16 5 modified"},
+        {.request = words(PROFILE_PORT_PARAMETER, {9, 2, 7, 106, 1})},
+        {.request = words(PROFILE_PARAMETER, {9, 2, 106})},
+        {.request = words(PROFILE_PARAMETER, {9, 2, 106, 3}), .missing = 1},
         {.request = words(PROFILE_PARAMETER, {9, 2, 106, 3, 4}),
-         .state = "on, profile 0, amounts 3 3 modified",
-         .missing = 2},
+         .missing = 2,
+         .state = "on 0, 3 3 modified"},
         {.request = words(SELECTED_PROFILE, {9, 2}),
-         .notified = words(SELECTED_PROFILE, {2, 2}),
-         .state = "on, profile 2, amounts 3 3 modified"},
-        {.request = words(SELECTED_PROFILE, {9, 5}),
-         .notified = words(SELECTED_PROFILE, {5, 5}),
-         .state = "on, profile 2, amounts 3 3 modified"},
-        {.request = {0x0a, 9, 1}, .state = "on, profile 2, amounts 3 3 modified"},
-        {.request = {}, .state = "on, profile 2, amounts 3 3 modified"},
-        {.request = words(RESET_PROFILE, {9, 2}),
-         .notified = words(RESET_PROFILE, {2, 2}),
-         .state = "on, profile 2, amounts 12 6"},
+         .answersArgument = true,
+         .state = "on 2, 3 3 modified"},
+        {.request = words(SELECTED_PROFILE, {9, 5}), .answersArgument = true},
+        {.request = {10, 9, 1}},  // the command's bytes the other way round
+        {.request = {}},
+        {.request = words(RESET_PROFILE, {9, 2}), .answersArgument = true, .state = "on 2, 12 6"},
     };
     auto client = enter(0, 7);
+    std::string expected;
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.request));
-        auto request = bytesOf(c.request);
-        request.resize(request.size() - c.missing);
-        EXPECT_EQ(setBytes(request), 0);
-        EXPECT_THAT(client->take(1),
-                    ElementsAre(c.notified.empty() ? request : bytesOf(c.notified)));
-        EXPECT_EQ(state(), c.state);
+        Integers notified = c.request;
+        if (c.answersArgument) notified[1] = notified[2];
+        if (!c.state.empty()) expected = c.state;
+        const size_t size = c.request.size() * sizeof(int32_t) - c.missing;
+        EXPECT_EQ(setBytes(firstBytes(c.request, size)), 0);
+        EXPECT_THAT(client->take(1), ElementsAre(firstBytes(notified, size)));
+        EXPECT_EQ(state(), expected);
         client = restart();
-        EXPECT_EQ(state(), c.state) << "after a restart";
+        EXPECT_EQ(state(), expected) << "after a restart";
     }
 }
 
@@ -117,7 +101,7 @@ TEST_F(EventHandlerTest, WhatIsSetReachesTheEffectBeforeTheClients) {
     bool committed = false;
     SfxParamStore::getInstance().setListener([&] { committed = true; });
     client->onUpdate = [&](const Bytes&) { EXPECT_TRUE(committed); };
-    EXPECT_EQ(set(PROFILE_PORT_PARAMETER, {0, 0, 107, 15}), 0);
+    set(PROFILE_PORT_PARAMETER, {0, 0, 107, 15});
     client->take(1);
     SfxParamStore::getInstance().setListener(nullptr);
 }
@@ -137,10 +121,8 @@ TEST_F(EventHandlerTest, SwitchAndProfileAreStoredAtOnceSettingsWhenAPlainClient
 
 TEST_F(EventHandlerTest, RequestsWaitInOrderUpToALimit) {
     const auto client = enter(0, 7);
-    BusyLooper busy(*client);
-    std::vector<Bytes> sent{busy.request};
-    EXPECT_EQ(setBytes(busy.request), 0);
-    busy.waitForIt();
+    keepBusy(*client);
+    std::vector<Bytes> sent{blocking};
     for (int i = 0; i < kMaxQueued; ++i) {
         sent.push_back(bytesOf(words(PROFILE_PARAMETER, {0, 0, 114, i % 10})));
         ASSERT_EQ(setBytes(sent.back()), 0);
@@ -149,52 +131,40 @@ TEST_F(EventHandlerTest, RequestsWaitInOrderUpToALimit) {
     char device[] = "usb_dac";
     service->setSelectedTuningDevice(PORT_USB, device, 7);
     EXPECT_EQ(log.count("E VeloraManagerService: setSelectedTuningDevice: the request ..."), 1U);
-
-    busy.release();
-    std::vector<Bytes> notified;
-    while (notified.size() < sent.size()) {
-        auto updates = client->take(1);
-        ASSERT_FALSE(updates.empty());
-        std::move(updates.begin(), updates.end(), std::back_inserter(notified));
-    }
-    EXPECT_EQ(notified, sent);
-    for (int i = 0; i < kMaxQueued; ++i) ASSERT_EQ(set(PROFILE_COUNT, {0}), 0) << "all are done";
+    release.set_value();
+    EXPECT_EQ(client->take(sent.size()), sent);
+    for (int i = 0; i < kMaxQueued; ++i) ASSERT_EQ(set(PROFILE_COUNT, {0}), 0) << "none waits";
 }
 
-TEST_F(EventHandlerTest, ShutdownDropsWhatWaitsAndASecondOneWaitsForTheFirst) {
-    const auto client = enter(0, 7);
-    set(PROFILE_PARAMETER, {0, 114, 5});
-    BusyLooper busy(*client);
-    setBytes(busy.request);
-    busy.waitForIt();
+TEST_F(EventHandlerTest, ShutdownDropsWhatWaitsAndConcurrentCallersWaitForIt) {
+    keepBusy(*enter(0, 7));
     for (int i = 0; i < kMaxQueued; ++i) set(PROFILE_PARAMETER, {0, 114, 7});
-    auto first = std::async([&] { return service->shutdown(); });
-    EXPECT_TRUE(happens([&] { return set(PROFILE_COUNT, {0}) == -19; }));
-    auto second = std::async([&] { return service->shutdown(); });
-    EXPECT_EQ(second.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
-    busy.release();
-    EXPECT_TRUE(first.get());
-    EXPECT_TRUE(second.get());
-    EXPECT_EQ(stored(), "on, profile 0, amount 5");
-}
-
-TEST_F(EventHandlerTest, AfterShutdownNothingIsAcceptedOrSaved) {
-    enter(0, 7);
-    EXPECT_TRUE(service->shutdown());
+    std::future<bool> calls[2];
+    for (auto& call : calls) call = std::async([&] { return service->shutdown(); });
+    for (auto& call : calls) {
+        EXPECT_EQ(call.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    }
+    release.set_value();
+    for (auto& call : calls) EXPECT_TRUE(call.get());
     for (int i = 0; i <= kMaxQueued; ++i) ASSERT_EQ(set(PROFILE_COUNT, {0}), -19);
-    manager().getSndContext()->setProfileParameter(0, REVERB_SUPPRESSION_AMOUNT, {9});
-    EXPECT_TRUE(service->shutdown());
     EXPECT_EQ(stored(), "on, profile 0, amount 2");
 }
 
-TEST_F(EventHandlerTest, AServiceThatEndsOnItsLooperThreadDropsWhatWaits) {
+TEST_F(EventHandlerTest, OnlyTheFirstShutdownSaves) {
     const auto client = enter(0, 7);
-    BusyLooper busy(*client);
-    setBytes(busy.request);
-    busy.waitForIt();
+    set(PROFILE_PARAMETER, {0, 114, 5});
+    client->take(1);
+    EXPECT_TRUE(service->shutdown());
+    manager().getSndContext()->setProfileParameter(0, REVERB_SUPPRESSION_AMOUNT, {9});
+    EXPECT_TRUE(service->shutdown());
+    EXPECT_EQ(stored(), "on, profile 0, amount 5");
+}
+
+TEST_F(EventHandlerTest, AServiceThatEndsOnItsLooperThreadDropsWhatWaits) {
+    keepBusy(*enter(0, 7));
     set(PROFILE_PARAMETER, {0, 114, 7});
     service.clear();  // the looper thread holds the last reference now
-    busy.release();
+    release.set_value();
     restart();
     EXPECT_THAT(parameter(0, 114), ElementsAre(2));
 }
@@ -219,9 +189,7 @@ TEST_F(EventHandlerTest, AClientThatDiesDuringItsUpdateIsRemoved) {
     const auto witness = enter(0, 1);
     const auto dying = enter(1, 50);
     std::thread death;
-    dying->onUpdate = [&](const Bytes&) {
-        if (!death.joinable()) death = std::thread([&] { dying->onDied(); });
-    };
+    dying->onUpdate = [&](const Bytes&) { death = std::thread([&] { dying->onDied(); }); };
     set(SWITCH_EFFECT, {1});
     witness->take(2);
     dying->take(1);

@@ -7,7 +7,6 @@
 
 #include <chrono>
 #include <future>
-#include <thread>
 #include <utility>
 
 namespace velora::test {
@@ -17,21 +16,13 @@ using Integers = std::vector<int32_t>;
 
 constexpr std::chrono::seconds kPatience{20};
 
-/// Waits until `condition` holds. False if it never does.
-template <typename Condition>
-bool happens(Condition condition) {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::yield();
-    }
-    return true;
-}
-
-/// 32-bit words as the bytes of a buffer.
-inline Bytes bytesOf(const Integers& words) {
+/// 32-bit words as the bytes of a buffer, whole or cut off.
+inline Bytes firstBytes(const Integers& words, size_t size) {
     const auto* const bytes = reinterpret_cast<const uint8_t*>(words.data());
-    return {bytes, bytes + words.size() * sizeof(int32_t)};
+    return {bytes, bytes + size};
+}
+inline Bytes bytesOf(const Integers& words) {
+    return firstBytes(words, words.size() * sizeof(int32_t));
 }
 
 /// A request: the command's word and the words that follow it.
@@ -40,19 +31,12 @@ inline Integers words(Command command, Integers following) {
     return following;
 }
 
-/// Says when it is destroyed, which is after the service whose other base it is.
-class EndSignal {
-public:
-    std::future<void> ended() { return mEnded.get_future(); }
-
-protected:
-    ~EndSignal() { mEnded.set_value(); }
-
-private:
-    std::promise<void> mEnded;
+/// Says when it is destroyed: as the first base, after the service.
+struct EndSignal {
+    ~EndSignal() { ended.set_value(); }
+    std::promise<void> ended;
 };
-
-class TestService : public EndSignal, public android::VeloraManagerService {};
+struct TestService : EndSignal, android::VeloraManagerService {};
 
 /// A service on a fresh root directory with the sample tuning file, and the log.
 class ServiceFixture : public ContextFixture {
@@ -65,7 +49,7 @@ protected:
 
     void makeService() {
         const auto made = sp<TestService>::make();
-        mEnds.push_back(made->ended());
+        mEnds.push_back(made->ended.get_future());
         service = made;
     }
     /// Waits for every service that was made, also for those that end on their looper threads.
