@@ -171,8 +171,7 @@ int SndManager::getNumOfProfiles() {
 
 int SndManager::getProfileNameLen(int profile) {
     Mutex::Autolock lock(sLock);
-    if (mContext == nullptr) return 0;
-    return static_cast<int>(profileNameLocked(profile).size()) + 1;
+    return mContext != nullptr ? static_cast<int>(profileNameLocked(profile).size()) + 1 : 0;
 }
 
 std::string SndManager::getProfileName(int profile) {

@@ -12,17 +12,15 @@
 namespace velora::test {
 
 using android::sp;
+using enum Command;
 using Integers = std::vector<int32_t>;
 
 constexpr std::chrono::seconds kPatience{20};
 
-/// 32-bit words as the bytes of a buffer, whole or cut off.
-inline Bytes firstBytes(const Integers& words, size_t size) {
+/// 32-bit words as the bytes of a buffer, of which the last ones may be missing.
+inline Bytes bytesOf(const Integers& words, size_t missing = 0) {
     const auto* const bytes = reinterpret_cast<const uint8_t*>(words.data());
-    return {bytes, bytes + size};
-}
-inline Bytes bytesOf(const Integers& words) {
-    return firstBytes(words, words.size() * sizeof(int32_t));
+    return {bytes, bytes + words.size() * sizeof(int32_t) - missing};
 }
 
 /// A request: the command's word and the words that follow it.
@@ -98,12 +96,10 @@ protected:
         while (!answer.empty() && answer.back() == kUnwritten) answer.pop_back();
         return answer;
     }
-    /// Of a whole profile, or on one port.
-    Integers parameter(int profile, int id) {
-        return ask(Command::PROFILE_PARAMETER, {id, profile});
-    }
+    /// The value of a whole profile, or on one port.
+    Integers parameter(int profile, int id) { return ask(PROFILE_PARAMETER, {id, profile}); }
     Integers parameter(int profile, int port, int id) {
-        return ask(Command::PROFILE_PORT_PARAMETER, {id, ProfileAndPort{profile, port}.word()});
+        return ask(PROFILE_PORT_PARAMETER, {id, ProfileAndPort{profile, port}.word()});
     }
 
     sp<android::VeloraManagerService> service;
