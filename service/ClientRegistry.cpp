@@ -86,6 +86,8 @@ bool VeloraManagerService::ClientRegistry::isPlain(int32_t type) {
 
 void VeloraManagerService::ClientRegistry::add(const sp<NotificationClient>& client) {
     Mutex::Autolock lock(mLock);
+
+    // The key is the sum of uid and type, so that it may be another user's and type's.
     if (mClients.indexOfKey(client->key()) >= 0) {
         ALOGW(kAlreadyRegisteredMessage, client->key());
     } else {
@@ -110,6 +112,7 @@ void VeloraManagerService::ClientRegistry::setFlagsLocked(int32_t type) {
         mLastCodecType = type;
         ALOGD(kCodecTypeMessage, type);
     }
+
     if (row.flag != nullptr) {
         this->*row.flag = 1;
         ALOGD("%s", row.flagMessage);
@@ -121,6 +124,7 @@ sp<VeloraManagerService::NotificationClient> VeloraManagerService::ClientRegistr
     Mutex::Autolock lock(mLock);
     sp<NotificationClient> client = mClients.valueFor(key);
     if (!client) return nullptr;
+
     client->unlinkToDeath();
     removeLocked(*client);
     resetFlagsLocked(client->type());
@@ -140,10 +144,12 @@ void VeloraManagerService::ClientRegistry::removeLocked(const NotificationClient
 
 void VeloraManagerService::ClientRegistry::resetFlagsLocked(int32_t type) {
     if (findType(type).channels > 0) mMultichannelOutputChannels = countOutputChannelsLocked();
+
     if (type == kGameType) {
         mGameSfxRegistered = isTypeRegisteredLocked(kGameType) ? 1 : 0;
         ALOGD(kGameStatusMessage, static_cast<int>(mGameSfxRegistered));
     }
+
     // Cleared even if another spatializer is still registered.
     if (type == kSpatializerType) {
         mSpatializerRegistered = 0;

@@ -158,12 +158,15 @@ void VeloraManagerService::EventHandler::setSelectedTuning(const AMessage& messa
 void VeloraManagerService::EventHandler::parseAndSendParam(void* data, size_t size) {
     const Words words(data, size);
     if (size < (SetRequest::kFirstArgument + 1) * Words::kSize) return;
+
     const Command number = velora::commandOf(words);
     for (const SetCommand& command : kSetCommands) {
         if (command.number != number) continue;
 
         const int32_t argument = words[SetRequest::kFirstArgument];
         command.run(*mSndManager, words);
+
+        // The result only repeats the argument: clients can't see whether the command succeeded.
         if (command.answersArgument) {
             memcpy(static_cast<uint8_t*>(data) + SetRequest::kResult * Words::kSize, &argument,
                    sizeof argument);

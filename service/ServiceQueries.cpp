@@ -281,6 +281,7 @@ void VeloraManagerService::packAndReceiveParam(const void* in, uint32_t inLen, v
     // A short request is answered nevertheless: what is missing reads as zero.
     const Words request(in, inLen);
     if (request.size() < Words::kSize) ALOGE(kShortInputMessage, __func__);
+
     const Command number = velora::commandOf(request);
     const auto* const command =
         std::find_if(std::begin(kGetCommands), std::end(kGetCommands),

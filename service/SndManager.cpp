@@ -44,7 +44,7 @@ const Endpoint* endpointOfPort(int port) {
 }
 
 /// The parameters that are set along with `id`, which is one of them.
-std::vector<int> setTogether(int id) {
+std::vector<int> parametersSetWith(int id) {
     if (id == kVirtualBassEnable) return {kVirtualBassEnable, kSteererSourceDistance};
     return {id};
 }
@@ -88,9 +88,7 @@ int SndManager::init() {
 }
 
 std::unique_ptr<SfxEffect> SndManager::createSfxEffect(int sessionId) {
-    if (sessionId < 0) {
-        ALOGE(kNegativeSessionMessage, sessionId);
-    }
+    if (sessionId < 0) ALOGE(kNegativeSessionMessage, sessionId);
     mSessionId = sessionId;
     return std::make_unique<SfxEffect>(sessionId, android::String16("SndService"));
 }
@@ -275,7 +273,8 @@ int SndManager::getParamLength(int id) {
 bool SndManager::setParameter(int profile, int id, const Values& values) {
     Mutex::Autolock lock(sLock);
     if (!prepareChangeLocked() || !isParameterLocked(profile, id) || values.empty()) return false;
-    for (const int each : setTogether(id)) {
+
+    for (const int each : parametersSetWith(id)) {
         Values copy = values;  // the adapter limits it to the range of this parameter
         mAdapter->setParameter(profile, each, copy);
     }
@@ -297,9 +296,11 @@ SndManager::Values SndManager::getProfileParameter(int profile, Parameter parame
 bool SndManager::setProfilePortParameter(int profile, int port, int id, const Values& values) {
     Mutex::Autolock lock(sLock);
     if (!prepareChangeLocked()) return false;
+
     const Endpoint* const endpoint = endpointOfPort(port);
     if (endpoint == nullptr || !isParameterLocked(profile, id) || values.empty()) return false;
-    for (const int each : setTogether(id)) {
+
+    for (const int each : parametersSetWith(id)) {
         Values copy = values;
         mAdapter->setProfileEndpointParameter(profile, *endpoint, each, copy);
     }

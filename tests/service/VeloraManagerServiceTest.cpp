@@ -125,7 +125,7 @@ TEST_F(VeloraManagerServiceTest, ALateDeathNoticeChangesNothing) {
     const auto died = sp<LateNotice>::make();
     service->registerClient(died, 4, 50);
     died->onDied();
-    const auto successor = sp<RecordingClient>::make();
+    const auto successor = sp<LateNotice>::make();
     service->registerClient(successor, 4, 50);
     died->link->serviceDied(0, nullptr);
     EXPECT_EQ(counts(), "DCDV 1 DCOC 8 ");
@@ -134,7 +134,7 @@ TEST_F(VeloraManagerServiceTest, ALateDeathNoticeChangesNothing) {
     EXPECT_EQ(log.count("E VeloraManagerService: binderDied ..."), 2U) << "it is no longer linked";
     endService();
     died->link->serviceDied(0, nullptr);
-    died->link.clear();  // which holds its client
+    for (const auto& client : {died, successor}) client->link.clear();  // which holds its client
 }
 
 TEST_F(VeloraManagerServiceTest, UpdatesGoToEveryClientInKeyOrderWhateverAnotherOneDoes) {
