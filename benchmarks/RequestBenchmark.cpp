@@ -1,13 +1,15 @@
-// A client's request through the service, and what the effect is sent.
+// The way of a client's request through the service, and of all parameters to the effect.
 
 #include "benchmarks/Ratio.h"
 #include "benchmarks/Sample.h"
 #include "context/SndContextManager.h"
 #include "effect/SfxController.h"
 #include "effect/SfxEffect.h"
+#include "service/Protocol.h"
 #include "service/VeloraManagerService.h"
 
 #include <semaphore>
+#include <tuple>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -22,38 +24,43 @@ namespace {
 
 using android::sp;
 
+// Client-facing parameters that are kept in different places.
+constexpr int32_t kProfileAmount = 114;   ///< one value, on the profile
+constexpr int32_t kEndpointAmount = 107;  ///< one value, on each endpoint
+constexpr int32_t kGains = 109;           ///< 20 values, on the GEQ preset
+
 using Signal = std::counting_semaphore<1 << 20>;
 
-/// A client; the last one says when it has been told of a request.
+/// A client. The last one says when it has been notified of a request.
 class Client : public android::IKmsCallbacks {
 public:
-    explicit Client(Signal* told) : mTold(told) {}
+    /// `notified` is null for all clients but the last.
+    explicit Client(Signal* notified) : mNotified(notified) {}
     android::hardware::Return<void> onSfxParamUpdate(
         const android::hardware::hidl_vec<uint8_t>& data) override {
-        const bool isRegistration = data.size() == 8;  // two words; the requests have more
-        if (mTold != nullptr && !isRegistration) mTold->release();
+        const bool isNotice = isRegistrationNotice(Words(data.data(), data.size()));
+        if (mNotified != nullptr && !isNotice) mNotified->release();
         return android::hardware::Void();
     }
 
 private:
-    Signal* const mTold;
+    Signal* const mNotified;
 };
 
-/// What a service has.
+/// How much there is of what a request may depend on.
 struct Load {
     int clients = 1;
     Scale scale = {};
-    int32_t parameter =
-        114;  ///< of the profile that is set; this is one value of the profile alone
-    size_t values = 1;
+    int32_t parameter = kProfileAmount;  ///< the one that is set
+    size_t values = 1;                   ///< number of its values
 };
 
-/// A service whose clients have all been told of each other.
+/// A service with its clients.
 struct Service {
     explicit Service(Load load) : root(load.scale) {
         SndContextManager::getInstance().release();
         for (int i = 1; i <= load.clients; ++i) {
-            service->registerClient(sp<Client>::make(i == load.clients ? &told : nullptr), 0,
+            service->registerClient(sp<Client>::make(i == load.clients ? &notified : nullptr), 0,
                                     static_cast<uint32_t>(i));
         }
     }
@@ -64,27 +71,29 @@ struct Service {
     }
 
     const Root root;
-    Signal told{0};
+    Signal notified{0};
     sp<android::VeloraManagerService> service = sp<android::VeloraManagerService>::make();
 };
 
 void setOurs(benchmark::State& state, Load load) {
     Service fixture(load);
-    std::vector<int32_t> words{1 << 24, 0, 0, load.parameter};
-    words.resize(words.size() + load.values);
+    std::vector<int32_t> words{wordOf(Command::PROFILE_PARAMETER), 0, 0, load.parameter};
+    const size_t firstValue = words.size();
+    words.resize(firstValue + load.values);
+    const auto size = static_cast<uint32_t>(words.size() * sizeof(int32_t));
     for (auto _ : state) {
-        words[4] ^= 1;
-        fixture.service->setSfxParam(words.data(), static_cast<uint32_t>(words.size() * 4));
-        fixture.told.acquire();
+        words[firstValue] ^= 1;  // a value that doesn't change isn't sent to the effect
+        std::ignore = fixture.service->setSfxParam(words.data(), size);
+        fixture.notified.acquire();
     }
 }
 
 void getOurs(benchmark::State& state, Load load) {
     Service fixture(load);
-    int32_t words[] = {1 << 24, 114, 0};
+    int32_t words[] = {wordOf(Command::PROFILE_PARAMETER), kProfileAmount, 0};
     int32_t answer = 0;
     for (auto _ : state) {
-        fixture.service->getSfxParam(words, sizeof words, &answer, sizeof answer);
+        std::ignore = fixture.service->getSfxParam(words, sizeof words, &answer, sizeof answer);
         benchmark::DoNotOptimize(answer);
     }
 }
@@ -106,7 +115,7 @@ void postFloor(benchmark::State& state, Load /*unused*/) {
     looper->stop();
 }
 
-/// Keeps the last block.
+/// An effect that keeps the last block it was sent.
 struct BlockKeeper : SfxEffect {
     BlockKeeper() : SfxEffect(0, android::String16("bench")) {}
     int send(int, const std::vector<int32_t>& data) override {
@@ -155,11 +164,11 @@ void resendFloor(benchmark::State& state, int /*unused*/) {
     addRatio("set a parameter, 1 client", 2, setOurs, postFloor, {});
     addRatio("set a parameter, 50 clients", 2, setOurs, postFloor, {.clients = 50});
     addRatio("set a parameter of every endpoint, 50 clients", 2, setOurs, postFloor,
-             {.clients = 50, .parameter = 107});
+             {.clients = 50, .parameter = kEndpointAmount});
     addRatio("set 20 gains, 50 clients", 2, setOurs, postFloor,
-             {.clients = 50, .parameter = 109, .values = 20});
+             {.clients = 50, .parameter = kGains, .values = 20});
     addRatio("get a parameter", 2, getOurs, postFloor, {});
-    // How a request grows.
+    // How the time of a request grows.
     addRatio("set a parameter, 500 clients", kNoGoal, setOurs, postFloor, {.clients = 500});
     addRatio("set a parameter, tunings and profiles x 16", kNoGoal, setOurs, postFloor,
              {.scale = {.tunings = 16, .profiles = 16}});

@@ -4,11 +4,12 @@
 
 namespace velora::fuzz {
 
+/// Ends the process, which the fuzzer reports, unless `holds`.
 inline void check(bool holds) {
     if (!holds) abort();
 }
 
-/// A record has all parameters of its table and no other.
+/// Checks that a record has all parameters of its table and no other.
 template <typename Record>
 void checkComplete(const Record& record) {
     check(record.size() == Record::kStoredParams.size());

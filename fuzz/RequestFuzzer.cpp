@@ -1,13 +1,15 @@
-// Requests of any bytes: an answer is written whole and within its room or not at all, a command
-// changes nothing of its buffer but the result, and all settings still read within their range.
+// Requests of arbitrary bytes: an answer is written whole and within its room or not at all, a
+// command changes only the result word of its buffer, and all settings remain within their range.
 //
-// An input is a row of requests, each of a byte for the kind (255: a command; else the room of an
-// answer), one for the length, and the buffer.
+// An input is a sequence of requests. Each has a byte for its kind (255: a command; else a
+// question, and the bytes of room for its answer), a byte for the length of its buffer, and the
+// buffer.
 
 #include "context/SndContextManager.h"
 #include "fuzz/Check.h"
 #include "fuzz/Root.h"
 #include "service/ParameterAdapter.h"
+#include "service/Protocol.h"
 #include "service/VeloraManagerService.h"
 #include "tests/support/RecordingClient.h"
 
@@ -18,6 +20,8 @@
 namespace {
 
 using android::sp;
+using velora::SetRequest;
+using velora::Words;
 using velora::fuzz::check;
 using velora::test::Bytes;  // of the exact size, so that reading or writing beyond it is noticed
 using Service = android::VeloraManagerService;
@@ -30,7 +34,10 @@ void set(Service& service, velora::test::RecordingClient& client, Bytes request)
     check(service.setSfxParam(request.data(), static_cast<uint32_t>(request.size())) == 0);
     Bytes update = client.take(1).at(0);
     check(update.size() == request.size());
-    if (update.size() >= 8) memcpy(&update[4], &request[4], 4);  // the result
+    constexpr size_t kResult = SetRequest::kResult * Words::kSize;
+    if (update.size() >= kResult + Words::kSize) {
+        memcpy(&update[kResult], &request[kResult], Words::kSize);
+    }
     check(update == request);
 }
 
@@ -51,7 +58,7 @@ void checkRoom(const Bytes& answer, const Bytes& ample) {
 void checkSettings(velora::SndContext& context, int profile) {
     velora::ParameterAdapter adapter(&context);
     for (const auto& [id, parameter, scope, min, max, length] : velora::kAdapterParameters) {
-        if (parameter == velora::VIRTUALIZER_ENABLE) continue;  // is stored as it comes
+        if (parameter == velora::VIRTUALIZER_ENABLE) continue;  // has no limits
         auto values = adapter.getParameter(profile, id);
         check(values.size() == static_cast<size_t>(length));
         for (const auto endpoint : velora::kEndpoints) {
@@ -70,9 +77,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const velora::fuzz::Root root("data/multimedia_velora_kiv_default.xml");
     static const auto service = sp<Service>::make();
     static const auto client = sp<velora::test::RecordingClient>::make();
-    static const bool entered =
+    static const bool registered =
         (service->registerClient(client, 0, 1), client->take(1).size() == 1);
-    check(entered);
+    check(registered);
+
     FuzzedDataProvider input(data, size);
     while (input.remaining_bytes() >= 2) {
         const Bytes head = input.ConsumeBytes<uint8_t>(2);
@@ -83,6 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             checkRoom(get(*service, request, head[0]), get(*service, request, kAmpleRoom));
         }
     }
+
     auto& context = *velora::SndContextManager::getInstance().getSndContext();
     for (int profile = 0; profile < context.getNumOfProfiles(); ++profile) {
         if (!context.isProfileModified(profile)) continue;

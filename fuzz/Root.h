@@ -11,8 +11,8 @@
 
 namespace velora::fuzz {
 
-/// A fresh directory as the root of all files, with a tuning file of the source tree. All that is
-/// logged is formatted, and dropped.
+/// A fresh directory as the root of all files, with a tuning file of the source tree. Everything
+/// that is logged is formatted, as the formats are to be checked, too, and then dropped.
 class Root {
 public:
     explicit Root(std::string_view tuningFile) {

@@ -7,39 +7,40 @@
 
 namespace velora {
 
-/// Where a client-facing parameter lives, which decides how it is read and written.
+/// Where a client-facing parameter is kept, which decides how it is read and written.
 enum class Scope {
     PROFILE,   ///< on the profile
     ENDPOINT,  ///< on each of the profile's endpoints
     /// On each endpoint in headphone virtualiser mode 1. In the other modes it is the first value
-    /// of the profile's rendering configuration, and setting it restores a fixed configuration.
+    /// of the profile's rendering configuration, and setting it resets that configuration.
     STEERING,
     HEADPHONE,   ///< on the headphone endpoint alone
     SPEAKER,     ///< on the speaker endpoint alone
     GEQ_PRESET,  ///< on the profile's GEQ preset
 };
 
-/// One of the numbered settings that clients read and write without knowing how they are stored.
+/// One of the numbered settings that clients read and write without knowing where they are kept.
 struct AdapterParameter {
     int id;
     Parameter parameter;
     Scope scope;
-    int min;
-    int max;     ///< or kUpToIeqPresets
+    int min;     ///< smallest value that is stored
+    int max;     ///< largest value that is stored, or kUpToIeqPresets
     int length;  ///< number of values
 };
 
-/// Stands for as many as there are IEQ presets.
+/// As a maximum: the number of IEQ presets.
 inline constexpr int kUpToIeqPresets = -1;
 
 inline constexpr int kFirstAdapterParameter = 100;
-// Those that are known by more than their row.
+
+// The parameters that other code names.
 inline constexpr int kGraphicEqualizerEnable = 105;
 inline constexpr int kDialogEnhancerDucking = 108;
 inline constexpr int kVirtualBassEnable = 111;
 inline constexpr int kSteererSourceDistance = 112;
 
-/// By number, without a gap.
+/// Ascending by number, without a gap.
 inline constexpr auto kAdapterParameters = std::to_array<AdapterParameter>({
     {100, VIRTUALIZER_ENABLE, Scope::HEADPHONE, 0, 1, 1},
     {101, VIRTUALIZER_ENABLE, Scope::SPEAKER, 0, 1, 1},

@@ -21,12 +21,13 @@ using velora::Words;
 
 namespace {
 
+// Names of a message's entries.
 constexpr char kBuffer[] = "buffer";
 constexpr char kPort[] = "port";
 
 }  // namespace
 
-/// How one command is done, and whether its first argument goes into the result word.
+/// How one command is executed, and whether its first argument is copied into the result word.
 struct VeloraManagerService::EventHandler::SetCommand {
     Command number;
     bool answersArgument;
@@ -51,8 +52,8 @@ const VeloraManagerService::EventHandler::SetCommand
         {Command::SELECTED_PROFILE, true,
          [](SndManager& manager, const Words& words) {
              const int profile = words[2];
-             const bool selected = manager.setSelectedProfile(profile);
-             if (selected && manager.getSelectedProfile() == profile) manager.saveSndProfile();
+             const bool accepted = manager.setSelectedProfile(profile);
+             if (accepted && manager.getSelectedProfile() == profile) manager.saveSndProfile();
          }},
         {Command::RESET_PROFILE, true,
          [](SndManager& manager, const Words& words) { manager.resetProfile(words[2]); }},
@@ -66,66 +67,81 @@ VeloraManagerService::EventHandler::EventHandler(SndManager* manager, VeloraMana
 void VeloraManagerService::EventHandler::start() {
     mLooper->registerHandler(this);
     const status_t result = mLooper->start(false, false, PRIORITY_DEFAULT);
-    if (result != OK) ALOGE("no thread for the event handler, %d", result);
+    if (result != OK) ALOGE("the event handler's thread can't be started, error %d", result);
 }
 
 void VeloraManagerService::EventHandler::stop() {
     mLooper->unregisterHandler(id());
+    mWaiting = 0;  // what is queued is dropped, since it has no receiver any more
     mLooper->stop();
 }
 
-void VeloraManagerService::EventHandler::sendMessage(const void* data, uint32_t size,
-                                                     uint32_t what) {
-    makeMessage(data, size, what)->post();
+status_t VeloraManagerService::EventHandler::sendMessage(const void* data, uint32_t size,
+                                                         uint32_t what) {
+    return post(makeMessage(data, size, what));
 }
 
-int VeloraManagerService::EventHandler::sendRequest(const void* data, uint32_t size, int32_t port,
-                                                    uint32_t what) {
-    if (++mWaiting > kMaxQueuedRequests) {
-        --mWaiting;
-        return NO_MEMORY;
-    }
+status_t VeloraManagerService::EventHandler::sendMessage(const void* data, uint32_t size,
+                                                         int32_t port, uint32_t what) {
     const sp<AMessage> message = makeMessage(data, size, what);
     message->setInt32(kPort, port);
-    message->post();
-    return OK;
+    return post(message);
 }
 
 sp<AMessage> VeloraManagerService::EventHandler::makeMessage(const void* data, uint32_t size,
                                                              uint32_t what) {
     const auto buffer = sp<ABuffer>::make(size);
-    if (size > 0) memcpy(buffer->data(), data, size);
+    if (size > 0) memcpy(buffer->data(), data, size);  // `data` may be null otherwise
     buffer->setRange(0, size);
+
     auto message = sp<AMessage>::make(what, this);
     message->setBuffer(kBuffer, buffer);
     return message;
 }
 
+status_t VeloraManagerService::EventHandler::post(const sp<AMessage>& message) {
+    const bool isCounted = isRequest(message->what());
+    if (isCounted && ++mWaiting > kMaxQueuedRequests) {
+        --mWaiting;
+        return NO_MEMORY;
+    }
+
+    if (message->post() == OK) return OK;
+    if (isCounted) --mWaiting;
+    return NO_INIT;
+}
+
+bool VeloraManagerService::EventHandler::isRequest(uint32_t what) {
+    return what == SET_PARAM || what == SET_SELECTED_TUNING;
+}
+
 void VeloraManagerService::EventHandler::onMessageReceived(const sp<AMessage>& message) {
-    if (message->what() != kRegistrationChanged) --mWaiting;
-    // Keeps the service, and with it the facade, until the clients are told. If the last other
-    // reference goes meanwhile, the service is destroyed here, on the looper thread.
+    if (isRequest(message->what())) --mWaiting;
+
+    // Keeps the service, and the facade that it owns, until the clients are notified. If the last
+    // other reference is released meanwhile, the service is destroyed here, on the looper thread.
     const sp<VeloraManagerService> owner = mOwner.promote();
     if (!owner) return;
 
     sp<ABuffer> buffer;
     switch (message->what()) {
-        case kRegistrationChanged:
+        case REGISTRATION_CHANGED:
             message->findBuffer(kBuffer, &buffer);
             break;
-        case kSetSelectedTuning:
+        case SET_SELECTED_TUNING:
             message->findBuffer(kBuffer, &buffer);
             setSelectedTuning(*message, buffer);
             break;
-        case kSetParam:
-            // The command writes its result into the buffer, which the clients then get.
+        case SET_PARAM:
+            // The command writes its result into the buffer that the clients then get.
             if (message->findBuffer(kBuffer, &buffer)) {
                 parseAndSendParam(buffer->data(), buffer->size());
             }
             break;
-        default:  // any other kind: nothing to do, and an empty update
+        default:  // any other kind is only an empty update
             break;
     }
+
     owner->doOnSfxParamUpdate(buffer ? buffer->data() : nullptr,
                               buffer ? static_cast<uint32_t>(buffer->size()) : 0);
 }
@@ -142,10 +158,15 @@ void VeloraManagerService::EventHandler::setSelectedTuning(const AMessage& messa
 void VeloraManagerService::EventHandler::parseAndSendParam(void* data, size_t size) {
     const Words words(data, size);
     if (size < (SetRequest::kFirstArgument + 1) * Words::kSize) return;
+
+    const Command number = velora::commandOf(words);
     for (const SetCommand& command : kSetCommands) {
-        if (command.number != Command{words.bigEndianAt(SetRequest::kCommand)}) continue;
+        if (command.number != number) continue;
+
         const int32_t argument = words[SetRequest::kFirstArgument];
         command.run(*mSndManager, words);
+
+        // The result only repeats the argument: clients can't see whether the command succeeded.
         if (command.answersArgument) {
             memcpy(static_cast<uint8_t*>(data) + SetRequest::kResult * Words::kSize, &argument,
                    sizeof argument);

@@ -10,39 +10,43 @@
 #include <media/stagefright/foundation/AHandler.h>
 #include <media/stagefright/foundation/ALooper.h>
 #include <media/stagefright/foundation/AMessage.h>
+#include <utils/Errors.h>
 
 namespace android {
 
 class ABuffer;
 
-/// Does the service's state changes one at a time, in the order posted, on a looper thread of its
-/// own, and tells every client after each.
+/// Executes the service's state changes one at a time, in the order posted, on a looper thread of
+/// its own, and notifies every client after each.
 ///
-/// Held by the service, which it doesn't keep alive: a message that finds the service going is
-/// dropped. `sendMessage` may be called on any thread.
+/// Owned by the service, which it doesn't keep alive: a message that is delivered while the service
+/// is being destroyed is dropped. Owns the looper. Any thread may call `sendMessage`.
 class VeloraManagerService::EventHandler : public AHandler {
 public:
     /// What a message asks for.
     enum What : uint32_t {
-        kRegistrationChanged =
-            velora::fourCharacters("regc"),  ///< "buffer": the notice for the clients
-        kSetSelectedTuning = velora::fourCharacters("sett"),  ///< "buffer": device name, "port"
-        kSetParam = velora::fourCharacters("setp"),           ///< "buffer": a command
+        /// "buffer": the notice for the clients.
+        REGISTRATION_CHANGED = velora::fourCharacters("regc"),
+        /// A client's request. "buffer": the device name, "port": its port.
+        SET_SELECTED_TUNING = velora::fourCharacters("sett"),
+        /// A client's request. "buffer": a command, see velora::SetRequest.
+        SET_PARAM = velora::fourCharacters("setp"),
     };
 
-    /// Makes the looper; it doesn't run yet. `manager` must stand as long as `owner`.
+    /// Creates the looper; it doesn't run yet. `manager` must live as long as `owner`.
     EventHandler(velora::SndManager* manager, VeloraManagerService* owner);
 
     /// Registers the handler with its looper and starts the thread.
     void start();
-    /// Drops what is queued and ends the thread, waiting for the message at hand unless called on
-    /// the looper thread.
+    /// Drops what is queued and ends the thread. Waits for the message that is being handled,
+    /// unless called on the looper thread.
     void stop();
 
-    /// Queues a message with a copy of `size` bytes at `data`.
-    void sendMessage(const void* data, uint32_t size, uint32_t what);
-    /// The same for what a client asks for, with a port. 0, or -12 while too many of these wait.
-    int sendRequest(const void* data, uint32_t size, int32_t port, uint32_t what);
+    /// Queues a message with a copy of `size` bytes at `data`, and with a port. Returns 0; -12 for
+    /// a client's request while kMaxQueuedRequests of them wait; -19 after `stop`.
+    [[nodiscard]] status_t sendMessage(const void* data, uint32_t size, uint32_t what);
+    [[nodiscard]] status_t sendMessage(const void* data, uint32_t size, int32_t port,
+                                       uint32_t what);
 
 protected:
     void onMessageReceived(const sp<AMessage>& message) override;
@@ -52,15 +56,18 @@ private:
     static const SetCommand kSetCommands[];
 
     sp<AMessage> makeMessage(const void* data, uint32_t size, uint32_t what);
+    status_t post(const sp<AMessage>& message);
+    /// True for what a client asks for: only the number of these is bounded.
+    static bool isRequest(uint32_t what);
     void setSelectedTuning(const AMessage& message, const sp<ABuffer>& buffer);
-    /// Does the command in `size` bytes at `data` and writes its result word there. A buffer
-    /// without room for a first argument, and an unknown command, do nothing.
+    /// Executes the command in `size` bytes at `data` and writes its result word there. A buffer
+    /// without room for a first argument, and an unknown command, change nothing.
     void parseAndSendParam(void* data, size_t size);
 
     const sp<ALooper> mLooper;
     velora::SndManager* const mSndManager;
     const wp<VeloraManagerService> mOwner;
-    std::atomic<int> mWaiting{0};  ///< requests that were queued and not yet begun
+    std::atomic<int> mWaiting{0};  ///< requests that are queued and not yet begun
 };
 
 }  // namespace android

@@ -8,10 +8,12 @@
 
 namespace android {
 
-/// One registered client: who it is, and how to reach it. Held by the registry and, weakly, by the
-/// death link of its listener. Constant, so any thread may use it.
+/// One registered client: who it is, and how to reach it. Owned by the registry; the death link of
+/// its listener refers to it, too. It doesn't keep the service alive. Constant, so any thread may
+/// use it.
 class VeloraManagerService::NotificationClient : public hardware::hidl_death_recipient {
 public:
+    /// `listener` may be null: nothing is sent then.
     NotificationClient(const wp<VeloraManagerService>& service, const sp<IKmsCallbacks>& listener,
                        int32_t type, uint32_t key)
         : mType(type), mKey(key), mListener(listener), mService(service) {}
@@ -22,11 +24,11 @@ public:
     void linkToDeath();
     void unlinkToDeath();
 
-    /// Takes the client out of the registry of the service, if that still stands.
+    /// Removes the client from the registry, if the service still exists.
     void serviceDied(uint64_t cookie, const wp<hidl::base::V1_0::IBase>& who) override;
 
-    /// Gives the client a byte vector that wraps `size` bytes at `data` (null: an empty one) for
-    /// the time of the call. A failure of the transport is logged.
+    /// Calls the listener with `size` bytes at `data` (null: none), which aren't copied. A failure
+    /// of the transport is logged.
     void onSfxParamUpdate(void* data, uint32_t size);
 
 private:

@@ -10,8 +10,14 @@ namespace velora {
 
 namespace {
 
-// The renderer's configuration, whose first value is the steerer's source distance.
+// Log texts that are part of the interface: they must not change, nor may their spelling be
+// corrected.
+constexpr char kUnsupportedMessage[] = "param id %d not supported";
+
+/// The renderer's configuration, whose first value is the steerer's source distance.
 constexpr Parameter kRendering = ADVANCED_HEADPHONE_VIRTUALIZER_RENDERING_CONFIG;
+
+/// What the configuration is reset to when a distance is set in a mode that doesn't use it.
 constexpr std::array kRenderingTemplate{35, 32767, 32767, 32767, 0, 3, 3, 3};
 
 const AdapterParameter* find(int id) {
@@ -21,23 +27,25 @@ const AdapterParameter* find(int id) {
 
 const AdapterParameter* findOrLog(int id) {
     const AdapterParameter* const parameter = find(id);
-    if (parameter == nullptr) ALOGE("param id %d not supported", id);
+    if (parameter == nullptr) ALOGE(kUnsupportedMessage, id);
     return parameter;
 }
 
-/// The row of a parameter that takes this number of values; null, and a line if it takes another.
+/// The row of a parameter, if it has this number of values. Null otherwise; a wrong number, which
+/// would leave the parameter unreadable, is logged.
 const AdapterParameter* findFor(int id, const ParameterAdapter::Values& values) {
     const AdapterParameter* const parameter = find(id);
     if (parameter == nullptr || static_cast<int>(values.size()) == parameter->length) {
         return parameter;
     }
-    ALOGE("param id %d takes %d values, not %zu", id, parameter->length, values.size());
+    ALOGE("param id %d has %d values, not %zu", id, parameter->length, values.size());
     return nullptr;
 }
 
 bool isOfEndpoints(Scope scope) { return scope == Scope::ENDPOINT || scope == Scope::STEERING; }
 
-/// The one endpoint that has a parameter, or whose values stand for the whole profile.
+/// The endpoint whose values represent the whole profile: the only one that has the parameter, or
+/// the headphone where a virtualiser is steered, else the speaker.
 Endpoint representativeEndpoint(Scope scope) {
     const bool headphone = scope == Scope::HEADPHONE || scope == Scope::STEERING;
     return headphone ? Endpoint::HEADPHONE : Endpoint::SPEAKER;
@@ -53,6 +61,7 @@ int ParameterAdapter::getParameterLength(int id) const {
 void ParameterAdapter::setParameter(int profile, int id, Values& values) {
     const AdapterParameter* const parameter = findFor(id, values);
     if (parameter == nullptr) return;
+
     switch (parameter->scope) {
         case Scope::PROFILE:
             clamp(*parameter, values);
@@ -63,7 +72,7 @@ void ParameterAdapter::setParameter(int profile, int id, Values& values) {
             mContext->setProfileGeqParameter(profile, parameter->parameter, values);
             return;
         case Scope::HEADPHONE:
-        case Scope::SPEAKER:  // as it is
+        case Scope::SPEAKER:  // not clamped
             mContext->setProfileParameter(profile, representativeEndpoint(parameter->scope),
                                           parameter->parameter, values);
             return;
@@ -85,7 +94,7 @@ void ParameterAdapter::setOnEndpoints(const AdapterParameter& parameter, int pro
                                       std::span<const Endpoint> endpoints, Values& values) {
     clamp(parameter, values);
     if (parameter.scope == Scope::STEERING && !isSteeredByEndpoints(profile)) {
-        // Whatever distance was asked for.
+        // The requested distance is discarded: only mode 1 uses it.
         mContext->setProfileParameter(profile, kRendering,
                                       {kRenderingTemplate.begin(), kRenderingTemplate.end()});
         return;
@@ -98,6 +107,7 @@ void ParameterAdapter::setOnEndpoints(const AdapterParameter& parameter, int pro
 ParameterAdapter::Values ParameterAdapter::getParameter(int profile, int id) {
     const AdapterParameter* const parameter = findOrLog(id);
     if (parameter == nullptr) return {};
+
     switch (parameter->scope) {
         case Scope::PROFILE:
             return mContext->getProfileParameter(profile, parameter->parameter);
@@ -122,8 +132,7 @@ ParameterAdapter::Values ParameterAdapter::getProfileEndpointParameter(int profi
 ParameterAdapter::Values ParameterAdapter::get(const AdapterParameter& parameter, int profile,
                                                Endpoint endpoint) {
     if (parameter.scope == Scope::STEERING && !isSteeredByEndpoints(profile)) {
-        const Values rendering = mContext->getProfileParameter(profile, kRendering);
-        return {rendering.empty() ? kRenderingTemplate.front() : rendering.front()};
+        return {mContext->getProfile(profile)->firstOf(kRendering, kRenderingTemplate.front())};
     }
     return mContext->getProfileParameter(profile, endpoint, parameter.parameter);
 }
@@ -135,8 +144,10 @@ void ParameterAdapter::clamp(const AdapterParameter& parameter, Values& values) 
 }
 
 bool ParameterAdapter::isSteeredByEndpoints(int profile) {
-    const Values mode = mContext->getProfileParameter(profile, HEADPHONE_VIRTUALIZER_MODE);
-    return !mode.empty() && mode.front() == 1;
+    constexpr int kUnknownMode = 0;
+    constexpr int kSteeredByEndpoints = 1;
+    const Profile& record = *mContext->getProfile(profile);
+    return record.firstOf(HEADPHONE_VIRTUALIZER_MODE, kUnknownMode) == kSteeredByEndpoints;
 }
 
 }  // namespace velora

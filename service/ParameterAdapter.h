@@ -8,13 +8,13 @@
 
 namespace velora {
 
-/// Serves the client-facing parameters (`kAdapterParameters`): brings values into their range and
-/// reads and writes them where they live in the sound context, whose change rule and notifications
-/// apply.
+/// Serves the client-facing parameters (`kAdapterParameters`): limits values to their range, and
+/// reads and writes them where they are kept in the sound context, whose change rule and
+/// notifications apply.
 ///
-/// Owned by the facade and used under its lock; the context stays its owner's. `profile` must be
-/// one of the context's. A number that has no row is logged and gets the neutral answer; the
-/// setters ignore it silently, but log and refuse another number of values than a parameter has.
+/// Owned by the facade and used under its lock; doesn't own the context. `profile` must be one of
+/// the context's. A number without a row is logged and gets the neutral answer; the setters ignore
+/// it silently, but log and refuse a wrong number of values.
 class ParameterAdapter {
 public:
     using Values = SndContext::Values;
@@ -24,14 +24,16 @@ public:
     /// Number of values of a parameter; 1 for an unknown one.
     int getParameterLength(int id) const;
 
-    /// For the whole profile: on every endpoint, where each has its own. `values` are brought into
-    /// range, but for a virtualiser's switch, whether or not the context takes them.
+    /// Sets a parameter for the whole profile: on every endpoint, where each has its own. `values`
+    /// are replaced by what they are limited to, except for the virtualisers' switches, which have
+    /// no limits; also if the context refuses them.
     void setParameter(int profile, int id, Values& values);
-    /// What stands for the whole profile: the profile's own, its GEQ preset's, the one endpoint's
-    /// that has it, the headphone's for a `STEERING` parameter, else the speaker's.
+    /// The value that represents the whole profile: the profile's own, its GEQ preset's, that of
+    /// the only endpoint that has it, the headphone's for a `STEERING` parameter, else the
+    /// speaker's.
     Values getParameter(int profile, int id);
 
-    /// For one endpoint; nothing, and empty, for a parameter that isn't kept by endpoint.
+    /// The same for one endpoint. A parameter that isn't kept by endpoint isn't set, and is empty.
     void setProfileEndpointParameter(int profile, Endpoint endpoint, int id, Values& values);
     Values getProfileEndpointParameter(int profile, Endpoint endpoint, int id);
 

@@ -2,11 +2,16 @@
 
 #include "util/Words.h"
 
+#include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
-// What the service's clients and the service must agree on: the layout of the buffers that they
-// exchange, and the numbers in them. docs/clients.md describes the same for people.
+// What the service and its clients must agree on: the layout of the buffers that they exchange, and
+// the numbers in them. docs/clients.md describes the same for people.
+//
+// A buffer is a row of 32-bit words. The first one is a command, always big-endian; all others are
+// in the machine's own byte order, since both sides run on the same machine.
 
 namespace velora {
 
@@ -17,43 +22,50 @@ constexpr uint32_t fourCharacters(const char (&text)[5]) {
     return number;
 }
 
-/// Number of a command. Some change something (`setSfxParam`), some answer (`getSfxParam`), and
-/// those of the first three numbers and 10 do both.
+/// The commands of `setSfxParam`, which change something, and of `getSfxParam`, which answers.
 enum class Command : uint32_t {
-    SWITCH_EFFECT = 0,
-    PROFILE_PARAMETER = 1,
-    PROFILE_PORT_PARAMETER = 2,
-    PROFILE_COUNT = 3,     ///< only answers
-    IEQ_PRESET_COUNT = 4,  ///< only answers
-    SELECTED_PROFILE = 10,
-    IS_PROFILE_MODIFIED = 11,       ///< only answers
-    RESET_PROFILE = 12,             ///< only changes
-    IS_MONO_INTERNAL_SPEAKER = 13,  ///< only answers
+    SWITCH_EFFECT = 0,              ///< set and get
+    PROFILE_PARAMETER = 1,          ///< set and get
+    PROFILE_PORT_PARAMETER = 2,     ///< set and get
+    PROFILE_COUNT = 3,              ///< get
+    IEQ_PRESET_COUNT = 4,           ///< get
+    SELECTED_PROFILE = 10,          ///< set and get
+    IS_PROFILE_MODIFIED = 11,       ///< get
+    RESET_PROFILE = 12,             ///< set
+    IS_MONO_INTERNAL_SPEAKER = 13,  ///< get
 };
 
-/// Words of a buffer given to `setSfxParam`. The command is a big-endian number, all other words
-/// are in native byte order. The service writes the result word before it notifies the clients.
+/// Indices of the words of a buffer for `setSfxParam`. Commands 0, 10 and 12 copy their argument
+/// into the result word before the clients are notified.
 struct SetRequest {
     static constexpr size_t kCommand = 0;
     static constexpr size_t kResult = 1;
     static constexpr size_t kFirstArgument = 2;
 };
 
-/// Words of a buffer given to `getSfxParam`; the command is big-endian, as above.
+/// Indices of the words of a buffer for `getSfxParam`.
 struct GetRequest {
     static constexpr size_t kCommand = 0;
     static constexpr size_t kFirstArgument = 1;
     static constexpr size_t kSecondArgument = 2;
 };
 
-/// A command's number as the first word of a buffer, on a little-endian machine: the number lies in
-/// the last of the four bytes.
-constexpr int32_t wordOf(Command command) {
-    return static_cast<int32_t>(static_cast<uint32_t>(command) << 24);
+/// The command in the first word of a buffer; any number is possible.
+inline Command commandOf(const Words& request) {
+    return Command{request.bigEndianAt(SetRequest::kCommand)};
 }
 
-/// The second argument of a get-request for a profile's value on a port: profile and port share its
-/// first byte, the profile in the upper half. So only profiles 0 to 15 can be asked for.
+/// The native word whose bytes in memory are the big-endian number of `command`.
+constexpr int32_t wordOf(Command command) {
+    const auto number = static_cast<uint32_t>(command);
+    return std::bit_cast<int32_t>(
+        std::array{static_cast<uint8_t>(number >> 24), static_cast<uint8_t>(number >> 16),
+                   static_cast<uint8_t>(number >> 8), static_cast<uint8_t>(number)});
+}
+
+/// The second argument of a get-request for a profile's value on a port. Its first byte in memory
+/// holds the profile in the upper and the port in the lower half, so only profiles 0 to 15 can be
+/// asked for.
 struct ProfileAndPort {
     static constexpr int kProfiles = 16;
 
@@ -61,10 +73,13 @@ struct ProfileAndPort {
     int port;
 
     static constexpr ProfileAndPort of(uint8_t byte) { return {byte >> 4, byte & 15}; }
-    constexpr int32_t word() const { return profile << 4 | port; }
+    constexpr int32_t word() const {
+        return std::bit_cast<int32_t>(
+            std::array<uint8_t, 4>{static_cast<uint8_t>(profile << 4 | port)});
+    }
 };
 
-/// What every client is sent when a client has registered or unregistered.
+/// The update that every client gets when a client has registered or unregistered.
 inline constexpr int32_t kRegistrationNotice[] = {-1, 0};
 
 /// True for an update that is such a notice.
@@ -92,7 +107,7 @@ inline constexpr uint32_t kSpatializer = fourCharacters("SPAA");
 inline constexpr uint32_t kMonoSpeaker = fourCharacters("SPKM");
 inline constexpr uint32_t kPortraitSpeaker = fourCharacters("SPKP");
 
-/// The one key of `setIntParam`: reads the extra tuning file again.
+/// The only key of `setIntParam`: reads the extra tuning file again.
 inline constexpr uint32_t kReload = fourCharacters("RLTF");
 }  // namespace key
 

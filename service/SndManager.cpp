@@ -18,19 +18,33 @@ using android::Mutex;
 
 namespace {
 
-constexpr int kVersionParameter = 3;  // the effect's, which holds its version
+// Log texts that are part of the interface: they must not change, nor may their spelling be
+// corrected.
+constexpr char kVersionMessage[] = "Created SFX effect version [ %d ]";
+constexpr char kNegativeSessionMessage[] =
+    "SFX effect with specified session Id (%d) is less than zero";
+constexpr char kNoControlMessage[] = "Cannot control the SndEffect, trying to recreate...";
+constexpr char kSuspendedMessage[] = "SND effect is now suspended";
+constexpr char kInvalidProfileMessage[] = "Invalid Profile Id!";
+constexpr char kInvalidPortMessage[] = "Invalid Port!";
+constexpr char kInvalidParameterMessage[] = "Invalid paramId!";
+constexpr char kReloadMessage[] = "Tell SndContextManager to reload tuning XML.";
 
+constexpr int kSession = 0;
+constexpr int kVersionParameter = 3;  // parameter of the effect that holds its version
+
+constexpr int kUnknownOrientation = 0;
 constexpr int kPortraitOrientation = 1;
 
-/// A port's endpoint; null, and a line, for a number that is no port.
+/// A port's endpoint; null, and a line in the log, for a number that is no port.
 const Endpoint* endpointOfPort(int port) {
     if (isPort(port)) return kEndpNameToEndpoint.find(portInfo(static_cast<Port>(port)).name);
-    ALOGE("Invalid Port!");
+    ALOGE(kInvalidPortMessage);
     return nullptr;
 }
 
-/// The parameters that setting one of them sets.
-std::vector<int> setTogether(int id) {
+/// The parameters that are set along with `id`, which is one of them.
+std::vector<int> parametersSetWith(int id) {
     if (id == kVirtualBassEnable) return {kVirtualBassEnable, kSteererSourceDistance};
     return {id};
 }
@@ -52,17 +66,20 @@ SndManager::~SndManager() {
 int SndManager::init() {
     Mutex::Autolock lock(sLock);
     if (mContext != nullptr) return android::OK;
-    const bool tried = SndContextManager::hasInstance();  // it starts when it is made
+
+    // A new manager loads by itself, an existing one that failed is asked to try again.
+    const bool exists = SndContextManager::hasInstance();
     SndContextManager& manager = SndContextManager::getInstance();
-    if (tried) manager.init();
+    if (exists) manager.init();
     SndContext* const context = manager.getSndContext();
     if (context == nullptr) return android::NO_INIT;
 
-    mEffect = createSfxEffect(0);
+    mEffect = createSfxEffect(kSession);
     mEffect->setEnabled(true);
     std::vector<int32_t> version{0};
     mEffect->receive(kVersionParameter, version);
-    ALOGI("Created SFX effect version [ %d ]", version.front());
+    ALOGI(kVersionMessage, version.front());
+
     mController = std::make_unique<SfxController>(*mEffect);
     context->registerObserver(mController.get());
     mAdapter = std::make_unique<ParameterAdapter>(context);
@@ -71,23 +88,21 @@ int SndManager::init() {
 }
 
 std::unique_ptr<SfxEffect> SndManager::createSfxEffect(int sessionId) {
-    if (sessionId < 0) {
-        ALOGE("SFX effect with specified session Id (%d) is less than zero", sessionId);
-    }
+    if (sessionId < 0) ALOGE(kNegativeSessionMessage, sessionId);
     mSessionId = sessionId;
     return std::make_unique<SfxEffect>(sessionId, android::String16("SndService"));
 }
 
 void SndManager::recreateSndEffectLocked() {
-    // The one before goes when nothing refers to it any more.
-    const auto before = std::exchange(mEffect, createSfxEffect(mSessionId));
+    // The controller refers to the previous effect until it is given the new one.
+    const auto previous = std::exchange(mEffect, createSfxEffect(mSessionId));
     mController->setSfxEffect(*mEffect, *mContext);
     mEffect->setEnabled(true);
 }
 
 void SndManager::validateSndEffectLocked() {
     if (mEffect->hasControl()) return;
-    ALOGI("Cannot control the SndEffect, trying to recreate...");
+    ALOGI(kNoControlMessage);
     recreateSndEffectLocked();
 }
 
@@ -112,7 +127,7 @@ bool SndManager::validateSndEffect() {
 bool SndManager::getSndOn() {
     Mutex::Autolock lock(sLock);
     if (mSuspended) {
-        ALOGI("SND effect is now suspended");
+        ALOGI(kSuspendedMessage);
         return false;
     }
     return mContext != nullptr && mContext->getSfxOn();
@@ -153,14 +168,18 @@ int SndManager::getNumOfProfiles() {
 }
 
 int SndManager::getProfileNameLen(int profile) {
-    const std::string name = getProfileName(profile);
-    return static_cast<int>(name.size()) + 1;
+    Mutex::Autolock lock(sLock);
+    return mContext != nullptr ? static_cast<int>(profileNameLocked(profile).size()) + 1 : 0;
 }
 
 std::string SndManager::getProfileName(int profile) {
     Mutex::Autolock lock(sLock);
+    return profileNameLocked(profile);
+}
+
+std::string SndManager::profileNameLocked(int profile) {
     if (isProfileLocked(profile)) return mContext->getProfile(profile)->getName();
-    ALOGE("Invalid Profile Id!");
+    ALOGE(kInvalidProfileMessage);
     return {};
 }
 
@@ -225,25 +244,27 @@ void SndManager::setSelectedTuning(Port port, const std::string& name) {
     if (mContext != nullptr) mContext->setSelectedTuning(port, name, false);
 }
 
+const Tuning* SndManager::speakerTuningLocked() {
+    return mContext != nullptr ? mContext->getSelectedTuning(PORT_INTERNAL_SPEAKER) : nullptr;
+}
+
 bool SndManager::isMonoInternalSpeaker() {
     Mutex::Autolock lock(sLock);
-    if (mContext == nullptr) return false;
-    const Tuning* const tuning = mContext->getSelectedTuning(PORT_INTERNAL_SPEAKER);
+    const Tuning* const tuning = speakerTuningLocked();
     return tuning != nullptr && tuning->isMono();
 }
 
 bool SndManager::isSpeakerPortraitMode() {
     Mutex::Autolock lock(sLock);
-    if (mContext == nullptr) return false;
-    const Values orientation =
-        mContext->getSelectedTuningParameter(PORT_INTERNAL_SPEAKER, ORIENTATION);
-    return !orientation.empty() && orientation.front() == kPortraitOrientation;
+    const Tuning* const tuning = speakerTuningLocked();
+    return tuning != nullptr &&
+           tuning->firstOf(ORIENTATION, kUnknownOrientation) == kPortraitOrientation;
 }
 
 int SndManager::getParamLength(int id) {
     Mutex::Autolock lock(sLock);
     if (id < kFirstAdapterParameter) {
-        ALOGE("Invalid paramId!");
+        ALOGE(kInvalidParameterMessage);
         return 0;
     }
     return mAdapter != nullptr ? mAdapter->getParameterLength(id) : 0;
@@ -252,8 +273,9 @@ int SndManager::getParamLength(int id) {
 bool SndManager::setParameter(int profile, int id, const Values& values) {
     Mutex::Autolock lock(sLock);
     if (!prepareChangeLocked() || !isParameterLocked(profile, id) || values.empty()) return false;
-    for (const int each : setTogether(id)) {
-        Values copy = values;  // each is brought into a range of its own
+
+    for (const int each : parametersSetWith(id)) {
+        Values copy = values;  // the adapter limits it to the range of this parameter
         mAdapter->setParameter(profile, each, copy);
     }
     return true;
@@ -274,9 +296,11 @@ SndManager::Values SndManager::getProfileParameter(int profile, Parameter parame
 bool SndManager::setProfilePortParameter(int profile, int port, int id, const Values& values) {
     Mutex::Autolock lock(sLock);
     if (!prepareChangeLocked()) return false;
+
     const Endpoint* const endpoint = endpointOfPort(port);
     if (endpoint == nullptr || !isParameterLocked(profile, id) || values.empty()) return false;
-    for (const int each : setTogether(id)) {
+
+    for (const int each : parametersSetWith(id)) {
         Values copy = values;
         mAdapter->setProfileEndpointParameter(profile, *endpoint, each, copy);
     }
@@ -305,7 +329,7 @@ std::string SndManager::getDefaultXmlFormatVersion() {
 int SndManager::reloadTuningXml() {
     Mutex::Autolock lock(sLock);
     if (mContext == nullptr) return android::NO_INIT;
-    ALOGI("Tell SndContextManager to reload tuning XML.");
+    ALOGI(kReloadMessage);
     return SndContextManager::getInstance().loadOemTuning();
 }
 

@@ -15,49 +15,38 @@ class ParameterAdapter;
 class SfxController;
 class SfxEffect;
 class SndContext;
+class Tuning;
 
 /// The one object through which the service reaches the rest of the library.
 ///
 /// Owned by the service; owns the effect's handle and controller and the adapter of the
-/// client-facing parameters. The sound context is the process's. Any thread may call it: one lock
-/// for the whole process is held for the whole of each operation, so that everything below is used
-/// by one thread at a time, also while one facade follows another.
+/// client-facing parameters. The sound context belongs to the process. Any thread may call it: one
+/// lock for the whole process is held during the whole of each operation, so that everything below
+/// is used by one thread at a time, also while one facade follows another.
 ///
-/// Before `init` has succeeded every operation answers neutrally: false, 0, an empty text or list,
-/// -19 where the result is an error number. Profiles are given by index, ports as `Port` numbers,
-/// parameters by their client-facing numbers (100 and up); what is out of range gets the neutral
-/// answer too, but numbers above the last parameter are the adapter's to answer.
+/// Before `init` has succeeded every operation returns a neutral value: false, 0, an empty text or
+/// list, -19 where the result is an error number. Profiles are given by index, ports as `Port`
+/// numbers, parameters by their client-facing numbers (100 and up). What is out of range gets the
+/// neutral value, too, except that the adapter answers for numbers above the last parameter.
 class SndManager {
 public:
     using Values = std::vector<int>;
 
     SndManager();
-    /// Leaves the context, which stays.
+    /// Leaves the context, which remains.
     virtual ~SndManager();
     SndManager(const SndManager&) = delete;
     SndManager& operator=(const SndManager&) = delete;
 
-    /// Connects to the sound context and the effect, which is sent everything. 0, also when it
-    /// succeeded before; -19 when there is no context (yet): it may be tried again.
-    int init();
-
-    /// Makes the effect anew and sends it everything. False before `init`.
-    bool recreateSndEffect();
-    /// Does that if the effect has been taken away. Switching, suspending, selecting and resetting
-    /// a profile, and setting a parameter do it first.
-    bool validateSndEffect();
+    /// Connects to the sound context and the effect, which is sent everything. Returns 0, also if
+    /// it succeeded before; -19 if there is no context (yet): it may be tried again.
+    [[nodiscard]] int init();
 
     /// False while suspended.
     bool getSndOn();
     void setSndOn(bool on);
-    /// `suspended` if that is so already, else whether the effect is on.
-    bool setSndSuspended(bool suspended);
-    bool getSndSuspended();
-    std::string getSndVersion();
 
     int getNumOfProfiles();
-    /// Bytes of the name with a terminator.
-    int getProfileNameLen(int profile);
     std::string getProfileName(int profile);
     bool setSelectedProfile(int profile);
     int getSelectedProfile();
@@ -76,39 +65,57 @@ public:
     bool isMonoInternalSpeaker();
     bool isSpeakerPortraitMode();
 
-    /// Number of values of a parameter.
-    int getParamLength(int id);
-    /// False for no profile, no parameter number, or no values. What is set for virtual bass (111)
-    /// is also set for the steerer's source distance (112), each within its range.
+    /// False without a profile, a parameter number or values. What is set for virtual bass (111) is
+    /// also set for the steerer's source distance (112), each within its own range.
     bool setParameter(int profile, int id, const Values& values);
     Values getParameter(int profile, int id);
-    Values getProfileParameter(int profile, Parameter parameter);
     bool setProfilePortParameter(int profile, int port, int id, const Values& values);
     Values getProfilePortParameter(int profile, int port, int id);
 
     int getZenithGameSystemGain();
     std::string getDefaultXmlFormatVersion();
-    /// Reads the maker's extra tuning file again. 0 when the tunings in force may have changed.
-    int reloadTuningXml();
+    /// Reads the maker's extra tuning file again. Returns 0 if the selected tunings may have
+    /// changed.
+    [[nodiscard]] int reloadTuningXml();
 
-    /// Back to what is stored.
-    void restoreCurrentProfiles();
-    /// False if not everything could be stored; what couldn't be is as it was.
-    bool saveSndStateAndSettings();
+    /// False if not everything could be stored; what is in memory remains unchanged.
+    [[nodiscard]] bool saveSndStateAndSettings();
     void saveSndState();
     void saveSndProfile();
+
+    // Part of the vendor's contract, but called by nothing in this library.
+
+    /// Replaces the effect and sends it everything. False before `init`.
+    bool recreateSndEffect();
+    /// Does that if another user has taken control of the effect. Every operation that switches,
+    /// suspends, selects or resets a profile, or sets a parameter does it first.
+    bool validateSndEffect();
+    /// Returns `suspended` if that is the state already, else whether the effect is on.
+    bool setSndSuspended(bool suspended);
+    bool getSndSuspended();
+    std::string getSndVersion();
+    /// Bytes of the name with a terminator; 0 before `init`.
+    int getProfileNameLen(int profile);
+    /// Number of values of a parameter.
+    int getParamLength(int id);
+    Values getProfileParameter(int profile, Parameter parameter);
+    /// Reads all profiles from the store again.
+    void restoreCurrentProfiles();
     void saveSndProfileSettings();
 
 protected:
     static android::Mutex sLock;
 
-    /// A handle for an audio session; a negative one is logged and used.
+    /// Makes a handle for an audio session; a negative number is logged, but used.
     virtual std::unique_ptr<SfxEffect> createSfxEffect(int sessionId) REQUIRES(sLock);
 
 private:
     bool isProfileLocked(int profile) const REQUIRES(sLock);
     bool isParameterLocked(int profile, int id) const REQUIRES(sLock);
-    /// True if there is a context; the effect can be controlled then.
+    std::string profileNameLocked(int profile) REQUIRES(sLock);
+    /// The selected tuning of the internal speaker; null without one.
+    const Tuning* speakerTuningLocked() REQUIRES(sLock);
+    /// Makes sure that the effect can be controlled. False if there is no context.
     bool prepareChangeLocked() REQUIRES(sLock);
     void recreateSndEffectLocked() REQUIRES(sLock);
     void validateSndEffectLocked() REQUIRES(sLock);

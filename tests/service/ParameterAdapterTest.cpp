@@ -9,7 +9,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using Values = SndContext::Values;
 
-/// Where parameters of a scope are held: on the speaker's, headphone's and other endpoint (S, H,
+/// Where parameters of a scope are kept: on the speaker's, headphone's and other endpoint (S, H,
 /// O), on the profile (P), on its GEQ preset (G).
 constexpr char kHolders[] = "SHOPG";
 std::string_view holdersOf(const AdapterParameter& row) {
@@ -53,7 +53,7 @@ protected:
     ParameterAdapter adapter{&context};
 };
 
-TEST_F(ParameterAdapterTest, EachParameterIsBroughtIntoItsRangeAndWrittenWhereItLives) {
+TEST_F(ParameterAdapterTest, EachParameterIsLimitedToItsRangeAndWrittenWhereItIsKept) {
     for (const AdapterParameter& row : kAdapterParameters) {
         SCOPED_TRACE(row.id);
         const auto before = held(row.parameter);
@@ -75,11 +75,11 @@ TEST_F(ParameterAdapterTest, EachParameterIsBroughtIntoItsRangeAndWrittenWhereIt
     }
 }
 
-TEST_F(ParameterAdapterTest, TheSourceDistanceIsFixedOutsideOfMode1) {
+TEST_F(ParameterAdapterTest, TheSourceDistanceIsFixedUnlessTheModeIs1) {
     const auto config = ADVANCED_HEADPHONE_VIRTUALIZER_RENDERING_CONFIG;
     const auto distance = HEADPHONE_VIRTUALIZER_STEERER_SOURCE_DISTANCE;
     EXPECT_THAT(setOn(Endpoint::HEADPHONE, 112, {50}), ElementsAre(50));
-    EXPECT_THAT(adapter.getParameter(0, 112), ElementsAre(50)) << "which stands for the profile's";
+    EXPECT_THAT(adapter.getParameter(0, 112), ElementsAre(50)) << "which represents the profile";
     context.setProfileParameter(0, HEADPHONE_VIRTUALIZER_MODE, {2});
     context.setProfileParameter(0, config, {77, 1, 2, 3, 4, 5, 6, 7});
     EXPECT_THAT(adapter.getParameter(0, 112), ElementsAre(77));
@@ -91,7 +91,7 @@ TEST_F(ParameterAdapterTest, TheSourceDistanceIsFixedOutsideOfMode1) {
     EXPECT_THAT(adapter.getParameter(0, 112), ElementsAre(35));
 }
 
-TEST_F(ParameterAdapterTest, AnotherNumberOfValuesAndUnknownNumbersAreRefused) {
+TEST_F(ParameterAdapterTest, AWrongNumberOfValuesAndUnknownParametersAreRefused) {
     const auto before = held(GEQ_GAIN);
     for (const size_t count : {0u, 1u, 19u, 21u, 10000u}) set(109, Values(count, 3));
     EXPECT_THAT(setOn(Endpoint::SPEAKER, 106, {1, 2}), ElementsAre(8));

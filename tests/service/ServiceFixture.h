@@ -5,44 +5,64 @@
 #include "tests/context/ContextFixture.h"
 #include "tests/support/RecordingClient.h"
 
-#include <algorithm>
-#include <thread>
+#include <chrono>
+#include <future>
+#include <utility>
 
 namespace velora::test {
 
 using android::sp;
+using enum Command;
+using Integers = std::vector<int32_t>;
 
-/// 32-bit words as the bytes of a buffer.
-inline Bytes bytesOf(const std::vector<int32_t>& words) {
+constexpr std::chrono::seconds kPatience{20};
+
+/// 32-bit words as the bytes of a buffer, of which the last ones may be missing.
+inline Bytes bytesOf(const Integers& words, size_t missing = 0) {
     const auto* const bytes = reinterpret_cast<const uint8_t*>(words.data());
-    return {bytes, bytes + words.size() * sizeof(int32_t)};
+    return {bytes, bytes + words.size() * sizeof(int32_t) - missing};
 }
 
-/// A command number as its word in a request.
-constexpr int32_t command(int number) { return number << 24; }
+/// A request: the command's word and the words that follow it.
+inline Integers words(Command command, Integers following) {
+    following.insert(following.begin(), wordOf(command));
+    return following;
+}
+
+/// Says when it is destroyed: as the first base, after the service.
+struct EndSignal {
+    ~EndSignal() { ended.set_value(); }
+    std::promise<void> ended;
+};
+struct TestService : EndSignal, android::VeloraManagerService {};
 
 /// A service on a fresh root directory with the sample tuning file, and the log.
 class ServiceFixture : public ContextFixture {
 protected:
-    ServiceFixture() { LogCapture::clear(); }
+    ServiceFixture() {
+        LogCapture::clear();
+        makeService();
+    }
     ~ServiceFixture() override { endService(); }
 
-    /// Waits for services that end on their own looper threads, too.
+    void makeService() {
+        const auto made = sp<TestService>::make();
+        mEnds.push_back(made->ended.get_future());
+        service = made;
+    }
+    /// Waits for every service that was made, also for those that end on their looper threads.
     void endService() {
         if (service) service->shutdown();
         service.clear();
-        const auto isLooper = [](const auto& task) {
-            return contentsOf(task.path() / "comm") == "VeloraManagerSe\n";
-        };
-        using Tasks = std::filesystem::directory_iterator;
-        while (std::any_of(Tasks("/proc/self/task"), Tasks(), isLooper)) std::this_thread::yield();
-        SndManager().getSndOn();  // takes the lock that they held last, and so sees what they did
+        for (const auto& end : std::exchange(mEnds, {})) {
+            EXPECT_EQ(end.wait_for(kPatience), std::future_status::ready);
+        }
     }
     /// As a new process, with a plain client in it.
     sp<RecordingClient> restart() {
         endService();
         manager().release();
-        service = sp<android::VeloraManagerService>::make();
+        makeService();
         return enter(0, 7);
     }
 
@@ -54,31 +74,38 @@ protected:
         return client;
     }
 
-    int64_t key(const char (&name)[5]) {
-        return service->getIntParam(velora::fourCharacters(name));
-    }
+    int64_t value(const char (&key)[5]) { return service->getIntParam(fourCharacters(key)); }
 
-    void reload() { service->setIntParam(velora::key::kReload, 0); }
+    void reload() { service->setIntParam(key::kReload, 0); }
     int setBytes(Bytes request) {
         return service->setSfxParam(request.data(), static_cast<uint32_t>(request.size()));
     }
-    int set(const std::vector<int32_t>& words) { return setBytes(bytesOf(words)); }
+    /// Sends a command with an empty result word.
+    int set(Command command, Integers arguments) {
+        arguments.insert(arguments.begin(), 0);
+        return setBytes(bytesOf(words(command, arguments)));
+    }
 
     /// The answer to a get-request.
-    std::vector<int32_t> ask(std::vector<int32_t> words) {
-        std::vector<int32_t> out(32, 77);
-        const auto size = static_cast<uint32_t>(words.size() * sizeof(int32_t));
-        EXPECT_EQ(service->getSfxParam(words.data(), size, out.data(), 128), 0);
-        while (!out.empty() && out.back() == 77) out.pop_back();
-        return out;
+    Integers ask(Command command, const Integers& arguments = {}) {
+        constexpr int32_t kUnwritten = 77;
+        Integers request = words(command, arguments);
+        Integers answer(32, kUnwritten);
+        const auto size = static_cast<uint32_t>(request.size() * sizeof(int32_t));
+        EXPECT_EQ(service->getSfxParam(request.data(), size, answer.data(), 128), 0);
+        while (!answer.empty() && answer.back() == kUnwritten) answer.pop_back();
+        return answer;
     }
-    /// Of a whole profile, or on one port.
-    std::vector<int32_t> parameter(int profile, int id) { return ask({command(1), id, profile}); }
-    std::vector<int32_t> parameter(int profile, int port, int id) {
-        return ask({command(2), id, profile << 4 | port});
+    /// The value of a whole profile, or on one port.
+    Integers parameter(int profile, int id) { return ask(PROFILE_PARAMETER, {id, profile}); }
+    Integers parameter(int profile, int port, int id) {
+        return ask(PROFILE_PORT_PARAMETER, {id, ProfileAndPort{profile, port}.word()});
     }
 
-    sp<android::VeloraManagerService> service = sp<android::VeloraManagerService>::make();
+    sp<android::VeloraManagerService> service;
+
+private:
+    std::vector<std::future<void>> mEnds;
 };
 
 }  // namespace velora::test

@@ -4,6 +4,7 @@
 #include <functional>
 #include <random>
 #include <thread>
+#include <tuple>
 
 namespace velora::test {
 namespace {
@@ -12,63 +13,59 @@ using ServiceStressTest = ServiceFixture;
 using std::chrono::steady_clock;
 
 // One life of the service follows another. In each, every thread registers, unregisters, dies,
-// asks, changes settings and reloads by dice, on keys that collide; the last one to end also ends
-// the service of every other life.
+// asks, changes settings and reloads by chance, on keys that collide. In every other life the last
+// thread to end also ends the service.
 TEST_F(ServiceStressTest, RegistrationsDeathsQueriesChangesAndReloadsAtOnce) {
     constexpr int kLives = 10;
-    installOem(contentsOf(sourceFile("data/kiv-extra.xml")));
-    const auto live = [](const sp<android::VeloraManagerService>& mine, unsigned seed,
-                         steady_clock::time_point end) {
+    static constexpr std::chrono::milliseconds kLife(1000 * VELORA_STRESS_SECONDS / kLives);
+    installOem(extra);
+    const auto live = [](const sp<android::VeloraManagerService>& mine, unsigned seed) {
+        const auto end = steady_clock::now() + kLife;
         std::minstd_rand dice(seed);
         const auto any = [&](unsigned sides) { return static_cast<int>(dice() % sides); };
         auto client = sp<RecordingClient>::make();
-        const auto send = [&] {
-            constexpr int kCommands[] = {0, 1, 1, 2, 2, 10, 12};
-            const int number = kCommands[any(7)];
-            std::vector<int32_t> words{command(number), 0, any(6), 100 + any(17), any(18)};
-            if (number == 2) words.insert(words.begin() + 3, any(8));
-            Bytes request = bytesOf(words);
-            mine->setSfxParam(request.data(), static_cast<uint32_t>(request.size()) -
-                                                  static_cast<uint32_t>(any(3)));
-        };
         const std::function<void()> acts[] = {
+            [&] {
+                const Command command{static_cast<uint32_t>(any(13))};
+                Integers request = words(command, {0, any(6), 100 + any(17), any(18)});
+                if (command == PROFILE_PORT_PARAMETER) request.insert(request.begin() + 3, any(8));
+                const auto size = request.size() * sizeof(int32_t) - static_cast<size_t>(any(3));
+                std::ignore = mine->setSfxParam(request.data(), static_cast<uint32_t>(size));
+            },
             [&] {
                 client->onDied();
                 client = sp<RecordingClient>::make();
                 mine->registerClient(client, any(11), static_cast<uint32_t>(any(8)));
             },
             [&] { mine->unregisterClient(client, any(11), static_cast<uint32_t>(any(8))); },
-            send,
-            send,
             [&] {
-                Bytes question = bytesOf({command(1), 109, 0});
+                Integers request = words(PROFILE_PARAMETER, {109, 0});
                 int32_t answer[32];
-                mine->getSfxParam(question.data(), static_cast<uint32_t>(any(13)), answer, 128);
+                const auto size = static_cast<uint32_t>(any(13));
+                std::ignore = mine->getSfxParam(request.data(), size, answer, sizeof answer);
                 mine->getDialogEnhancerAmount();
                 mine->getActiveDevice();
-                mine->hasDecDV();
             },
             [&] {
                 std::string device = any(2) != 0 ? "bluetooth_car_kit" : "bluetooth_earbud";
                 mine->setSelectedTuningDevice(4, device.data(), static_cast<int>(device.size()));
             },
-            [&] { mine->setIntParam(velora::key::kReload, 0); },
+            [&] { mine->setIntParam(key::kReload, 0); },
         };
         while (steady_clock::now() < end) acts[any(std::size(acts))]();
     };
     for (unsigned life = 0; life < kLives; ++life) {
-        service = sp<android::VeloraManagerService>::make();
+        makeService();
         service->registerClient(nullptr, 0, 0);
-        const auto end =
-            steady_clock::now() + std::chrono::milliseconds(1000 * VELORA_STRESS_SECONDS / kLives);
         std::vector<std::thread> threads;
-        for (unsigned i = 0; i < 4; ++i) threads.emplace_back(live, service, 4 * life + i, end);
+        for (unsigned i = 0; i < 4; ++i) threads.emplace_back(live, service, 4 * life + i);
         if (life % 2 != 0) service.clear();
         for (auto& thread : threads) thread.join();
-        // Whoever is left leaves, so that the counters must come to zero.
-        for (uint32_t sum = 0; service && sum < 20; ++sum)
-            service->unregisterClient(nullptr, 0, sum);
-        EXPECT_FALSE(service && (service->hasDecCP() || service->hasDecDV()));
+        if (!service) continue;
+        // When every remaining client has unregistered, the counters must be zero.
+        for (uint32_t sum = 0; sum < 20; ++sum) service->unregisterClient(nullptr, 0, sum);
+        EXPECT_FALSE(service->hasDecCP());
+        EXPECT_FALSE(service->hasDecDV());
     }
 }
 

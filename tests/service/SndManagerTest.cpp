@@ -32,15 +32,22 @@ private:
 
 class SndManagerTest : public test::ContextFixture {
 protected:
+    SndManagerTest() { EXPECT_EQ(facade.init(), 0); }
     TestManager facade;
 };
 
-// A single effect receives what changed; one that was taken away is replaced before the change, and
-// the new one is sent everything.
-TEST_F(SndManagerTest, ALostEffectIsMadeAnewBeforeEachChange) {
-    EXPECT_FALSE(facade.recreateSndEffect() || facade.setParameter(0, 106, {1}));
-    facade.init();
-    facade.init();
+TEST_F(SndManagerTest, AnswersNeutrallyBeforeItIsInitialised) {
+    TestManager early;
+    EXPECT_FALSE(early.recreateSndEffect());
+    EXPECT_FALSE(early.setParameter(0, 106, {1}));
+    EXPECT_EQ(early.getProfileNameLen(0), 0);
+}
+
+// An effect receives what changed. One that has lost control is replaced before the change, and the
+// new one is sent everything.
+TEST_F(SndManagerTest, ALostEffectIsReplacedBeforeEachChange) {
+    EXPECT_EQ(facade.init(), 0) << "as before, without another effect";
+    EXPECT_EQ(facade.handles.size(), 1U);
     RecordingEffect* const effect = facade.handles.back();
     effect->take();
     facade.setParameter(0, 114, {3});
@@ -63,17 +70,15 @@ TEST_F(SndManagerTest, ALostEffectIsMadeAnewBeforeEachChange) {
     }
 }
 
-TEST_F(SndManagerTest, AFacadeThatHasEndedIsToldNothing) {
-    facade.init();
-    { TestManager().init(); }
+TEST_F(SndManagerTest, AFacadeThatHasEndedIsNotNotified) {
+    { EXPECT_EQ(TestManager().init(), 0); }
     facade.setParameter(0, 114, {5});
     EXPECT_THAT(facade.getParameter(0, 114), ElementsAre(5));
 }
 
 // The block that docs/effect-block.md shows, word by word.
 TEST_F(SndManagerTest, AChangeSendsTheDocumentedBlock) {
-    facade.init();
-    facade.handles.back()->take();
+    facade.handles.back()->blocks.clear();
     facade.setProfilePortParameter(0, PORT_INTERNAL_SPEAKER, 107, {14});
     const std::string doc = test::contentsOf(test::sourceFile("docs/effect-block.md"));
     std::istringstream example(doc.substr(doc.find("```\n") + 4));
@@ -85,7 +90,6 @@ TEST_F(SndManagerTest, AChangeSendsTheDocumentedBlock) {
 }
 
 TEST_F(SndManagerTest, SuspendingHidesTheSwitch) {
-    facade.init();
     EXPECT_FALSE(facade.setSndSuspended(false));
     EXPECT_TRUE(facade.setSndSuspended(true)) << "the effect is on";
     EXPECT_FALSE(facade.getSndOn());
@@ -93,8 +97,11 @@ TEST_F(SndManagerTest, SuspendingHidesTheSwitch) {
     EXPECT_TRUE(facade.setSndSuspended(true)) << "it is suspended already";
 }
 
+TEST_F(SndManagerTest, TheLengthOfANameCountsItsTerminator) {
+    EXPECT_EQ(facade.getProfileNameLen(0), static_cast<int>(facade.getProfileName(0).size()) + 1);
+}
+
 TEST_F(SndManagerTest, VirtualBassAlsoSetsTheSourceDistanceAndBothAreSaved) {
-    facade.init();
     EXPECT_TRUE(facade.setParameter(0, 111, {50}));
     EXPECT_THAT(facade.getParameter(0, 111), ElementsAre(1));
     EXPECT_TRUE(facade.setProfilePortParameter(0, PORT_BLUETOOTH, 111, {60}));

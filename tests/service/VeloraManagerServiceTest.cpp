@@ -1,122 +1,215 @@
 #include "tests/service/ServiceFixture.h"
 
+#include <map>
+
 namespace velora::test {
 namespace {
 
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 const Bytes kNotice = bytesOf({-1, 0});
 
 class VeloraManagerServiceTest : public ServiceFixture {
 protected:
     /// Clients without a listener.
-    void add(int64_t type, int64_t uid) {
-        service->registerClient(nullptr, static_cast<int32_t>(type), static_cast<uint32_t>(uid));
-    }
-    void remove(int64_t type, int64_t uid) {
-        service->unregisterClient(nullptr, static_cast<int32_t>(type), static_cast<uint32_t>(uid));
+    void add(int32_t type, uint32_t uid) { service->registerClient(nullptr, type, uid); }
+    void remove(int32_t type, uint32_t uid) { service->unregisterClient(nullptr, type, uid); }
+
+    /// What the registered clients count for, such as "DCDV 1 DCOC 8 ".
+    std::string counts() {
+        constexpr char kKeys[][5] = {"DCCP", "DCDV", "DCOC", "GDEA", "SPAA"};
+        std::string text;
+        for (const auto& key : kKeys) {
+            if (const auto count = value(key)) text += key + (' ' + std::to_string(count)) + ' ';
+        }
+        return text;
     }
 };
 
 TEST_F(VeloraManagerServiceTest, AnswersNeutrallyUntilARegistrationInitialises) {
     std::filesystem::remove_all(dir.path() / "odm");
     add(0, 1);
-    EXPECT_THAT((std::vector{key("SFXO"), key("SPKM"), key("AGSG"), key("DEAM"), key("DTFV")}),
-                ElementsAre(0, 0, 0, -1, -19));
+    EXPECT_THAT(
+        (std::vector{value("SFXO"), value("SPKM"), value("AGSG"), value("DEAM"), value("DTFV")}),
+        ElementsAre(0, 0, 0, -1, -19));
+    EXPECT_EQ(set(SWITCH_EFFECT, {1}), -19);
     reload();
     remove(0, 1);  // nothing to save yet
     EXPECT_FALSE(std::filesystem::exists(dir.path() / "data/vendor/velora/kiv_sqlite3.db"));
 
     install(contentsOf(sourceFile("data/minimal.xml")));
     add(0, 3);
-    EXPECT_GT(key("DTFV"), 0);
+    EXPECT_GT(value("DTFV"), 0);
 }
 
-TEST_F(VeloraManagerServiceTest, ClientsMoveCountersAndFlagsWhenTheyComeAndGo) {
+TEST_F(VeloraManagerServiceTest, NothingIsInitialisedAfterShutdown) {
+    EXPECT_TRUE(service->shutdown());
+    add(0, 1);
+    EXPECT_EQ(value("DTFV"), -19);
+}
+
+TEST_F(VeloraManagerServiceTest, NothingIsReloadedAfterShutdown) {
+    const auto client = enter(0, 1);
+    EXPECT_TRUE(service->shutdown());
+    installOem(extra);
+    reload();
+    EXPECT_THAT(client->take(0), IsEmpty());
+}
+
+TEST_F(VeloraManagerServiceTest, EachTypeChangesItsOwnCountersAndFlags) {
     const auto witness = enter(0, 1);
-    // Comes (1) or goes (0), type, uid; then the counters and flags. The channels of those that
-    // stay count, but never 12; a spatializer hides the decoders, and one that goes clears the flag
-    // though another stays; the keys 62 and 4 come twice.
-    constexpr std::array<int64_t, 10> kRows[] = {
-        {1, 7, 50, 0, 0, 0, 0, 0, 0, -1}, {1, 5, 10, 0, 1, 1, 12, 0, 0, 5},
-        {1, 3, 20, 0, 1, 1, 12, 0, 0, 3}, {0, 3, 20, 0, 1, 1, 0, 0, 0, 3},
-        {1, 4, 30, 0, 1, 1, 8, 0, 0, 4},  {1, 3, 40, 0, 1, 1, 8, 0, 0, 3},
-        {0, 4, 30, 0, 1, 1, 6, 0, 0, 3},  {1, 9, 50, 0, 0, 1, 6, 0, 1, 3},
-        {1, 2, 60, 0, 1, 1, 6, 0, 1, 2},  {1, 8, 70, 0, 1, 1, 6, 1, 1, 2},
-        {1, 8, 80, 0, 1, 1, 6, 1, 1, 2},  {0, 8, 70, 0, 1, 1, 6, 1, 1, 2},
-        {0, 8, 80, 0, 1, 1, 6, 0, 1, 2},  {1, 9, 90, 0, 1, 1, 6, 0, 1, 2},
-        {0, 9, 90, 0, 1, 1, 6, 0, 0, 2},  {1, 1, 61, 0, 1, 1, 6, 0, 0, 1},
-        {1, 9, 53, 0, 1, 1, 6, 0, 1, 1},  {1, 6, 0xfffffffe, 1, 1, 1, 6, 0, 1, 6},
-        {1, 1, 3, 1, 1, 1, 6, 0, 1, 1},   {0, 3, 1, 0, 1, 1, 6, 0, 1, 1},
-        {0, 2, 60, 0, 0, 1, 6, 0, 1, 1},  {0, 5, 10, 0, 0, 1, 6, 0, 1, 1},
-        {0, 3, 40, 0, 0, 0, 0, 0, 1, 1}};
-    for (const auto& row : kRows) {
-        row[0] != 0 ? add(row[1], row[2]) : remove(row[1], row[2]);
-        EXPECT_THAT((std::vector{key("DCCP"), key("DCDV"), int64_t{service->hasMulitchannelDecDV()},
-                                 key("DCOC"), key("GDEA"), key("SPAA"), key("LCTP")}),
-                    testing::ElementsAreArray(row.begin() + 3, row.end()))
-            << testing::PrintToString(row);
+    std::string seen;
+    for (int32_t type = 0; type < 11; ++type) {
+        add(type, 50);
+        seen += std::to_string(type) + ": " + counts() + "codec " + std::to_string(value("LCTP"));
+        remove(type, 50);
+        seen += counts() + "\n";
+        EXPECT_THAT(witness->take(2), ElementsAre(kNotice, kNotice));
     }
-    EXPECT_EQ(witness->take(std::size(kRows)), std::vector<Bytes>(std::size(kRows), kNotice));
+    EXPECT_EQ(seen,
+              "0: codec -1\n1: DCCP 1 codec 1\n2: DCDV 1 codec 2\n3: DCDV 1 DCOC 6 codec 3\n"
+              "4: DCDV 1 DCOC 8 codec 4\n5: DCDV 1 DCOC 12 codec 5\n6: DCCP 1 codec 6\n"
+              "7: codec 6\n8: GDEA 1 codec 6\n9: SPAA 1 codec 6\n10: codec 6\n");
 }
 
-TEST_F(VeloraManagerServiceTest, ADeadClientLeavesWithItsCounterAloneAndNeverTakesASuccessorAlong) {
-    struct KeepsLink : RecordingClient {
+TEST_F(VeloraManagerServiceTest, TheChannelsAreThoseOfTheDecodersThatRemainButNever12) {
+    add(5, 10);
+    add(3, 20);
+    EXPECT_EQ(value("DCOC"), 12);
+    remove(3, 20);
+    EXPECT_EQ(value("DCOC"), 0);
+    add(4, 30);
+    add(3, 40);
+    remove(4, 30);
+    EXPECT_EQ(value("DCOC"), 6);
+}
+
+TEST_F(VeloraManagerServiceTest, AFlagRemainsWithTheLastGameButIsClearedWithAnySpatializer) {
+    for (const uint32_t uid : {10, 20}) {
+        add(8, uid);
+        add(9, uid + 100);
+    }
+    add(4, 30);
+    EXPECT_EQ(counts(), "DCOC 8 GDEA 1 SPAA 1 ") << "which hides the decoder";
+    remove(8, 10);
+    remove(9, 110);
+    EXPECT_EQ(counts(), "DCDV 1 DCOC 8 GDEA 1 ");
+}
+
+TEST_F(VeloraManagerServiceTest, ASecondClientWithTheSameSumIsNotAddedButSetsItsFlags) {
+    add(6, 0xfffffffe);  // wraps to 4
+    add(2, 2);
+    add(9, 0xfffffffb);
+    EXPECT_EQ(counts(), "DCCP 1 SPAA 1 ");
+    remove(1, 3);  // the first one
+    EXPECT_EQ(counts(), "SPAA 1 ");
+}
+
+TEST_F(VeloraManagerServiceTest, ADeathChangesTheCounterAlone) {
+    const auto witness = enter(0, 1);
+    for (const int32_t type : {4, 8}) enter(type, 50)->onDied();
+    EXPECT_EQ(counts(), "DCOC 8 GDEA 1 ");
+    EXPECT_THAT(witness->take(2), ElementsAre(kNotice, kNotice)) << "of the registrations";
+}
+
+TEST_F(VeloraManagerServiceTest, ALateDeathNoticeChangesNothing) {
+    struct LateNotice : RecordingClient {
         android::hardware::Return<bool> linkToDeath(
             const sp<android::hardware::hidl_death_recipient>& recipient, uint64_t) override {
-            kept = recipient;
+            link = recipient;
             return RecordingClient::linkToDeath(recipient, 0);
         }
-        sp<android::hardware::hidl_death_recipient> kept;
+        sp<android::hardware::hidl_death_recipient> link;
     };
-    const auto witness = enter(0, 1);
-    const auto dying = sp<KeepsLink>::make();
-    service->registerClient(dying, 4, 50);
-    const auto game = enter(8, 60);
-    witness->take(2);
-    dying->onDied();
-    game->onDied();
-    EXPECT_FALSE(service->hasMulitchannelDecDV());
-    EXPECT_THAT((std::vector{key("DCOC"), key("GDEA")}), ElementsAre(8, 1));
-
-    const auto successor = sp<KeepsLink>::make();
+    const auto died = sp<LateNotice>::make();
+    service->registerClient(died, 4, 50);
+    died->onDied();
+    const auto successor = sp<LateNotice>::make();
     service->registerClient(successor, 4, 50);
-    EXPECT_THAT(witness->take(1), ElementsAre(kNotice)) << "without one of the deaths";
-    dying->kept->serviceDied(0, nullptr);
-    EXPECT_TRUE(service->hasMulitchannelDecDV());
+    died->link->serviceDied(0, nullptr);
+    EXPECT_EQ(counts(), "DCDV 1 DCOC 8 ");
     service->unregisterClient(successor, 4, 50);
     successor->onDied();
-    EXPECT_EQ(log.count("E VeloraManagerService: binderDied ..."), 3U) << "it is no longer linked";
+    EXPECT_EQ(log.count("E VeloraManagerService: binderDied ..."), 2U) << "it is no longer linked";
     endService();
-    dying->kept->serviceDied(0, nullptr);                                // nobody left to tell
-    for (const auto& client : {dying, successor}) client->kept.clear();  // links hold their clients
+    died->link->serviceDied(0, nullptr);
+    for (const auto& client : {died, successor}) client->link.clear();  // which holds its client
 }
 
 TEST_F(VeloraManagerServiceTest, UpdatesGoToEveryClientInKeyOrderWhateverAnotherOneDoes) {
-    std::vector<int> order;
-    std::vector<sp<RecordingClient>> clients;
-    for (const int uid : {300, 100, 200}) {
-        clients.push_back(enter(0, static_cast<uint32_t>(uid)));
-        clients.back()->onUpdate = [&order, uid](const Bytes&) { order.push_back(uid); };
+    std::string calls;
+    for (const uint32_t uid : {3, 1, 2}) {
+        const auto client = enter(0, uid);
+        client->unreachable = uid == 1;
+        client->onUpdate = [&calls, uid](const Bytes& update) {
+            if (update != kNotice)
+                calls += std::to_string(uid) + std::string(update.begin(), update.end()) + " ";
+        };
     }
-    for (size_t i = 0; i < clients.size(); ++i) clients[i]->take(2 - i);  // all notices are out
-    order.clear();
-    clients[1]->unreachable = true;
-    Bytes data{1, 2, 3};
+    Bytes data{'a', 'b', 'c'};
     service->doOnSfxParamUpdate(data.data(), 3);
-    EXPECT_THAT(order, ElementsAre(100, 200, 300));
     service->doOnSfxParamUpdate(nullptr, 3);
-    EXPECT_EQ(clients[0]->take(2), (std::vector<Bytes>{{1, 2, 3}, {}}));
+    EXPECT_EQ(calls, "1abc 2abc 3abc 1 2 3 ");
 }
 
 TEST_F(VeloraManagerServiceTest, BuffersMayBeMissingOrTooLong) {
+    constexpr auto kMax = android::VeloraManagerService::kMaxRequestSize;
     enter(0, 1);
     EXPECT_EQ(service->getSfxParam(nullptr, 4, nullptr, 4), 0);
     service->getAvailableTuningDevices(1, nullptr, 100);
     service->setSelectedTuningDevice(1, nullptr, 3);
     service->setSelectedTuningDevice(1, nullptr, -1);
     EXPECT_EQ(service->setSfxParam(nullptr, 12), -22);
-    EXPECT_EQ(setBytes(Bytes(android::VeloraManagerService::kMaxRequestSize + 1)), -22);
+    EXPECT_EQ(setBytes(Bytes(kMax + 1)), -22);
+    EXPECT_EQ(setBytes(Bytes(kMax)), 0);
+}
+
+// The numbers of the commands as clients send them.
+TEST_F(VeloraManagerServiceTest, EachGetRequestIsAnsweredByItsNumber) {
+    enter(0, 1);
+    const std::map<uint32_t, int32_t> kAnswers{{0, 1}, {3, 5}, {4, 4}, {10, 0}, {11, 0}, {13, 0}};
+    for (const auto& [number, answer] : kAnswers) {
+        EXPECT_THAT(ask(Command{number}), ElementsAre(answer)) << number;
+    }
+    for (const uint32_t number : {5, 9, 12, 14}) EXPECT_THAT(ask(Command{number}), IsEmpty());
+}
+
+TEST_F(VeloraManagerServiceTest, AnAnswerIsWrittenWholeOrNotAtAll) {
+    enter(0, 1);
+    Integers request = words(PROFILE_PARAMETER, {109, 0});
+    for (const int written : {0, 20}) {
+        Integers answer(20, -1);
+        EXPECT_EQ(service->getSfxParam(request.data(), 12, answer.data(), written == 0 ? 79 : 80),
+                  0);
+        EXPECT_EQ(std::count(answer.begin(), answer.end(), 0), written);
+    }
+}
+
+TEST_F(VeloraManagerServiceTest, TheDeviceListIsPaddedWithBlanksOrNotWritten) {
+    enter(0, 1);
+    const int size = service->getAvailableTuningDevicesLen(PORT_USB);
+    std::string list(static_cast<size_t>(size) + 2, '?');
+    service->getAvailableTuningDevices(PORT_USB, list.data(), size - 1);
+    EXPECT_EQ(list, std::string(list.size(), '?'));
+    service->getAvailableTuningDevices(PORT_USB, list.data(), size + 1);
+    EXPECT_EQ(list, "default_usb usb_dac  ?");
+}
+
+TEST_F(VeloraManagerServiceTest, TheDialogEnhancersAmountIsTheDuckingUnlessTheEqualiserIsOff) {
+    const auto client = enter(0, 1);
+    for (const int32_t enable : {1, 0}) {
+        set(PROFILE_PARAMETER, {0, 105, enable});
+        set(PROFILE_PARAMETER, {0, 108, 7});
+        client->take(2);
+        EXPECT_EQ(value("DEAM"), enable * 7);
+    }
+}
+
+TEST_F(VeloraManagerServiceTest, TheFacadeAnswersForTheProfileBehindTheLast) {
+    enter(0, 1);
+    for (const int profile : {-1, 5, 6}) EXPECT_EQ(service->getProfileName(profile), "");
+    EXPECT_EQ(log.count("E SndManager: Invalid Profile Id!"), 1U);
 }
 
 TEST_F(VeloraManagerServiceTest, TheFormatVersionIsThreeNumbersBelowAThousand) {
@@ -133,7 +226,7 @@ TEST_F(VeloraManagerServiceTest, TheFormatVersionIsThreeNumbersBelowAThousand) {
     for (const auto& [version, number] : cases) {
         install(std::string(xml).replace(xml.find(given), given.size(), version));
         restart();
-        EXPECT_EQ(key("DTFV"), number) << version;
+        EXPECT_EQ(value("DTFV"), number) << version;
     }
 }
 
