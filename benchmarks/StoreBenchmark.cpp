@@ -3,8 +3,6 @@
 #include "benchmarks/Ratio.h"
 #include "benchmarks/Sample.h"
 #include "context/SndContextManager.h"
-#include "store/Provider.h"
-#include "tuning/TuningFileParser.h"
 
 #include <string>
 
