@@ -9,20 +9,22 @@
 
 namespace velora::bench {
 
-/// A row of the table; the benchmarks "<name>/ours" and "<name>/floor" measure it.
+/// A row of the table of ratios. The benchmarks "<name>/ours" and "<name>/floor" measure it.
 struct Row {
     std::string name;
-    double goal;  ///< largest ratio; 0: none
+    double goal;  ///< the largest acceptable ratio, or kNoGoal
 };
 
+/// All rows, in the order in which they were added. Only the main thread uses them.
 inline std::vector<Row>& rows() {
+    // Created at the first use, because other files add rows during static initialisation.
     static auto* const kRows = new std::vector<Row>();
     return *kRows;
 }
 
 inline constexpr double kNoGoal = 0;
 
-/// Adds a row with its two benchmarks: both run with `size`, what that is to them.
+/// Adds a row and registers its two benchmarks, which both receive `size`; its meaning is theirs.
 template <typename Size>
 void addRatio(const std::string& name, double goal, void (*ours)(benchmark::State&, Size),
               void (*floor)(benchmark::State&, Size), std::type_identity_t<Size> size) {

@@ -11,17 +11,18 @@
 
 namespace velora::bench {
 
-/// How many times as much a tuning file has of what the sample has.
+/// The size of a tuning file, as multiples of the sample's elements.
 struct Scale {
-    int tunings = 1;   ///< with their devices
-    int profiles = 1;  ///< with their endpoints
+    int tunings = 1;   ///< including their devices
+    int profiles = 1;  ///< including their endpoints
 };
 
-/// A fresh directory as the root of all files, with a tuning file made of the sample's, all that it
-/// has more under names and numbers of its own.
+/// A temporary directory that is the root of all files of this process, and is removed by the
+/// destructor. It contains a tuning file of the given scale, made from the sample; the copies of
+/// elements have unique names and numbers.
 class Root {
 public:
-    static constexpr int kProfiles = 5;  ///< of the sample
+    static constexpr int kProfiles = 5;  ///< number of profiles in the sample
 
     explicit Root(Scale scale = {}) {
         std::string name = std::filesystem::temp_directory_path() / "velora-bench-XXXXXX";
@@ -42,14 +43,16 @@ public:
     std::filesystem::path database() const { return mPath / "data/vendor/velora/kiv_sqlite3.db"; }
 
 private:
-    /// Puts copies of all elements of a kind behind them. `rename` gives what a start tag's `mark`
-    /// is followed by in the i-th copy another name.
+    /// Appends copies of all elements of a kind, so that there are `times` as many. In the i-th
+    /// copy, `rename(copy, at, i)` changes the name or number that follows each of the `marks`, at
+    /// the position `at`.
     template <typename Rename>
     static void repeat(std::string& xml, const std::string& kind, int times,
                        const std::vector<std::string>& marks, Rename rename) {
         const size_t first = xml.find("<" + kind + " ");
         const std::string last = "</" + kind + ">";
         const std::string all = xml.substr(first, xml.rfind(last) + last.size() - first);
+
         std::string copies;
         for (int i = 1; i < times; ++i) {
             std::string copy = all;
@@ -67,10 +70,12 @@ private:
         std::ostringstream text;
         text << std::ifstream(VELORA_SOURCE_DIR "/data/multimedia_velora_kiv_default.xml").rdbuf();
         std::string xml = text.str();
+
         repeat(xml, "tuning", scale.tunings, {"<tuning name=\"", "<device_id id=\""},
                [](std::string& copy, size_t at, int i) {
                    copy.insert(at, "n" + std::to_string(i) + "_");
                });
+        // In the sample, profiles have numbers of one digit.
         repeat(xml, "profile", scale.profiles, {"<profile id=\""},
                [](std::string& copy, size_t at, int i) {
                    copy.replace(at, 1, std::to_string(copy[at] - '0' + kProfiles * i));

@@ -1,4 +1,4 @@
-// Reading the tuning file, and starting with and without a filled store.
+// Measures reading the tuning file, and starting with an empty and with a filled store.
 
 #include "benchmarks/Ratio.h"
 #include "benchmarks/Sample.h"
@@ -32,30 +32,31 @@ void parseFloor(benchmark::State& state, Scale scale) {
     for (auto _ : state) readTree(root);
 }
 
-/// With the same kind of tree as ours.
+/// The floor for the same kind of tree as the product asks for.
 void parseCompactFloor(benchmark::State& state, Scale scale) {
     const Root root(scale);
     for (auto _ : state) readTree(root, XML_PARSE_COMPACT);
 }
 
-/// All rows of a database, by table, each cell as text.
-struct Rows {
+/// A table of a database with all its rows, each cell as text, and the statements that make it.
+struct Table {
     std::string createSql;
     std::string insertSql;
     std::vector<std::vector<std::string>> rows;
 };
 
-/// A connection that closes itself.
+/// Owns a connection to a database.
 using Database = std::unique_ptr<sqlite3, decltype([](sqlite3* db) { sqlite3_close(db); })>;
 
-Database open(const Root& root) {
+/// Opens or creates the settings of a root directory.
+Database openSettings(const Root& root) {
     sqlite3* handle = nullptr;
     sqlite3_open_v2(root.database().c_str(), &handle, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
                     nullptr);
     return Database(handle);
 }
 
-/// Runs a query and hands each row's statement to `visit`.
+/// Runs a query and calls `visit` with the statement at each row.
 template <typename Visit>
 void query(sqlite3* db, const std::string& sql, Visit visit) {
     sqlite3_stmt* statement = nullptr;
@@ -69,7 +70,7 @@ std::string textAt(sqlite3_stmt* statement, int column) {
     return text != nullptr ? text : "";
 }
 
-/// Name of each table, and the statement that made it.
+/// Returns the name of each table and the SQL that created it.
 std::vector<std::pair<std::string, std::string>> tablesOf(sqlite3* db) {
     std::vector<std::pair<std::string, std::string>> tables;
     query(db, "SELECT name, sql FROM sqlite_master",
@@ -77,7 +78,7 @@ std::vector<std::pair<std::string, std::string>> tablesOf(sqlite3* db) {
     return tables;
 }
 
-/// Looks at every cell of a database, in one transaction.
+/// Reads every cell of a database, in one transaction.
 void readCells(sqlite3* db) {
     sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr);
     for (const auto& table : tablesOf(db)) {
@@ -90,26 +91,29 @@ void readCells(sqlite3* db) {
     sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
 }
 
-std::vector<Rows> readRows(sqlite3* db) {
-    std::vector<Rows> all;
+std::vector<Table> readTables(sqlite3* db) {
+    std::vector<Table> tables;
     for (const auto& [name, createSql] : tablesOf(db)) {
-        Rows& rows = all.emplace_back(Rows{createSql, "INSERT INTO " + name + " VALUES(?", {}});
+        Table& table =
+            tables.emplace_back(Table{createSql, "INSERT INTO " + name + " VALUES(?", {}});
         int columns = 0;
         query(db, "SELECT * FROM " + name, [&](sqlite3_stmt* s) {
             columns = sqlite3_column_count(s);
-            auto& row = rows.rows.emplace_back();
+            auto& row = table.rows.emplace_back();
             for (int i = 0; i < columns; ++i) row.push_back(textAt(s, i));
         });
-        for (int i = 1; i < columns; ++i) rows.insertSql += ",?";
-        rows.insertSql += ")";
+        for (int i = 1; i < columns; ++i) table.insertSql += ",?";
+        table.insertSql += ")";
     }
-    return all;
+    return tables;
 }
 
-void writeRows(sqlite3* db, const std::vector<Rows>& tables) {
+/// Creates and fills tables in one transaction, which is as durable as the product's.
+void writeTables(sqlite3* db, const std::vector<Table>& tables) {
     sqlite3_exec(db, "PRAGMA synchronous=EXTRA; BEGIN EXCLUSIVE", nullptr, nullptr, nullptr);
-    for (const Rows& table : tables) {
+    for (const Table& table : tables) {
         sqlite3_exec(db, table.createSql.c_str(), nullptr, nullptr, nullptr);
+
         sqlite3_stmt* statement = nullptr;
         sqlite3_prepare_v2(db, table.insertSql.c_str(), -1, &statement, nullptr);
         for (const auto& row : table.rows) {
@@ -131,7 +135,7 @@ void start(benchmark::State& state) {
         state.SkipWithError("no start");
 }
 
-/// Leaves the store as a first start does.
+/// Leaves the store as it is after a first start, and no context.
 void fillStore(benchmark::State& state) {
     SndContextManager::getInstance().release();
     start(state);
@@ -153,16 +157,17 @@ void coldOurs(benchmark::State& state, Scale scale) {
 void coldFloor(benchmark::State& state, Scale scale) {
     const Root root(scale);
     fillStore(state);
-    const auto rows = readRows(open(root).get());
+    const auto tables = readTables(openSettings(root).get());
+
     for (auto _ : state) {
         state.PauseTiming();
         std::filesystem::remove(root.database());
         state.ResumeTiming();
         benchmark::DoNotOptimize(SndContextManager::getSignature(root.tuningFile()));
         readTree(root);
-        Database database = open(root);
-        writeRows(database.get(), rows);
-        state.PauseTiming();  // closing isn't starting
+        Database database = openSettings(root);
+        writeTables(database.get(), tables);
+        state.PauseTiming();  // a start doesn't close the database
         database.reset();
         state.ResumeTiming();
     }
@@ -185,9 +190,9 @@ void warmFloor(benchmark::State& state, Scale scale) {
     fillStore(state);
     for (auto _ : state) {
         benchmark::DoNotOptimize(SndContextManager::getSignature(root.tuningFile()));
-        Database database = open(root);
+        Database database = openSettings(root);
         readCells(database.get());
-        state.PauseTiming();  // closing isn't starting
+        state.PauseTiming();  // a start doesn't close the database
         database.reset();
         state.ResumeTiming();
     }
@@ -201,7 +206,7 @@ void warmFloor(benchmark::State& state, Scale scale) {
              {.tunings = 32});
     addRatio("cold start", 1.5, coldOurs, coldFloor, {});
     addRatio("warm start", 1.5, warmOurs, warmFloor, {});
-    // How both grow.
+    // How both grow with the file.
     for (const auto& [name, scale] :
          {std::pair<std::string, Scale>{", tunings x 4", {.tunings = 4}},
           {", tunings x 16", {.tunings = 16}},

@@ -1,10 +1,8 @@
-// Saving, and how the cost of the settings store grows.
+// Measures saving, and how its cost grows with the settings.
 
 #include "benchmarks/Ratio.h"
 #include "benchmarks/Sample.h"
 #include "context/SndContextManager.h"
-#include "store/Provider.h"
-#include "tuning/TuningFileParser.h"
 
 #include <string>
 
@@ -14,20 +12,21 @@
 namespace velora::bench {
 namespace {
 
-/// Saves all settings, as after a request of a client.
+/// Saves all settings, as when a client unregisters.
 void saveAll(benchmark::State& state, Scale scale) {
     const Root root(scale);
     SndContextManager& manager = SndContextManager::getInstance();
     manager.release();
     manager.init();
+
     for (auto _ : state) {
         if (!manager.getSndContext()->save()) state.SkipWithError("not saved");
     }
     manager.release();
 }
 
-/// One small transaction by SQLite alone, with settings of its own.
-void commit(benchmark::State& state, const std::string& settings) {
+/// Measures one small transaction by SQLite alone, under the given pragmas.
+void commit(benchmark::State& state, const std::string& pragmas) {
     const Root root;
     sqlite3* db = nullptr;
     sqlite3_open(root.database().c_str(), &db);
@@ -36,7 +35,8 @@ void commit(benchmark::State& state, const std::string& settings) {
             state.SkipWithError(sqlite3_errmsg(db));
         }
     };
-    run(settings +
+
+    run(pragmas +
         "; CREATE TABLE configuration(_id INTEGER, key TEXT, value TEXT); "
         "INSERT INTO configuration VALUES(1, 'State', '1')");
     for (auto _ : state) {
@@ -52,12 +52,12 @@ void commit(benchmark::State& state, const std::string& settings) {
             saveAll, Scale{.profiles = profiles})
             ->UseRealTime();
     }
-    for (const std::string settings : {"journal_mode=DELETE; PRAGMA synchronous=FULL",
-                                       "journal_mode=DELETE; PRAGMA synchronous=EXTRA",
-                                       "journal_mode=TRUNCATE; PRAGMA synchronous=FULL",
-                                       "journal_mode=PERSIST; PRAGMA synchronous=FULL",
-                                       "journal_mode=WAL; PRAGMA synchronous=FULL"}) {
-        benchmark::RegisterBenchmark(("commit, " + settings).c_str(), commit, "PRAGMA " + settings)
+    for (const std::string pragmas : {"journal_mode=DELETE; PRAGMA synchronous=FULL",
+                                      "journal_mode=DELETE; PRAGMA synchronous=EXTRA",
+                                      "journal_mode=TRUNCATE; PRAGMA synchronous=FULL",
+                                      "journal_mode=PERSIST; PRAGMA synchronous=FULL",
+                                      "journal_mode=WAL; PRAGMA synchronous=FULL"}) {
+        benchmark::RegisterBenchmark(("commit, " + pragmas).c_str(), commit, "PRAGMA " + pragmas)
             ->UseRealTime();
     }
     return true;

@@ -1,5 +1,6 @@
-// Runs the benchmarks and prints one table: what a piece of work costs, the least that it must cost
-// (its floor), both medians of the same run, and their ratio. Behind it, what has no floor.
+// Runs the benchmarks and prints two tables. The first has the time of an operation, the least time
+// that it must take (its floor), both as medians of the same run, and their ratio. The second has
+// the benchmarks without a floor.
 
 #include "benchmarks/EmptyService.h"
 #include "benchmarks/Ratio.h"
@@ -16,7 +17,7 @@
 namespace velora::bench {
 namespace {
 
-/// Keeps the medians, in microseconds; shows that there is progress.
+/// Collects the medians, in microseconds, and prints a dot for each benchmark to show progress.
 class MedianReporter : public benchmark::BenchmarkReporter {
 public:
     bool ReportContext(const Context& /*context*/) override { return true; }
@@ -35,12 +36,14 @@ public:
     bool failed = false;
 };
 
+/// Prints both tables as Markdown. Removes from `medians` what the first one contains.
 void printTables(std::map<std::string, double>& medians) {
     const char* heading = "| | Ours, us | Floor, us | Ratio | Goal |\n|---|---|---|---|---|\n";
     for (const Row& row : rows()) {
         const auto ours = medians.extract(row.name + "/ours");
         const auto floor = medians.extract(row.name + "/floor");
-        if (ours.empty() || floor.empty()) continue;
+        if (ours.empty() || floor.empty()) continue;  // not selected by the arguments
+
         printf("%s| %s | %.1f | %.1f | %.2f |", std::exchange(heading, ""), row.name.c_str(),
                ours.mapped(), floor.mapped(), ours.mapped() / floor.mapped());
         if (row.goal == kNoGoal) {
@@ -49,6 +52,7 @@ void printTables(std::map<std::string, double>& medians) {
             printf(" %.2f |\n", row.goal);
         }
     }
+
     heading = "\n| | us |\n|---|---|\n";
     for (const auto& [name, median] : medians) {
         printf("%s| %s | %.1f |\n", std::exchange(heading, ""), name.c_str(), median);
@@ -62,9 +66,11 @@ int main(int argc, char** argv) {
     if (argc > 1 && std::string(argv[1]) == velora::bench::kServeNothing) {
         return velora::bench::serveNothing();
     }
+
     __android_log_set_minimum_priority(ANDROID_LOG_ERROR);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+
     velora::bench::MedianReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     velora::bench::printTables(reporter.medians);

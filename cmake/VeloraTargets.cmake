@@ -1,7 +1,7 @@
 # How every target of this project is built: language level, warnings, sanitizers, install rules.
 include(CMakePackageConfigHelpers)
 
-set(VELORA_SANITIZE "" CACHE STRING "Sanitizers for every target, as -fsanitize= takes them")
+set(VELORA_SANITIZE "" CACHE STRING "Sanitizers for every target, in the form of -fsanitize=")
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -17,7 +17,7 @@ add_library(velora_build_options INTERFACE)
 target_compile_options(velora_build_options INTERFACE
     -Wall -Wextra -Wconversion -Wshadow -Wnon-virtual-dtor -Werror
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
-    # Its scan of system headers at -O2 reports what it can't follow.
+    # At -O2, g++ 12 reports this in system headers, wrongly.
     $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 if(VELORA_SANITIZE)
     target_compile_options(velora_build_options INTERFACE
@@ -26,7 +26,7 @@ if(VELORA_SANITIZE)
 endif()
 
 # velora_folder_library(<folder> SOURCES <file>... [USES <folder>...] [LINKS <library>...])
-# The static library velora_<folder> of one product folder. LINKS are hidden from its users.
+# Defines the static library velora_<folder> of one product folder. LINKS are not passed on to its users.
 function(velora_folder_library folder)
     cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;USES;LINKS")
     set(target velora_${folder})
@@ -39,7 +39,8 @@ function(velora_folder_library folder)
 endfunction()
 
 # velora_shared_library(<name> FOLDERS <folder>...)
-# The whole of the folders' libraries as one shared library, with its headers and CMake package.
+# Defines a shared library that contains the folders' libraries, and installs it with its headers and CMake
+# package.
 function(velora_shared_library name)
     cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "FOLDERS")
     add_library(${name} SHARED)
