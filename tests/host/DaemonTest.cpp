@@ -13,7 +13,7 @@ protected:
     /// A change that only the saving of settled changes brings to the store.
     static void setAmount(int32_t value) {
         const auto request =
-            Client::bytesOf({wordOf(Command::PROFILE_PARAMETER), 0, 0, 106, value});
+            Client::toBytes({wordOf(Command::PROFILE_PARAMETER), 0, 0, 106, value});
         EXPECT_EQ(client()->call<int32_t>("SetSfxParam", request), 0);
         EXPECT_TRUE(waitFor([&] { return amount() == value; }));
     }
@@ -101,7 +101,7 @@ TEST_F(DaemonTest, AClientThatNeverReadsIsDroppedAndTheOthersAreServed) {
     deaf->call("RegisterClient", 2);
     const auto stopped = watch("missed");
     stopped->signal(SIGSTOP);
-    host::Bytes request = Client::bytesOf({wordOf(Command{99}), 0, 0});
+    host::Bytes request = Client::toBytes({wordOf(Command{99}), 0, 0});
     request.resize(4096);
     size_t done = 0;
     size_t refused = 0;
@@ -109,14 +109,14 @@ TEST_F(DaemonTest, AClientThatNeverReadsIsDroppedAndTheOthersAreServed) {
         try {
             done += other->call<int32_t>("SetSfxParam", request) == 0 ? 1 : 0;
         } catch (const host::CommandError& error) {
-            refused += std::string(error.what()).ends_with("yet to read of what was done") ? 1 : 0;
+            refused += std::string(error.what()).ends_with("too many unread updates") ? 1 : 0;
         }
     };
-    while (count("log", "doesn't read what it is sent") < 2) post();
+    while (count("log", "does not read its signals") < 2) post();
     EXPECT_GT(done, 50U);
     EXPECT_GT(refused, 0U);
     EXPECT_EQ(stopped->end(SIGCONT), 3);  // it learns of that
-    EXPECT_EQ(count("missed", "dropped this client: it doesn't read"), 1U);
+    EXPECT_EQ(count("missed", "dropped this client: it does not read"), 1U);
     EXPECT_FALSE(other->call<bool>("HasDecDV"));
     for (int i = 0; i < 2000; ++i) post();  // of those who read nobody is dropped
     EXPECT_TRUE(awaitIn("watched", "unknown command", done));
@@ -159,7 +159,7 @@ TEST_F(DaemonTest, SettledChangesAreSavedAlsoLaterOrAtTheEnd) {
     start("--save-delay 50");
     {
         const auto lock = holdStore();
-        EXPECT_THAT(ctl("set ieq_amount 5").err, HasSubstr("the settings couldn't be saved"));
+        EXPECT_THAT(ctl("set ieq_amount 5").err, HasSubstr("the settings could not be saved"));
     }
     EXPECT_TRUE(awaitIn("log", "settings saved"));
     daemon->end(SIGKILL);

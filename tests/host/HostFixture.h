@@ -66,7 +66,7 @@ protected:
 
     /// A connection of its own.
     static std::unique_ptr<Client> client() {
-        return std::make_unique<Client>(host::made<host::Bus>(sd_bus_open_user, "connect"));
+        return std::make_unique<Client>(host::create<host::Bus>(sd_bus_open_user, "connect"));
     }
 
     /// Runs a line of shell, in which `call` calls an operation of the service.

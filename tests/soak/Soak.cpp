@@ -61,7 +61,7 @@ struct Dice : std::mt19937 {
 };
 
 std::unique_ptr<Client> newClient() {
-    return std::make_unique<Client>(host::made<host::Bus>(sd_bus_open_user, "connect"));
+    return std::make_unique<Client>(host::create<host::Bus>(sd_bus_open_user, "connect"));
 }
 
 // What is answered or refused, n being -1 to 16, and what must be refused.
@@ -191,7 +191,7 @@ private:
     }
     void send(Command command, Integers arguments) {
         arguments.insert(arguments.begin(), {wordOf(command), 0});
-        send(Client::bytesOf(arguments));
+        send(Client::toBytes(arguments));
     }
     void change(Setting& setting, const Integers& value, const std::function<void()>& request) {
         setting.possible.push_back(value);
@@ -249,7 +249,7 @@ private:
         Integers words{wordOf(Command::PROFILE_PARAMETER), 0, mNumber, 106, 3};
         const size_t wrong = mDice.below(5);
         if (wrong < words.size() - 1 && wrong != 1) words[wrong] += mDice.roll(1, 60) << 25;
-        Bytes request = Client::bytesOf(words);
+        Bytes request = Client::toBytes(words);
         request.resize(wrong == 1 ? 1 + mDice.below(19) : request.size());
         if (wrong == 4) {
             for (uint8_t& byte : request) byte = uint8_t(mDice.below(256));
