@@ -5,13 +5,15 @@
 #include <system_error>
 #include <utility>
 
+#include <poll.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace velora::test {
 
-/// A program that runs beside the test, started by a line of shell; killed at the end of the scope.
+/// A program that runs beside the test, started by a line of shell. Killed at the end of the scope.
 class Process {
 public:
     /// Throws std::system_error if it can't be started.
@@ -30,14 +32,21 @@ public:
     void signal(int number) const {
         if (mPid > 0) kill(mPid, number);
     }
-    /// Sends a signal and waits for the end. The exit status, or minus the signal that ended it.
+    /// Sends a signal and waits for the end. Returns as `wait` does.
     int end(int number) {
         signal(number);
         return wait();
     }
+    /// Waits for the end; kills the program if it doesn't end within half a minute. Returns the
+    /// exit status, or minus the signal that ended it; 0 if the end was waited for before.
     int wait() {
+        constexpr int kLimitMs = 30'000;
+        if (mPid == 0) return 0;
+        pollfd ended{static_cast<int>(syscall(SYS_pidfd_open, mPid, 0)), POLLIN, 0};
+        if (poll(&ended, 1, kLimitMs) != 1) signal(SIGKILL);
+        close(ended.fd);
         int status = 0;
-        if (mPid > 0) waitpid(std::exchange(mPid, 0), &status, 0);
+        waitpid(std::exchange(mPid, 0), &status, 0);
         return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }
 
