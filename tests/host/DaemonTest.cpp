@@ -38,7 +38,7 @@ protected:
 TEST_F(DaemonTest, AForeignClientReachesEveryOperation) {
     start();
     expectTranscript("busctl.txt");
-    const Outcome offered = run("busctl --user introspect --xml-interface " + kObject);
+    const Outcome offered = run("busctl --user introspect --xml-interface $SERVICE");
     const size_t from = offered.out.find(" <interface name=\"vendor.");
     EXPECT_THAT(contentsOf(sourceFile("data/dbus/vendor.velora_sp.hardware.kmssp.V2_0.IKms.xml")),
                 HasSubstr(offered.out.substr(from, offered.out.find("</node>") - from)));
@@ -90,10 +90,8 @@ TEST_F(DaemonTest, OnlyTheServiceSendsUpdatesAndOnlyToItsClients) {
     ASSERT_TRUE(awaitIn("monitored", "is owned by"));
     const auto watcher = watch("watched");
     const Outcome forged =
-        run("gdbus emit --session -d $(grep -o '[^ ]* is client' " + file("log") +
-            " | sed -n '$s/ .*//p') -o /vendor/velora_sp/hardware/kmssp/V2_0 -s "
-            "vendor.velora_sp.hardware.kmssp.V2_0.IKms.OnSfxParamUpdate "
-            "0 '[byte 0,0,0,10,1,0,0,0,1,0,0,0]'");
+        run("gdbus emit --session -d $(grep -o '[^ ]* is client' $ROOT/log | sed -n '$s/ .*//p')"
+            " -o ${SERVICE#* } -s $INTERFACE.OnSfxParamUpdate 0 '[byte 0,0,0,10,1,0,0,0,1,0,0,0]'");
     EXPECT_EQ(forged.exit, 0) << forged.err;
     EXPECT_EQ(ctl("profiles select Music").exit, 0);
     EXPECT_TRUE(awaitIn("watched", "profile Music"));
@@ -166,6 +164,7 @@ TEST_F(DaemonTest, AClientThatNeverReadsIsDroppedAndTheOthersAreServed) {
     EXPECT_EQ(count("missed", "dropped this client: it does not read"), 1U);
     EXPECT_FALSE(other->call<bool>("HasDecDV"));
     for (int i = 0; i < 2000; ++i) post();
+    EXPECT_TRUE(waitFor([&] { return refusal(*other, large).empty(); }));
     EXPECT_TRUE(awaitIn("watched", "unknown command", counts[""]));
     EXPECT_EQ(count("log", "is dropped"), 2U);
 }

@@ -21,10 +21,6 @@ namespace velora::test {
 
 using host::Client;
 
-/// The service's bus name and object path, as arguments of busctl.
-inline const std::string kObject =
-    "vendor.velora_sp.hardware.kmssp.V2_0 /vendor/velora_sp/hardware/kmssp/V2_0 ";
-
 /// The exit status and the output of a finished program.
 struct Outcome {
     int exit;
@@ -72,17 +68,10 @@ protected:
         return std::make_unique<Client>(host::create<host::Bus>(sd_bus_open_user, "connect"));
     }
 
-    /// Runs a line of shell. In it, `call` calls a method of the service, `completes` prints what
-    /// the completion of bash puts in place of the last word of a command line, and $ROOT is the
-    /// root.
+    /// Runs a line of shell, which may use what session.sh defines.
     Outcome run(const std::string& line) {
-        root.write("line", "PATH=" VELORA_BIN ":$PATH ROOT=" + file("") + R"(
-            call() { busctl --user call )" +
-                               kObject + host::kInterface + R"( "$@"; }
-            completes() {
-                COMP_LINE=$1 bash -c '. "$0"; COMP_POINT=${#COMP_LINE}
-                    _velora "${COMP_LINE%% *}"; IFS=,; echo "${COMPREPLY[*]}"' )" +
-                               sourceFile("data/bash-completion/veloractl") + "\n}\n" + line);
+        root.write("line", "BIN=" VELORA_BIN " SOURCE=" VELORA_SOURCE_DIR " ROOT=" + file("") +
+                               "\n. $SOURCE/tests/data/session.sh\n" + line);
         Process shell("sh " + file("line") + " >" + file("out") + " 2>" + file("err"));
         const int exit = shell.wait();
         return {exit, contentsOf(file("out")), contentsOf(file("err"))};
