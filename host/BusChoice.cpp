@@ -9,6 +9,7 @@ const CLI::Validator& notEmpty() {
             return std::string(text.empty() ? "must not be empty" : "");
         },
         "");
+
     return *kNotEmpty;
 }
 
@@ -19,6 +20,7 @@ void BusChoice::addTo(CLI::App& app) {
     options->add_option("--address", mAddress, "Use the bus at this D-Bus address")
         ->check(notEmpty())
         ->type_name("ADDRESS");
+
     options->require_option(0, 1);
 }
 

@@ -162,12 +162,15 @@ template <typename T>
 void readFrom(sd_bus_message* m, std::map<uint32_t, T>& value) {
     const std::string entry = std::string("u") + kSignature<T>;
     check(sd_bus_message_enter_container(m, 'a', ("{" + entry + "}").c_str()), "read");
+
+    // At the end of the array, entering the next entry returns 0.
     while (check(sd_bus_message_enter_container(m, 'e', entry.c_str()), "read") > 0) {
         uint32_t key = 0;
         readFrom(m, key);
         readFrom(m, value[key]);
         check(sd_bus_message_exit_container(m), "read");
     }
+
     check(sd_bus_message_exit_container(m), "read");
 }
 
@@ -175,12 +178,14 @@ template <typename T>
 void appendTo(sd_bus_message* m, const std::map<uint32_t, T>& value) {
     const std::string entry = std::string("u") + kSignature<T>;
     check(sd_bus_message_open_container(m, 'a', ("{" + entry + "}").c_str()), "write");
+
     for (const auto& [key, item] : value) {
         check(sd_bus_message_open_container(m, 'e', entry.c_str()), "write");
         appendTo(m, key);
         appendTo(m, item);
         check(sd_bus_message_close_container(m), "write");
     }
+
     check(sd_bus_message_close_container(m), "write");
 }
 

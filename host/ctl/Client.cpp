@@ -85,6 +85,8 @@ std::string Client::version() {
     char* text = nullptr;
     const int result = sd_bus_get_property_string(mBus.get(), kBusName, kObjectPath, kInterface,
                                                   "Version", &error, &text);
+
+    // Owned before the check, which may throw.
     const std::unique_ptr<char, Releaser<free>> owned(text);
     checkCall(result, &error);
     return text;
@@ -108,6 +110,8 @@ Track Client::trackService(sd_bus_track_handler_t onGone, void* data) {
     auto track = create<Track>(
         [&](sd_bus_track** t) { return sd_bus_track_new(mBus.get(), t, onGone, data); },
         "watch the service");
+
+    // sd-bus looks the owner of the name up, and returns -ENXIO if it has none.
     const int result = sd_bus_track_add_name(track.get(), kBusName);
     if (result == -ENXIO) throwServiceLeft();
     check(result, "watch the service");
@@ -154,6 +158,7 @@ void Client::set(Command command, const Integers& arguments) {
     Integers words{wordOf(command), arguments.at(0)};
     words.insert(words.end(), arguments.begin(), arguments.end());
     const Bytes request = toBytes(words);
+
     awaitUpdate(request, [&] {
         const auto result = call<int32_t>("SetSfxParam", request);
         if (result == android::NO_INIT) throwNotReady();
@@ -181,12 +186,15 @@ void Client::awaitUpdate(const Bytes& awaited, const std::function<void()>& work
     const auto deadline = Clock::now() + callTimeout(mBus.get());
     while (std::find(updates.begin(), updates.end(), awaited) == updates.end()) {
         updates.clear();
+
         if (sd_bus_track_contains(service.get(), kBusName) == nullptr) throwServiceLeft();
         const auto left = deadline - Clock::now();
         if (left.count() <= 0) {
             throw CommandError(Exit::FAILED,
                                "the service accepted the change but did not carry it out in time");
         }
+
+        // One message at a time, as it may be the awaited one; wait only if there is none.
         if (check(sd_bus_process(mBus.get(), nullptr), "listen to the service") > 0) continue;
         const auto wait = std::chrono::ceil<std::chrono::microseconds>(left).count();
         check(sd_bus_wait(mBus.get(), static_cast<uint64_t>(wait)), "listen to the service");
@@ -199,6 +207,7 @@ void Client::awaitUpdate(const Bytes& awaited, const std::function<void()>& work
 std::vector<Bytes> Client::collectUpdates(const std::function<void()>& work) {
     std::vector<Bytes> updates;
     const Slot slot = listen(&updates);
+
     call("RegisterClient", kPlainType);
     work();
     call("UnregisterClient", kPlainType);

@@ -32,6 +32,7 @@ public:
     Result call(const char* method, const Args&... args) {
         const Message request = newCall(method);
         (appendTo(request.get(), args), ...);
+
         const Message reply = send(request.get());
         if constexpr (!std::is_void_v<Result>) {
             Result result{};

@@ -43,6 +43,8 @@ void requireReadablePerPort(const AdapterParameter& parameter, int32_t profile) 
         throw CommandError(Exit::USAGE,
                            parameterName(parameter) + " has no value of its own per port");
     }
+
+    // The request has four bits for the number of the profile.
     if (profile >= ProfileAndPort::kProfiles) {
         throw CommandError(Exit::USAGE, "only profiles 0 to 15 can be read per port");
     }
@@ -61,6 +63,8 @@ Integers readValues(Client& client, const AdapterParameter& parameter, int32_t p
 int32_t resolveValue(Client& client, const AdapterParameter& parameter, const std::string& text) {
     if (parameter.parameter == IEQ_ID) return resolve(presetNames(client), text, "preset");
     if (parameter.max == 1) return resolveSwitch(text, "value");
+
+    // The service would clamp the value and not report it.
     const int32_t value = parseInteger(text);
     if (value < parameter.min || value > parameter.max) {
         throw CommandError(Exit::USAGE, text + " is out of range: " + parameterName(parameter) +
@@ -76,6 +80,7 @@ Integers resolveValues(Client& client, const AdapterParameter& parameter,
         throw CommandError(Exit::USAGE, parameterName(parameter) + " has a length of " +
                                             std::to_string(parameter.length));
     }
+
     Integers values;
     for (const auto& text : texts) values.push_back(resolveValue(client, parameter, text));
     return values;
@@ -92,6 +97,7 @@ Json describeProfile(Client& client, const Profile& profile) {
 
 Json status(Client& client, const Arguments& arguments) {
     if (!client.isReady()) return {{"ready", false}};
+
     const auto integer = [&](uint32_t key) { return client.call<int64_t>("GetIntParam", key); };
     return {{"ready", true},
             {"enabled", client.call<bool>("GetSfxEnabled")},
@@ -130,6 +136,7 @@ Json selectProfile(Client& client, const Arguments& arguments) {
 Json showProfile(Client& client, const Arguments& arguments) {
     const Profile profile = resolveProfile(client, arguments.profile);
     Json answer = describeProfile(client, profile);
+
     Json& parameters = answer["parameters"];
     for (const AdapterParameter& row : kAdapterParameters) {
         parameters[parameterName(row)] = readValues(client, row, profile.first, std::nullopt);
@@ -153,6 +160,7 @@ Json listParameters(Client& client, const Arguments&) {
                         {"length", row.length},
                         {"applies", applicability(row.scope)}});
     }
+
     return list;
 }
 
@@ -165,6 +173,7 @@ Json getParameter(Client& client, const Arguments& arguments) {
                 {"number", parameter.id},
                 {"profile", profile.second}};
     if (port) answer["port"] = portName(*port);
+
     answer["values"] = readValues(client, parameter, profile.first, port);
     return answer;
 }
@@ -175,6 +184,8 @@ void requireSettable(const AdapterParameter& parameter, int32_t profile,
                      std::optional<int32_t> port) {
     if (!port) return;
     requireReadablePerPort(parameter, profile);
+
+    // The service ignores the setting on other ports.
     if (parameter.id == kVirtualBassEnable && *port != PORT_INTERNAL_SPEAKER) {
         throw CommandError(Exit::USAGE,
                            parameterName(parameter) + " applies to the internal_speaker only");
@@ -294,6 +305,7 @@ Json showEffect(Client& client, const Arguments& arguments) {
 Json reload(Client& client, const Arguments&) {
     const auto updates = client.collectUpdates(
         [&] { client.call("SetIntParam", uint32_t{key::kReload}, int64_t{0}); });
+
     // The service notifies its clients of a successful reload by an empty buffer.
     if (std::find(updates.begin(), updates.end(), Bytes()) == updates.end()) {
         throw CommandError(Exit::REFUSED,
@@ -306,6 +318,8 @@ Json versions(Client& client, const Arguments&) {
     constexpr int64_t kField =
         1000;  // the version is major, minor and maintenance, each below this
     const auto format = client.call<int64_t>("GetDefaultXmlFormatVersion");
+
+    // Without a tuning file the format is negative, and shown as null.
     Json answer{{"veloractl", VELORA_VERSION}, {"velorad", client.version()}};
     answer["tuning_format"] = format < 0 ? Json()
                                          : Json(std::to_string(format / kField / kField) + "." +

@@ -16,6 +16,7 @@ namespace {
 size_t distance(const std::string& a, const std::string& b) {
     std::vector<size_t> row(b.size() + 1);
     std::iota(row.begin(), row.end(), size_t{0});
+
     for (size_t i = 0; i < a.size(); ++i) {
         size_t diagonal = std::exchange(row[0], i + 1);
         for (size_t j = 0; j < b.size(); ++j) {
@@ -24,6 +25,7 @@ size_t distance(const std::string& a, const std::string& b) {
             row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
         }
     }
+
     return row.back();
 }
 

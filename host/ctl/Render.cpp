@@ -15,6 +15,7 @@ std::string escapeControls(const std::string& text) {
     uint8_t previous = 0;
     for (const char c : text) {
         const auto byte = static_cast<uint8_t>(c);
+
         // U+0080 to U+009F, which are 0xc2 and the byte itself in UTF-8.
         const bool isUpperControl = previous == 0xc2 && byte >= 0x80 && byte < 0xa0;
         if (byte < ' ' || byte == 0x7f || isUpperControl) {
@@ -24,6 +25,7 @@ std::string escapeControls(const std::string& text) {
         }
         previous = byte;
     }
+
     return escaped;
 }
 

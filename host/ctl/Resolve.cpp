@@ -36,7 +36,9 @@ Names profileNames(Client& client) {
 Names presetNames(Client& client) {
     Names names;
     const int32_t count = client.get(Command::IEQ_PRESET_COUNT)[0];
-    for (int32_t i = 0; i <= count; ++i) {  // the count leaves preset 0 out
+
+    // The count leaves preset 0 out.
+    for (int32_t i = 0; i <= count; ++i) {
         const auto name = client.call<std::string>("GetIeqPresetName", i);
         if (!name.empty()) names.emplace_back(i, name);
     }

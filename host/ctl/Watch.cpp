@@ -25,6 +25,8 @@ public:
         for (const int ending : kEndingSignals) {
             check(sd_event_add_signal(mEvent.get(), nullptr, ending, onInterrupt, this), "watch");
         }
+
+        // The service is watched before the signals of its present owner are matched.
         mService = client.trackService(onServiceGone, this);
         mUpdates = match(kUpdateSignal, onUpdate);
         mDropped = match(kDroppedSignal, onDropped);
@@ -42,6 +44,7 @@ private:
         constexpr uint64_t kUnregisterTimeout = 2'000'000;  // microseconds
         Client& client = static_cast<Watch*>(self)->mClient;
         sd_event_exit(sd_event_source_get_event(source), 0);
+
         sd_bus_set_method_call_timeout(client.bus(), kUnregisterTimeout);
         guarded(nullptr, [&] {
             client.call("UnregisterClient", Client::kPlainType);

@@ -28,6 +28,8 @@ void addArguments(CLI::App& command, const CommandInfo& info, Arguments& argumen
                 ->required(!argument.isOption());
         }
     }
+
+    // Known to the program too, so that it may be given before or after the command.
     command.add_flag("--json", arguments.json, "Answer in JSON");
 }
 
@@ -96,6 +98,7 @@ Exit run(int argc, char** argv) {
     bus.addTo(app);
     Arguments arguments;
     app.add_flag("--json", arguments.json, "Answer in JSON");
+
     std::map<const CLI::App*, const CommandInfo*> infos;
     for (const CommandInfo& info : commands()) {
         CLI::App* const command = addCommand(app, info);
@@ -132,6 +135,7 @@ Exit report(const std::exception& error) {
 int main(int argc, char** argv) {
     // A closed pipe is reported by the write to it.
     signal(SIGPIPE, SIG_IGN);
+
     try {
         return static_cast<int>(velora::host::run(argc, argv));
     } catch (const std::exception& e) {

@@ -81,6 +81,7 @@ private:
             },
             "make a signal");
         appendTo(signal.get(), content);
+
         check(sd_bus_send_to(mOwner->mBus, signal.get(), name.c_str(), nullptr), "send a signal");
     }
 
@@ -93,6 +94,7 @@ private:
                                                       "org.freedesktop.DBus.Peer", "Ping");
             },
             "make a ping");
+
         mPing = create<Slot>(
             [&](sd_bus_slot** slot) {
                 return sd_bus_call_async(mOwner->mBus, slot, message.get(), onPingAnswer, this,
@@ -111,6 +113,7 @@ private:
                 connection.mOwner->drop(connection.mNumber, "it does not read its signals");
                 return 0;
             }
+
             connection.mUnread -= connection.mUnreadAtPing;
             connection.mPing.reset();
             return 0;
@@ -161,6 +164,7 @@ void BusClients::add(const std::string& sender, int32_t type) {
     if (type < 0 || type >= kTypeCount) {
         throw BusError(SD_BUS_ERROR_INVALID_ARGS, "the type of a client is 0 to 255");
     }
+
     auto entry = find(sender);
     if (entry == mConnections.end()) entry = addConnection(sender);
     auto& connection = entry->second;
@@ -180,9 +184,12 @@ void BusClients::remove(const std::string& sender, int32_t type) {
     if (entry == mConnections.end() || !entry->second.listeners.contains(type)) {
         throw BusError(SD_BUS_ERROR_INVALID_ARGS, "not registered as a client of this type");
     }
+
     auto& connection = entry->second;
     mService->unregisterClient(connection.listeners[type], type, connection.clientKey(0));
     connection.listeners.erase(type);
+
+    // The place is free for another connection.
     if (connection.listeners.empty()) mConnections.erase(entry);
 }
 

@@ -172,6 +172,7 @@ std::tuple<int32_t, StoredParams> KmsInterface::getStoredParams(bool committed) 
 Bytes KmsInterface::getAvailableTuningDevices(int32_t port, int32_t length) {
     requireWithin(length <= static_cast<int32_t>(kMaxAnswerSize),
                   "the room for the answer is too large");
+
     Bytes names(static_cast<size_t>(std::max(length, 0)));
     service().getAvailableTuningDevices(port, names.data(), length);
     return names;
@@ -181,12 +182,14 @@ void KmsInterface::setSelectedTuningDevice(int32_t port, const std::string& name
     mHost->checkAcceptsRequest();
     requireWithin(name.size() <= VeloraManagerService::kMaxRequestSize, "the name is too long");
     requireValid(isPort(port), "a port is 0 to 6");
+
     // Clients tell the notification, which is the name, from a command by its first byte.
     requireValid(!name.empty() && std::none_of(name.begin(), name.end(), isControlCharacter),
                  "not the name of a device");
 
     std::string copy = name;
     service().setSelectedTuningDevice(port, copy.data(), static_cast<int>(copy.size()));
+
     // Before it is ready the service only logs the request, so no notification would follow.
     if (mHost->isReady()) mHost->addPending();
 }

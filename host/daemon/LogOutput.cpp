@@ -54,6 +54,7 @@ void logToJournal(const __android_log_message* entry) {
     // The journal would take each line for an entry of its own.
     std::replace(text.begin(), text.end(), '\n', ' ');
     text.push_back('\n');
+
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
 }
 

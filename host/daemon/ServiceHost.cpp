@@ -59,6 +59,7 @@ ServiceHost::ServiceHost(sd_bus* bus, sd_event* event, std::chrono::microseconds
             return sd_event_add_io(event, s, mQueue.fd(), EPOLLIN, onUpdatesQueued, this);
         },
         "watch the updates");
+
     mSaveTimer = create<EventSource>(
         [&](sd_event_source** s) {
             return sd_event_add_time(event, s, CLOCK_MONOTONIC, 0, 0, onSaveTimer, this);
@@ -82,9 +83,12 @@ bool ServiceHost::isReady() {
 
 void ServiceHost::checkAcceptsRequest() const {
     if (mExiting) throw BusError(SD_BUS_ERROR_FAILED, "the service is shutting down");
+
     if (mPending >= kMaxPending) {
         throw BusError(SD_BUS_ERROR_LIMITS_EXCEEDED, "too many requests are pending");
     }
+
+    // Each request causes an update to every client, which the bus daemon would have to keep.
     if (mClients.isAnyBehind()) {
         throw BusError(SD_BUS_ERROR_LIMITS_EXCEEDED, "a client has too many unread updates");
     }
@@ -114,6 +118,7 @@ void ServiceHost::scheduleSave() {
     if (mSaveScheduled) return;
     uint64_t now = 0;
     check(sd_event_now(mEvent, CLOCK_MONOTONIC, &now), "read the clock");
+
     check(sd_event_source_set_time(mSaveTimer.get(), now + mSaveDelay), "set the timer");
     check(sd_event_source_set_enabled(mSaveTimer.get(), SD_EVENT_ONESHOT), "set the timer");
     mSaveScheduled = true;
@@ -121,6 +126,7 @@ void ServiceHost::scheduleSave() {
 
 void ServiceHost::save() {
     mSaveScheduled = false;
+
     if (mService->saveSettings()) {
         ALOGD("settings saved");
     } else {

@@ -45,6 +45,8 @@ void openStandardStreams() {
 /// there. A failure is logged; the service then reports that it has no store.
 void useRoot(const std::string& root) {
     if (root.empty()) return;
+
+    // The root prefix is absolute, without a slash at its end.
     auto path = std::filesystem::absolute(root).lexically_normal().string();
     while (path.ends_with('/')) path.pop_back();
     setRootPrefix(path);
@@ -78,6 +80,7 @@ int serve(const Options& options) {
 
     ServiceHost host(bus.get(), event.get(), std::chrono::milliseconds(options.saveDelayMs));
     const KmsInterface interface(bus.get(), &host);
+
     for (const int ending : kEndingSignals) {
         check(sd_event_add_signal(event.get(), nullptr, ending, onEndingSignal, &host),
               "handle a signal");
@@ -90,6 +93,7 @@ int serve(const Options& options) {
 
     const int result = sd_event_loop(event.get());
     if (result != 0) ALOGE("the connection to the bus is lost");
+
     const bool isSaved = host.shutdown();
     return result == 0 && isSaved ? EXIT_SUCCESS : EXIT_FAILURE;
 }
@@ -98,6 +102,7 @@ int run(int argc, char** argv) {
     Options options;
     CLI::App app{"The settings and control service of the audio effect, on D-Bus", "velorad"};
     app.set_version_flag("--version", VELORA_VERSION);
+
     options.bus.addTo(app);
     app.add_option("--root", options.root, "Directory below which all files are located")
         ->check(notEmpty())
