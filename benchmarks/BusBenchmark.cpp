@@ -63,7 +63,7 @@ private:
     bool mStarted;
 };
 
-Bus connect() { return host::made<Bus>(sd_bus_open_user, "connect"); }
+Bus connect() { return host::create<Bus>(sd_bus_open_user, "connect"); }
 
 /// Waits until somebody has a name on the bus; throws if nobody comes.
 void await(sd_bus* bus, const char* name) {
@@ -118,7 +118,7 @@ void commandFloor(benchmark::State& state, int /*unused*/) {
     std::vector<std::string> command{
         "busctl",          "--user",         "call",        host::kBusName,
         host::kObjectPath, host::kInterface, "GetSfxParam", "ayu"};
-    const auto request = Client::bytesOf({wordOf(Command::PROFILE_PARAMETER), kAmount, 0});
+    const auto request = Client::toBytes({wordOf(Command::PROFILE_PARAMETER), kAmount, 0});
     command.push_back(std::to_string(request.size()));
     for (const uint8_t byte : request) command.push_back(std::to_string(byte));
     command.push_back("4");

@@ -14,7 +14,7 @@ int serveNothing() {
             },
             SD_BUS_VTABLE_UNPRIVILEGED),
         SD_BUS_VTABLE_END};
-    const auto bus = host::made<host::Bus>(sd_bus_open_user, "connect");
+    const auto bus = host::create<host::Bus>(sd_bus_open_user, "connect");
     host::check(sd_bus_add_object_vtable(bus.get(), nullptr, "/", kEmptyService, kMethods, nullptr),
                 "serve");
     host::check(sd_bus_request_name(bus.get(), kEmptyService, 0), "serve");

@@ -4,7 +4,7 @@
 #include <map>
 #include <vector>
 
-// The service on D-Bus: what daemon and clients must agree on.
+// Names and types of the service's D-Bus interface, shared by the daemon and its clients.
 
 namespace velora::host {
 
@@ -12,17 +12,16 @@ inline constexpr char kBusName[] = "vendor.velora_sp.hardware.kmssp.V2_0";
 inline constexpr char kObjectPath[] = "/vendor/velora_sp/hardware/kmssp/V2_0";
 inline constexpr char kInterface[] = "vendor.velora_sp.hardware.kmssp.V2_0.IKms";
 
-/// The signal, addressed to a registered client, that carries the type it registered as and one
-/// notification buffer.
-inline constexpr char kUpdate[] = "OnSfxParamUpdate";
+/// Signal to one registered client. Its arguments are the type under which the client registered,
+/// and the notification buffer.
+inline constexpr char kUpdateSignal[] = "OnSfxParamUpdate";
+
+/// The last signal to a client whose connection is dropped. Its argument is the reason in English.
+inline constexpr char kDroppedSignal[] = "Dropped";
 
 using Bytes = std::vector<uint8_t>;
 using Integers = std::vector<int32_t>;
-/// Device bits -> parameter number -> values.
+/// Raw effect parameters: output device bits -> parameter number -> values.
 using StoredParams = std::map<uint32_t, std::map<uint32_t, Integers>>;
-
-/// The signal, addressed to a registered client, that is its last: it carries the reason why the
-/// connection was taken out.
-inline constexpr char kDropped[] = "Dropped";
 
 }  // namespace velora::host

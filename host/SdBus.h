@@ -16,12 +16,13 @@
 #include <systemd/sd-bus.h>
 #include <systemd/sd-event.h>
 
-// sd-bus for C++: handles that close themselves, failures as exceptions that never reach a C
-// caller, and one reader and writer for each type that the interface uses. Nothing here may be
-// shared between threads.
+// A thin C++ layer over sd-bus and sd-event: owning handles, errors as exceptions that never cross
+// a C callback, and a reader and a writer for each type of the interface. As in sd-bus itself, a
+// bus and everything made from it belong to one thread.
 
 namespace velora::host {
 
+/// Deleter of a std::unique_ptr that calls the C function `release`.
 template <auto release>
 struct Releaser {
     template <typename T>
@@ -37,7 +38,7 @@ using Track = std::unique_ptr<sd_bus_track, Releaser<sd_bus_track_unref>>;
 using Event = std::unique_ptr<sd_event, Releaser<sd_event_unref>>;
 using EventSource = std::unique_ptr<sd_event_source, Releaser<sd_event_source_disable_unref>>;
 
-/// A D-Bus error: its name and what it says.
+/// A D-Bus error with its name and message. Thrown by a method, it becomes the reply to the call.
 class BusError : public std::runtime_error {
 public:
     BusError(const char* name, const std::string& message)
@@ -48,23 +49,24 @@ private:
     std::string mName;
 };
 
-/// The result of an sd-bus or sd-event call; a negative one is thrown as std::system_error.
-inline int check(int result, const char* doing) {
-    if (result < 0) throw std::system_error(-result, std::generic_category(), doing);
+/// Returns the result of an sd-bus or sd-event call. Throws std::system_error if it is negative;
+/// `action` then says what failed.
+inline int check(int result, const char* action) {
+    if (result < 0) throw std::system_error(-result, std::generic_category(), action);
     return result;
 }
 
-/// The object that `make` leaves at the place it is given, in a handle; its negative result is
-/// thrown with what it was `doing`.
+/// Calls `make(&raw)` and wraps raw. Throws std::system_error if the result is negative; `action`
+/// then says what failed.
 template <typename Handle, typename Make>
-Handle made(Make make, const char* doing) {
-    typename Handle::pointer object = nullptr;
-    check(make(&object), doing);
-    return Handle(object);
+Handle create(Make make, const char* action) {
+    typename Handle::pointer raw = nullptr;
+    check(make(&raw), action);
+    return Handle(raw);
 }
 
-/// Runs `work`, which returns what an sd-bus callback returns, and turns what it throws into that
-/// and into `error`, if there is one.
+/// Runs the body of an sd-bus callback and returns its result. An exception becomes a negative
+/// result and, unless `error` is null, the D-Bus error.
 template <typename Work>
 int guarded(sd_bus_error* error, Work work) noexcept {
     try {
@@ -83,8 +85,8 @@ int guarded(sd_bus_error* error, Work work) noexcept {
 /// The signals that ask a program to end.
 inline constexpr std::array kEndingSignals{SIGINT, SIGTERM};
 
-/// Keeps the ending signals for an event loop to take: blocked for this thread and those that it
-/// starts.
+/// Blocks the ending signals for this thread and all threads that it starts later. sd-event
+/// requires this of signals that it handles.
 inline void blockEndingSignals() {
     sigset_t ending;
     sigemptyset(&ending);
@@ -92,10 +94,13 @@ inline void blockEndingSignals() {
     pthread_sigmask(SIG_BLOCK, &ending, nullptr);
 }
 
+// Readers and writers: readFrom(message, value) and appendTo(message, value) for one value each.
+// They throw std::system_error if the message has another type or is full.
+
 template <char type, typename Raw>
 Raw readBasic(sd_bus_message* message) {
     Raw value{};
-    // The message's type is checked before its values are read, so 0 (its end) is a bad message.
+    // The result 0 means that the message ended early.
     if (check(sd_bus_message_read_basic(message, type, &value), "read") == 0) {
         throw std::system_error(EBADMSG, std::generic_category(), "read");
     }
@@ -145,7 +150,7 @@ inline void appendTo(sd_bus_message* m, const Integers& value) {
           "write");
 }
 
-/// D-Bus type of what a dictionary may hold here.
+/// D-Bus signature of a type that a dictionary may hold.
 template <typename T>
 inline constexpr const char* kSignature = nullptr;
 template <>
@@ -157,12 +162,15 @@ template <typename T>
 void readFrom(sd_bus_message* m, std::map<uint32_t, T>& value) {
     const std::string entry = std::string("u") + kSignature<T>;
     check(sd_bus_message_enter_container(m, 'a', ("{" + entry + "}").c_str()), "read");
+
+    // At the end of the array, entering the next entry returns 0.
     while (check(sd_bus_message_enter_container(m, 'e', entry.c_str()), "read") > 0) {
         uint32_t key = 0;
         readFrom(m, key);
         readFrom(m, value[key]);
         check(sd_bus_message_exit_container(m), "read");
     }
+
     check(sd_bus_message_exit_container(m), "read");
 }
 
@@ -170,16 +178,18 @@ template <typename T>
 void appendTo(sd_bus_message* m, const std::map<uint32_t, T>& value) {
     const std::string entry = std::string("u") + kSignature<T>;
     check(sd_bus_message_open_container(m, 'a', ("{" + entry + "}").c_str()), "write");
+
     for (const auto& [key, item] : value) {
         check(sd_bus_message_open_container(m, 'e', entry.c_str()), "write");
         appendTo(m, key);
         appendTo(m, item);
         check(sd_bus_message_close_container(m), "write");
     }
+
     check(sd_bus_message_close_container(m), "write");
 }
 
-/// Several values, one after the other.
+/// A tuple is read and written as its members in order.
 template <typename... T>
 void readFrom(sd_bus_message* m, std::tuple<T...>& values) {
     std::apply([&](T&... value) { (readFrom(m, value), ...); }, values);

@@ -2,7 +2,7 @@
 
 #include "host/Interface.h"
 #include "host/SdBus.h"
-#include "host/ctl/Names.h"
+#include "host/ctl/CommandError.h"
 #include "service/Protocol.h"
 
 #include <functional>
@@ -12,68 +12,78 @@
 
 namespace velora::host {
 
-/// The service as seen by a client in another process. One thread.
+/// The service as a client in another process sees it. Owns its connection to the bus; used on one
+/// thread.
 ///
-/// Every operation throws CommandError when the service isn't there or fails.
+/// Every operation throws CommandError if the service isn't on the bus, doesn't answer in time, or
+/// answers with an error, and std::system_error if the connection fails.
 class Client {
 public:
-    /// A plain client, without a part of its own in playback.
+    /// Type of a client that is no part of playback.
     static constexpr int32_t kPlainType = 0;
 
-    /// Waits for an answer as long as `bus` does by default, 25 seconds or SYSTEMD_BUS_TIMEOUT.
+    /// Takes over the connection. Its method call timeout (25 seconds, or SYSTEMD_BUS_TIMEOUT)
+    /// bounds every wait.
     explicit Client(Bus bus) : mBus(std::move(bus)) {}
 
-    /// Calls an operation of the interface by its name and returns its answer.
+    /// Calls a method of the interface by its name and returns its result, which is a tuple if
+    /// there are several. Argument and result types must have the method's D-Bus signatures.
     template <typename Result = void, typename... Args>
-    Result call(const char* operation, const Args&... args) {
-        const Message request = newCall(operation);
+    Result call(const char* method, const Args&... args) {
+        const Message request = newCall(method);
         (appendTo(request.get(), args), ...);
-        const Message answer = send(request.get());
+
+        const Message reply = send(request.get());
         if constexpr (!std::is_void_v<Result>) {
             Result result{};
-            readFrom(answer.get(), result);
+            readFrom(reply.get(), result);
             return result;
         }
     }
 
-    /// False while the service has no tuning file; has it look for one again first.
+    /// True if the service has a tuning file. If it has none, lets it look for one first.
     bool isReady();
+    /// Throws CommandError unless `isReady`.
+    void requireReady();
 
-    /// `count` words that a command answers; throws CommandError unless the service is ready. The
-    /// arguments are those of the get-request's second and third word.
-    Integers get(Command command, int32_t a = 0, int32_t b = 0, size_t count = 1);
+    /// Sends a get-request and returns the first `count` words of its answer. Throws CommandError
+    /// if the service isn't ready.
+    Integers get(Command command, int32_t firstArgument = 0, int32_t secondArgument = 0,
+                 size_t count = 1);
 
-    /// Sends a command, with its argument words, and returns when it has been done and stored.
-    /// Throws CommandError if the service isn't ready.
+    /// Sends a set-request with at least one argument word, and returns when the service has
+    /// carried it out and stored the result. Throws CommandError if the service isn't ready or
+    /// refuses it.
     void set(Command command, const Integers& arguments);
 
-    /// Does `work` as a registered client and returns when the update `awaited` has come, for which
-    /// it waits as long as for an answer.
+    /// Runs `work` as a registered client and returns when the update `awaited` has arrived. Throws
+    /// CommandError if it doesn't arrive within the method call timeout.
     void awaitUpdate(const Bytes& awaited, const std::function<void()>& work);
-    /// Does `work` as a registered client; returns the updates that came before its end.
-    std::vector<Bytes> updatesOf(const std::function<void()>& work);
+    /// Runs `work` as a registered client and returns the updates that the service sent meanwhile.
+    std::vector<Bytes> collectUpdates(const std::function<void()>& work);
 
     sd_bus* bus() { return mBus.get(); }
-    /// The connection that offers the service: signals count from this one only.
+    /// Unique name of the service's connection. Signals of other senders must be ignored, because
+    /// anybody on the bus can send them.
     std::string owner();
-    /// Holds the service's name until it has gone: `onGone` is called then with `data`, unless
-    /// null.
+    /// Watches the service until the result is destroyed. If the service leaves the bus, calls
+    /// `onGone` with `data`; `onGone` may be null.
     Track trackService(sd_bus_track_handler_t onGone, void* data);
 
     /// The words of a request as bytes.
-    static Bytes bytesOf(const Integers& words);
-    /// The text of the service's Version property.
+    static Bytes toBytes(const Integers& words);
+    /// The service's version, such as "1.2.3".
     std::string version();
 
 private:
-    Message newCall(const char* operation);
+    Message newCall(const char* method);
     Message send(sd_bus_message* request);
     Slot listen(std::vector<Bytes>* updates);
 
     Bus mBus;
 };
 
-/// Reads the data of an update signal.
-Bytes updateOf(sd_bus_message* signal);
+/// Reads the notification buffer from an update signal.
+Bytes readUpdate(sd_bus_message* signal);
 
 }  // namespace velora::host

@@ -1,19 +1,16 @@
 #pragma once
 
 #include "host/ctl/Client.h"
-#include "service/AdapterParameter.h"
+#include "host/ctl/Render.h"
 
+#include <initializer_list>
 #include <span>
 #include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
 namespace velora::host {
 
-using Json = nlohmann::ordered_json;
-
-/// What the arguments of a command line mean, as text; empty if not given.
+/// The arguments of a command line as text; empty if not given.
 struct Arguments {
     std::string profile;
     std::string port;
@@ -24,39 +21,30 @@ struct Arguments {
     bool json = false;
 };
 
-/// What must be there for a command.
-enum class Needs { SERVICE, TUNING };
+/// How one argument of a command is given.
+struct ArgumentInfo {
+    const char* name;  ///< in capitals if it is required and known by its position, else an option
+    const char* help;
+    std::string Arguments::*target;  ///< null: one or more words, into Arguments::values
 
-/// One thing that veloractl does.
+    constexpr bool isOption() const { return name[0] == '-'; }
+};
+
+/// What the service must have for a command.
+enum class Needs { NOTHING, TUNING_FILE };
+
+/// One command of veloractl.
 struct CommandInfo {
     const char* name;  ///< one or two words
     const char* help;
-    /// Its arguments, one letter each and in this order: p profile, o port, a parameter, d device,
-    /// s state, v values; upper case for options that may be left out.
-    const char* arguments;
+    std::initializer_list<ArgumentInfo> arguments;  ///< in their order on the command line
     Needs needs;
-    /// Throws CommandError. Null: it prints nothing more.
+    /// Returns the answer to be printed, or null if it has printed everything itself. Throws
+    /// CommandError and std::system_error.
     Json (*run)(Client& client, const Arguments& arguments);
 };
 
-/// All of them, in the order in which help shows them.
+/// All commands, in the order in which the help shows them.
 std::span<const CommandInfo> commands();
-
-/// An answer as text for people: the values of a parameter alone, a list of things as a table, a
-/// thing as lines of names and values.
-std::string printedForm(const Json& answer);
-
-/// A value in one line: text with its control characters escaped, yes or no, the items of a list
-/// with blanks between them.
-std::string wordsOf(const Json& value);
-
-/// A parameter's catalogue name, with the endpoint before it where it is for one only.
-std::string parameterName(const AdapterParameter& parameter);
-
-/// Numbers and names of the service's profiles.
-Names profilesOf(Client& client);
-
-/// Prints every notification until interrupted; returns null.
-Json watch(Client& client, const Arguments& arguments);
 
 }  // namespace velora::host

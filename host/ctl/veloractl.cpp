@@ -1,7 +1,8 @@
 // veloractl: the service's client for people and scripts.
 
-#include "host/Connect.h"
+#include "host/BusChoice.h"
 #include "host/ctl/Commands.h"
+#include "host/ctl/Names.h"
 
 #include <algorithm>
 #include <csignal>
@@ -14,62 +15,44 @@
 namespace velora::host {
 namespace {
 
-/// How the arguments of the commands are given: their letter in the table, and where they go.
-struct ArgumentInfo {
-    char letter;  ///< lower case: positional; upper case: an option that may be left out
-    const char* name;
-    const char* help;
-    std::string Arguments::*place;
-};
-
-constexpr ArgumentInfo kArguments[] = {
-    {'p', "PROFILE", "Number or name of a profile", &Arguments::profile},
-    {'o', "PORT", "Number or name of a port", &Arguments::port},
-    {'a', "PARAMETER", "Number or name of a parameter", &Arguments::parameter},
-    {'d', "DEVICE", "Name of a tuning device", &Arguments::device},
-    {'s', "STATE", "on or off", &Arguments::state},
-    {'P', "--profile", "Number or name of a profile (default: the selected one)",
-     &Arguments::profile},
-    {'O', "--port", "Number or name of a port", &Arguments::port},
-};
-
 void addArguments(CLI::App& command, const CommandInfo& info, Arguments& arguments) {
-    for (const char* letter = info.arguments; *letter != '\0'; ++letter) {
-        if (*letter == 'v') {
-            command.add_option("VALUE", arguments.values, "Numbers, or names where there are any")
+    constexpr int kMaxValues = 64;
+    for (const ArgumentInfo& argument : info.arguments) {
+        if (argument.target == nullptr) {
+            command.add_option(argument.name, arguments.values, argument.help)
                 ->required()
-                ->expected(1, 64);
-        }
-        for (const ArgumentInfo& argument : kArguments) {
-            if (argument.letter != *letter) continue;
-            auto* const option =
-                command.add_option(argument.name, arguments.*argument.place, argument.help)
-                    ->check(notEmpty());
-            if (argument.name[0] != '-') option->required();
+                ->expected(1, kMaxValues);
+        } else {
+            command.add_option(argument.name, arguments.*argument.target, argument.help)
+                ->check(notEmpty())
+                ->required(!argument.isOption());
         }
     }
+
+    // Known to the program too, so that it may be given before or after the command.
     command.add_flag("--json", arguments.json, "Answer in JSON");
 }
 
-/// The subcommand of a name of one or two words.
+/// Adds the subcommand of a name of one or two words, and for two words that of the first.
 CLI::App* addCommand(CLI::App& app, const CommandInfo& info) {
     const std::string name = info.name;
     const size_t blank = name.find(' ');
     if (blank == std::string::npos) return app.add_subcommand(name, info.help);
+
     const std::string group = name.substr(0, blank);
+    const std::string member = name.substr(blank + 1);
     const auto groups =
         app.get_subcommands([&](const CLI::App* command) { return command->get_name() == group; });
-    if (!groups.empty()) return groups.front()->add_subcommand(name.substr(blank + 1), info.help);
-    auto* const parent = app.add_subcommand(group, "Look at the " + group + " and choose");
+    if (!groups.empty()) return groups.front()->add_subcommand(member, info.help);
+
+    auto* const parent = app.add_subcommand(group, "Show or change the " + group);
     parent->fallthrough();
-    return parent->add_subcommand(name.substr(blank + 1), info.help);
+    return parent->add_subcommand(member, info.help);
 }
 
-void print(const Json& answer, bool json) {
+void print(const Json& answer, const Arguments& arguments) {
     if (answer.is_null()) return;
-    const std::string text = json
-                                 ? answer.dump(2, ' ', false, Json::error_handler_t::replace) + "\n"
-                                 : printedForm(answer);
+    const std::string text = arguments.json ? toJsonText(answer, 2) + "\n" : toText(answer);
     fputs(text.c_str(), stdout);
     if (fflush(stdout) != 0) throw CommandError(Exit::FAILED, "can't write the answer");
 }
@@ -84,14 +67,12 @@ Bus connect(const BusChoice& bus) {
 
 void execute(const BusChoice& bus, const CommandInfo& command, const Arguments& arguments) {
     Client client(connect(bus));
-    if (command.needs == Needs::TUNING && !client.isReady()) {
-        throw CommandError(Exit::NOT_READY, "the service is not ready: it has no tuning file");
-    }
-    print(command.run(client, arguments), arguments.json);
+    if (command.needs == Needs::TUNING_FILE) client.requireReady();
+    print(command.run(client, arguments), arguments);
 }
 
-/// Says what is wrong with a command line that has none of the commands.
-[[noreturn]] void refuse(const CLI::App& app) {
+/// Throws the error of a command line that contains no complete command.
+[[noreturn]] void throwUnknownCommand(const CLI::App& app) {
     std::string typed;
     for (const auto* command = &app; !command->get_subcommands().empty();) {
         command = command->get_subcommands().front();
@@ -99,36 +80,41 @@ void execute(const BusChoice& bus, const CommandInfo& command, const Arguments& 
     }
     for (const std::string& word : app.remaining()) typed += word + " ";
     if (!typed.empty()) typed.pop_back();
+
     Names names;
     for (const CommandInfo& info : commands()) names.emplace_back(kNoNumber, info.name);
-    pick(names, typed, "command");
-    throw CommandError(Exit::USAGE, "'" + typed + "' is to be given as two words");
+    resolve(names, typed, "command");
+    // It is a command, but came as one word, so it was quoted.
+    throw CommandError(Exit::USAGE, "'" + typed + "' must be given as two words, without quotes");
 }
 
 Exit run(int argc, char** argv) {
     CLI::App app{"Controls the settings and control service of the audio effect", "veloractl"};
     app.set_version_flag("--version", VELORA_VERSION);
     app.fallthrough();
-    app.allow_extras();
+    app.allow_extras();  // reported below, with the nearest commands
     app.require_subcommand(0, 1);
     BusChoice bus;
     bus.addTo(app);
     Arguments arguments;
     app.add_flag("--json", arguments.json, "Answer in JSON");
+
     std::map<const CLI::App*, const CommandInfo*> infos;
     for (const CommandInfo& info : commands()) {
         CLI::App* const command = addCommand(app, info);
         addArguments(*command, info, arguments);
         infos[command] = &info;
     }
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
         return app.exit(e) == 0 ? Exit::SUCCESS : Exit::USAGE;
     }
+
     const auto found = std::find_if(infos.begin(), infos.end(),
                                     [](const auto& entry) { return entry.first->parsed(); });
-    if (found == infos.end()) refuse(app);
+    if (found == infos.end()) throwUnknownCommand(app);
     if (app.remaining_size() > 0) {
         throw CommandError(Exit::USAGE, "unexpected argument '" + app.remaining().front() + "'");
     }
@@ -136,27 +122,23 @@ Exit run(int argc, char** argv) {
     return Exit::SUCCESS;
 }
 
-/// The exit status of a program whose work threw.
-Exit report(const std::exception_ptr& thrown) {
-    try {
-        std::rethrow_exception(thrown);
-    } catch (const CommandError& e) {
-        fprintf(stderr, "veloractl: %s\n", e.what());
-        return e.exit();
-    } catch (const std::exception& e) {
-        fprintf(stderr, "veloractl: %s\n", e.what());
-        return Exit::FAILED;
-    }
+/// Prints the message of an exception and returns the exit status that it calls for.
+Exit report(const std::exception& error) {
+    fprintf(stderr, "veloractl: %s\n", error.what());
+    const auto* const commandError = dynamic_cast<const CommandError*>(&error);
+    return commandError != nullptr ? commandError->exit() : Exit::FAILED;
 }
 
 }  // namespace
 }  // namespace velora::host
 
 int main(int argc, char** argv) {
+    // A closed pipe is reported by the write to it.
     signal(SIGPIPE, SIG_IGN);
+
     try {
         return static_cast<int>(velora::host::run(argc, argv));
-    } catch (...) {
-        return static_cast<int>(velora::host::report(std::current_exception()));
+    } catch (const std::exception& e) {
+        return static_cast<int>(velora::host::report(e));
     }
 }

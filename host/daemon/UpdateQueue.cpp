@@ -12,7 +12,7 @@ namespace velora::host {
 using android::Mutex;
 
 UpdateQueue::UpdateQueue()
-    : mFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), mOwner(std::this_thread::get_id()) {
+    : mFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), mBusThread(std::this_thread::get_id()) {
     if (mFd < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
 }
 
@@ -30,11 +30,11 @@ void UpdateQueue::address(uint32_t client) {
 }
 
 void UpdateQueue::addLocked(uint32_t client) {
-    mUpdates.push_back({client, mData, std::this_thread::get_id() != mOwner});
+    mUpdates.push_back({client, mData, std::this_thread::get_id() != mBusThread});
     if (mUpdates.size() == 1) eventfd_write(mFd, 1);
 }
 
-std::deque<UpdateQueue::Update> UpdateQueue::take() {
+std::deque<UpdateQueue::Update> UpdateQueue::removeAll() {
     Mutex::Autolock lock(mLock);
     eventfd_t count = 0;
     eventfd_read(mFd, &count);

@@ -8,21 +8,20 @@ using testing::HasSubstr;
 class ControlTest : public HostFixture {
 protected:
     ControlTest() {
-        root.write("data/vendor/velora/kiv-extra.xml",
-                   contentsOf(sourceFile("data/kiv-extra.xml")));
+        addExtraTuning();
+        start();
+    }
+    /// Changes the tuning file by a sed script and starts the daemon again.
+    void editTuning(const std::string& script) {
+        daemon->end(SIGTERM);
+        run("sed -i '" + script + "' " + file("odm/etc/velora/*.xml"));
         start();
     }
 };
 
 TEST_F(ControlTest, EveryCommandAnswersAsInTheTranscript) { expectTranscript("veloractl.txt"); }
 
-TEST_F(ControlTest, AServiceThatCantAnswerIsToldByTheStatus) {
-    client()->call<int32_t>("SetParam", 0x40000000U, 7U, host::Integers{1});  // of all devices
-    client()->call<int32_t>("CommitChange");
-    EXPECT_THAT(ctl("effect --port usb").out, HasSubstr("\nall "));
-    std::filesystem::remove(file("data/vendor/velora/kiv-extra.xml"));
-    EXPECT_EQ(ctl("reload").exit, 5);
-    EXPECT_EQ(run("veloractl --address unix:path=/nonexistent status").exit, 3);
+TEST_F(ControlTest, TheExitStatusSaysWhyThereIsNoAnswer) {
     daemon->signal(SIGSTOP);
     EXPECT_EQ(run("SYSTEMD_BUS_TIMEOUT=1 veloractl --user status").exit, 1);
     daemon->signal(SIGCONT);
@@ -30,62 +29,51 @@ TEST_F(ControlTest, AServiceThatCantAnswerIsToldByTheStatus) {
     EXPECT_EQ(ctl("status").exit, 3);
 }
 
-TEST_F(ControlTest, WatchTellsEveryNotificationInWordsUntilInterrupted) {
-    const auto inWords = watch("words");
-    const auto inJson = watch("objects", "--json");
-    const std::pair<const char*, const char*> kRows[] = {
-        {"enable off", "effect switched: enabled no"},
-        {"set 106 8 --port 5",
-         "parameter set: profile Dynamic, port usb, parameter ieq_amount, asked 8"},
-        {"profiles select Music", "profile selected: profile Music"},
-        {"profiles reset Game", "profile reset: profile Game"},
-        {"devices select hdmi hdmi_soundbar", "device asked for: device hdmi_soundbar"},
-        {"reload", "tunings reloaded"},
-    };
-    for (const auto& [arguments, sentence] : kRows) {
-        EXPECT_EQ(ctl(arguments).exit, 0) << arguments;
-        EXPECT_TRUE(awaitIn("words", sentence)) << sentence;
+TEST_F(ControlTest, OnlyTheFirst16ProfilesAreReadPerPort) {
+    editTuning("s/<profile id=\"4\"/<profile id=\"16\"/");
+    EXPECT_EQ(ctl("get ieq_amount --profile Mobility").exit, 0);
+    for (const char* command : {"get ieq_amount", "set ieq_amount 3"}) {
+        EXPECT_THAT(ctl(std::string(command) + " --profile Mobility --port usb").err,
+                    HasSubstr("only profiles 0 to 15"));
     }
-    EXPECT_TRUE(awaitIn("objects", R"("port":"usb","parameter":"ieq_amount","asked":[8]})"));
-    // A request that is no command reads like a device's name, and may hold anything.
-    client()->call<int32_t>("SetSfxParam", host::Bytes{'A', 0x1b, '[', 0x7f, 0xc2, 0x9b});
-    EXPECT_TRUE(awaitIn("words", "A\\x1b[\\x7f\xc2\\x9b\n"));
-    EXPECT_TRUE(awaitIn("objects", "A\\u001b["));
-    daemon->signal(SIGSTOP);
-    EXPECT_EQ(inWords->end(SIGINT), 0);  // not waiting for an answer for long
-    daemon->signal(SIGCONT);
-    daemon->end(SIGKILL);
-    EXPECT_EQ(inJson->wait(), 3);  // the service has gone
 }
 
-TEST_F(ControlTest, CompletionOffersWhatFits) {
-    daemon->end(SIGTERM);
-    run("sed -i '/<profile/s/\"Music\"/\"Big: $(one) Room\"/' " + file("odm/etc/velora/*.xml"));
-    start();
-    // What was typed, and what readline puts in the place of its last word.
-    const std::pair<const char*, const char*> kRows[] = {
-        {"veloractl --user prof", "profiles"},
-        {"veloractl --address $BUS profiles select Mo", "Movie,Mobility"},
-        {"veloractl --address=$BUS profiles select Mo", "Movie,Mobility"},
-        {"veloractl --user profiles select B", "Big:\\ \\$\\(one\\)\\ Room"},
-        {"veloractl --user profiles select \"Big: $(o", "Big: $(one) Room"},
-        {"veloractl --user profiles select Big:\\ ", "\\ \\$\\(one\\)\\ Room"},
-        {"veloractl --user get 106 --profile Big:\\ \\$\\(one\\)\\ Room --port=o", "other"},
-        {"veloractl --user set ieq", "ieq_id,ieq_amount"},
-        {"veloractl --user set 103 w", "warm"},
-        {"veloractl --user devices select usb usb", "usb_dac"},
-        {"velorad --log-level w", "warn"},
+TEST_F(ControlTest, WatchPrintsEveryNotificationUntilItIsInterrupted) {
+    const auto asText = watch("text");
+    const auto asJson = watch("json", "--json");
+    struct Row {
+        const char* command;
+        const char* printed;
     };
-    for (const auto& [line, replies] : kRows) {
-        const std::string typed = root.write("typed", line);
-        const Outcome outcome =
-            run("bash -c 'source \"$0\"; COMP_LINE=$(<\"$1\"); "
-                "COMP_LINE=${COMP_LINE/\\$BUS/$DBUS_SESSION_BUS_ADDRESS}; "
-                "COMP_POINT=${#COMP_LINE}; _velora \"${COMP_LINE%% *}\"; IFS=,; "
-                "echo \"${COMPREPLY[*]}\"' " +
-                sourceFile("data/bash-completion/veloractl") + " " + typed);
-        EXPECT_EQ(outcome.out, std::string(replies) + "\n") << line << outcome.err;
+    const Row kRows[] = {
+        {.command = "enable off", .printed = "effect switched: enabled no"},
+        {.command = "set 106 8 --port 5",
+         .printed = "parameter set: profile Dynamic, port usb, parameter ieq_amount, asked 8"},
+        {.command = "profiles select Music", .printed = "profile selected: profile Music"},
+        {.command = "profiles reset Game", .printed = "profile reset: profile Game"},
+        {.command = "devices select hdmi hdmi_soundbar",
+         .printed = "device asked for: device hdmi_soundbar"},
+        {.command = "reload", .printed = "tunings reloaded"},
+    };
+    for (const Row& row : kRows) {
+        EXPECT_EQ(ctl(row.command).exit, 0) << row.command;
+        EXPECT_TRUE(awaitIn("text", row.printed)) << row.printed;
     }
+    EXPECT_TRUE(awaitIn("json", R"("port":"usb","parameter":"ieq_amount","asked":[8]})"));
+    // A request that is no command looks like the name of a device, and may contain anything.
+    client()->call<int32_t>("SetSfxParam", host::Bytes{'A', 0x1b, '[', 0x7f, 0xc2, 0x9b});
+    EXPECT_TRUE(awaitIn("text", "A\\x1b[\\x7f\xc2\\x9b\n"));
+    EXPECT_TRUE(awaitIn("json", "A\\u001b["));
+    daemon->signal(SIGSTOP);
+    EXPECT_EQ(asText->end(SIGINT), 0);  // it doesn't insist on an answer
+    daemon->signal(SIGCONT);
+    daemon->end(SIGKILL);
+    EXPECT_EQ(asJson->wait(), 3);
+}
+
+TEST_F(ControlTest, CompletionOffersMatchingWords) {
+    editTuning("/<profile/s/\"Music\"/\"Big: $(one) Room\"/");
+    expectTranscript("completion.txt");
 }
 
 }  // namespace

@@ -21,18 +21,15 @@ namespace velora::test {
 
 using host::Client;
 
-/// Name on the bus and path of the service.
-inline const std::string kObject =
-    "vendor.velora_sp.hardware.kmssp.V2_0 /vendor/velora_sp/hardware/kmssp/V2_0 ";
-
-/// What a program that ran to its end left.
+/// The exit status and the output of a finished program.
 struct Outcome {
     int exit;
     std::string out;
     std::string err;
 };
 
-/// A directory with the sample tuning file as the root of the system, on a bus of the test's own.
+/// A root directory with the sample tuning file, and a daemon on the session bus, of which each
+/// test program has one of its own.
 class HostFixture : public testing::Test {
 protected:
     HostFixture() { addTuning(); }
@@ -42,21 +39,23 @@ protected:
         }
     }
 
-    void addTuning() {
-        root.write("odm/etc/velora/multimedia_velora_kiv_default.xml",
-                   contentsOf(sourceFile("data/multimedia_velora_kiv_default.xml")));
+    void addTuning() { copy("multimedia_velora_kiv_default.xml", "odm/etc/velora/"); }
+    void addExtraTuning() { copy("kiv-extra.xml", "data/vendor/velora/"); }
+    void copy(const std::string& name, const std::string& directory) {
+        root.write(directory + name, contentsOf(sourceFile("data/" + name)));
     }
     void removeTuning() { std::filesystem::remove_all(root.path() / "odm"); }
 
-    /// Starts a daemon, by way of `launcher`, and waits until it is on the bus.
-    void start(const std::string& options = "", const std::string& launcher = "") {
-        const size_t before = count("log", " serves ");
-        daemon = std::make_unique<Process>(launcher +
-                                           " " VELORA_BIN "/velorad --user --log-level debug " +
-                                           options + " --root " + file("") + " 2>>" + file("log"));
-        ASSERT_TRUE(awaitIn("log", " serves ", before + 1)) << contentsOf(file("log"));
+    /// Starts a daemon and waits until clients can call it. `launcher` is a command that starts it,
+    /// `streams` redirects its standard streams, instead of its log to a file.
+    void start(const std::string& options = "", const std::string& launcher = "",
+               const std::string& streams = "") {
+        daemon = std::make_unique<Process>(
+            launcher + " " VELORA_BIN "/velorad --user --log-level debug " + options + " --root " +
+            file("") + " " + (streams.empty() ? "2>>" + file("log") : streams));
+        ASSERT_TRUE(waitFor([&] { return ctl("version").exit == 0; })) << contentsOf(file("log"));
     }
-    /// Starts a `veloractl watch` into a file and waits until it is told of clients.
+    /// Starts `veloractl watch` with its output in a file, and waits for its first line.
     std::unique_ptr<Process> watch(const std::string& name, const std::string& options = "") {
         auto watcher = std::make_unique<Process>(VELORA_BIN "/veloractl --user watch " + options +
                                                  " >" + file(name) + " 2>&1");
@@ -64,21 +63,21 @@ protected:
         return watcher;
     }
 
-    /// A connection of its own.
+    /// Makes a new connection to the bus.
     static std::unique_ptr<Client> client() {
-        return std::make_unique<Client>(host::made<host::Bus>(sd_bus_open_user, "connect"));
+        return std::make_unique<Client>(host::create<host::Bus>(sd_bus_open_user, "connect"));
     }
 
-    /// Runs a line of shell, in which `call` calls an operation of the service.
+    /// Runs a line of shell, which may use what session.sh defines.
     Outcome run(const std::string& line) {
-        root.write("line", "PATH=" VELORA_BIN ":$PATH; call() { busctl --user call " + kObject +
-                               "vendor.velora_sp.hardware.kmssp.V2_0.IKms \"$@\"; }; " + line);
+        root.write("line", "BIN=" VELORA_BIN " SOURCE=" VELORA_SOURCE_DIR " ROOT=" + file("") +
+                               "\n. $SOURCE/tests/data/session.sh\n" + line);
         Process shell("sh " + file("line") + " >" + file("out") + " 2>" + file("err"));
         const int exit = shell.wait();
         return {exit, contentsOf(file("out")), contentsOf(file("err"))};
     }
-    /// Runs the lines of a session after their prompts. It holds what each says, on either stream,
-    /// and its exit status unless that is 0.
+    /// Runs the commands of a transcript. After each command line, which starts with "$ ", it has
+    /// the output, the errors, and the exit status unless that is 0.
     void expectTranscript(const std::string& name) {
         const std::string expected = contentsOf(sourceFile("tests/data/" + name));
         std::istringstream lines(expected);
@@ -103,7 +102,7 @@ protected:
     }
 
     std::string file(const std::string& name) const { return root.path() / name; }
-    /// How often a file holds a text.
+    /// Counts the occurrences of a text in a file.
     size_t count(const std::string& name, const std::string& text) const {
         const std::string all = contentsOf(file(name));
         size_t found = 0;
@@ -114,7 +113,7 @@ protected:
         return waitFor([&] { return count(name, text) >= times; });
     }
 
-    /// Keeps everybody else from the store while it stands.
+    /// Locks the store against all writers until the result is destroyed.
     std::unique_ptr<DatabaseHelper> holdStore() {
         setRootPrefix(root.path().string());
         auto store = std::make_unique<DatabaseHelper>("kiv_sqlite3.db");

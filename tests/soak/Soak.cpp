@@ -1,5 +1,6 @@
-// Uses velorad for a while as several clients do: well, badly, and leaving without a word; kills it
-// and starts it again. Nothing that was acknowledged as saved may be lost, and it may not grow.
+// Endurance run: several clients use velorad, misuse it and disappear from the bus, while it is
+// killed and started again and again. No change whose save was acknowledged may be lost, and the
+// daemon may not grow.
 
 #include "host/ctl/Client.h"
 #include "service/AdapterParameter.h"
@@ -33,14 +34,14 @@ using std::chrono::seconds;
 using Clock = std::chrono::steady_clock;
 
 constexpr int32_t kUsers = 4;  // each owns a profile of the sample tuning file
-constexpr auto kPatience = seconds(20);
-constexpr long kMemoryTolerance = 10;  // a tenth more is tolerated
+constexpr auto kActionLimit = seconds(20);
+constexpr long kMemoryTolerance = 10;  // a tenth of growth is tolerated
 
-/// What users and supervisor share. Any thread.
+/// What users and supervisor share. Owned by the supervisor; any thread.
 struct Run {
-    /// Number of the daemon's life: even while it serves and isn't being ended, odd in between.
+    /// Counts the lives of the daemon: even while it serves, odd while it is ended or started.
     std::atomic<uint32_t> life{1};
-    std::array<std::atomic<bool>, 1024> endedCleanly{};  ///< by life, the latest
+    std::array<std::atomic<bool>, 1024> endedCleanly{};  ///< by life, modulo the size
     std::atomic<bool> ending{false};
     std::atomic<bool> failed{false};
     std::atomic<size_t> done{0}, refused{0}, unanswered{0};  ///< actions
@@ -61,16 +62,18 @@ struct Dice : std::mt19937 {
 };
 
 std::unique_ptr<Client> newClient() {
-    return std::make_unique<Client>(host::made<host::Bus>(sd_bus_open_user, "connect"));
+    return std::make_unique<Client>(host::create<host::Bus>(sd_bus_open_user, "connect"));
 }
 
-// What is answered or refused, n being -1 to 16, and what must be refused.
+// Calls with an argument of -1 to 16, which the service answers or refuses.
 constexpr std::array kCalls{
     +[](Client& c, int32_t) { c.call<bool>("HasDecDV"); },
     +[](Client& c, int32_t) { c.call<int32_t>("GetDialogEnhancerAmount"); },
     +[](Client& c, int32_t n) { c.call<std::string>("GetProfileName", n); },
     +[](Client& c, int32_t n) { c.call<Bytes>("GetAvailableTuningDevices", n, 20 * n); },
-    +[](Client& c, int32_t n) { c.call<int64_t>("GetIntParam", 0x44434f43U + uint32_t(n)); },
+    +[](Client& c, int32_t n) {
+        c.call<int64_t>("GetIntParam", key::kOutputChannels + uint32_t(n));
+    },
     +[](Client& c, int32_t n) { c.get(Command{uint32_t(n)}, 100 + n, 0, size_t(n) + 2); },
     +[](Client& c, int32_t n) { c.get(Command::PROFILE_PORT_PARAMETER, 100 + n, n); },
     +[](Client& c, int32_t n) { c.call<int32_t>("SetParam", 2U, uint32_t(n + 1), Integers{n}); },
@@ -84,31 +87,30 @@ constexpr std::array kCalls{
     },
     +[](Client& c, int32_t n) { c.call("UnregisterClient", n % 7); },
 };
+// Calls that the daemon must refuse.
 constexpr std::array kMisuses{
     +[](Client& c) { c.call("SetSfxParam", std::string("text")); },
-    +[](Client& c) { c.call("SetSfxParam", Bytes{}); },
-    +[](Client& c) { c.call("SetSfxParam", Bytes(4097)); },
     +[](Client& c) { c.call("GetSfxParam", Bytes(12), 65537U); },
     +[](Client& c) { c.call("SetParam", 2U, 1U, Integers(1025)); },
     +[](Client& c) { c.call("RegisterClient", 256); },
     +[](Client& c) { c.call("SetSelectedTuningDevice", 7, std::string("usb_dac")); },
 };
 
-constexpr Command kNothing{99};
+constexpr Command kUnknownCommand{99};
 
-/// A value of the service that only one user sets, and what it may be by now.
+/// A setting that only one user changes, and the values that it may have.
 struct Setting {
-    Command command;     ///< that sets and gets it
+    Command command;     ///< sets and gets it
     int32_t id;          ///< of a parameter of the profile
-    int32_t min, max;    ///< of a value: what is outside is brought into it
-    int32_t length = 1;  ///< values
-    /// The last saved value and those set since. Up to `certain` the daemon took them, in the life
-    /// that the user knows; whether it took those behind is unknown.
+    int32_t min, max;    ///< the service clamps values to this range
+    int32_t length = 1;  ///< number of values
+    /// The last saved value, followed by those set since. The daemon has accepted those up to the
+    /// index `certain`; whether it accepted the others is unknown, because it may have been killed.
     std::vector<Integers> possible{};
     size_t certain = 0;
 };
 
-/// A client with settings of its own, in a thread of its own.
+/// A client with settings of its own, which runs in a thread of its own.
 class User {
 public:
     User(Run& run, const TempDir& root, int32_t number, uint32_t seed)
@@ -121,32 +123,47 @@ public:
         }
     }
 
+    /// Acts at random until the run ends. In a new life of the daemon, the user changes no setting
+    /// before it has verified all of them.
     void live() {
+        static constexpr void (User::*kActions[])() = {
+            &User::call,         &User::call,
+            &User::call,         &User::call,
+            &User::call,         &User::misuse,
+            &User::reload,       &User::die,
+            &User::set,          &User::set,
+            &User::set,          &User::verifyRarely,
+            &User::talkNonsense, &User::setUnownedProfile,
+        };
+        constexpr size_t kHarmless = 8;  // the first ones change no setting
         while (!mRun.ending) {
             const uint32_t life = mRun.life;
-            const bool unknown = life != mLife;
-            attempt(unknown && life % 2 == 0
-                        ? &User::verify
-                        : kActions[mDice.below(unknown ? kHarmless : kActions.size())]);
+            const bool isNew = life != mLife;
+            const size_t action = mDice.below(isNew ? kHarmless : std::size(kActions));
+            attempt(isNew && life % 2 == 0 ? &User::verify : kActions[action]);
             while (sd_bus_process(mClient->bus(), nullptr) > 0) continue;
         }
     }
 
-    /// Fails the run unless every setting is what it may be; throws if that can't be told now.
+    /// Fails the run unless every setting has one of its possible values. Throws if the daemon
+    /// doesn't answer.
     void verify() {
         const uint32_t life = mRun.life;
         if (mRun.endedCleanly[mLife % mRun.endedCleanly.size()]) forgetReplaced();
-        mClient->set(kNothing, {++mMarks * kUsers + mNumber});  // all before is done and saved
+
+        // The service carries out requests in order, so all earlier ones are done and saved then.
+        mClient->set(kUnknownCommand, {++mMarks * kUsers + mNumber});
         if (mRun.life == mLife) forgetReplaced();
+
         ++mRun.saves;
         for (Setting& setting : mSettings) {
             auto& possible = setting.possible;
             const Integers value = valueOf(setting);
             if (!possible.empty() &&
                 std::find(possible.begin(), possible.end(), value) == possible.end()) {
-                mRun.fail("user " + std::to_string(mNumber) + " finds " + textOf(value) + " at " +
-                          textOf({wordOf(setting.command), setting.id}) + " after " +
-                          textOf(possible.front()) + " to " + textOf(possible.back()));
+                mRun.fail("user " + std::to_string(mNumber) + " finds " + toText(value) + " at " +
+                          toText({wordOf(setting.command), setting.id}) + " after " +
+                          toText(possible.front()) + " to " + toText(possible.back()));
             }
             possible = {value};
             setting.certain = 0;
@@ -156,19 +173,15 @@ public:
     }
 
 private:
-    using Action = void (User::*)();
-    static const std::array<Action, 14> kActions;
-    static constexpr size_t kHarmless = 8;  ///< so many at the front change no setting
-
-    static std::string textOf(const Integers& values) {
+    static std::string toText(const Integers& values) {
         std::string text;
         for (const int32_t value : values) text += " " + std::to_string(value);
         return "(" + text + " )";
     }
 
-    void attempt(Action action) {
+    void attempt(void (User::*action)()) {
         const uint32_t life = mRun.life;
-        const auto deadline = Clock::now() + kPatience;
+        const auto deadline = Clock::now() + kActionLimit;
         std::string problem;
         try {
             (this->*action)();
@@ -178,6 +191,8 @@ private:
             ++(error.exit() == Exit::NO_SERVICE ? mRun.unanswered : mRun.refused);
             if (error.exit() != Exit::FAILED || what.ends_with("be saved")) problem = what;
         }
+
+        // Any failure is normal while the daemon is ended or started.
         if (Clock::now() > deadline) problem = "a request took too long";
         if (!problem.empty() && life % 2 == 0 && mRun.life == life) mRun.fail(problem);
     }
@@ -191,8 +206,9 @@ private:
     }
     void send(Command command, Integers arguments) {
         arguments.insert(arguments.begin(), {wordOf(command), 0});
-        send(Client::bytesOf(arguments));
+        send(Client::toBytes(arguments));
     }
+    /// Sends a request that sets a value, and notes the value as possible unless it was refused.
     void change(Setting& setting, const Integers& value, const std::function<void()>& request) {
         setting.possible.push_back(value);
         try {
@@ -203,7 +219,8 @@ private:
         }
         if (mRun.life == mLife) setting.certain = setting.possible.size() - 1;
     }
-    /// What was taken is saved now.
+    /// Everything accepted has been saved, so the values before the last accepted one are no longer
+    /// possible.
     void forgetReplaced() {
         for (Setting& setting : mSettings) {
             auto& possible = setting.possible;
@@ -227,8 +244,8 @@ private:
             send(setting.command, asked);
         });
     }
-    /// In the profile that nobody owns.
-    void setWhatNobodyFollows() {
+    /// Sends valid and invalid requests for the profile that no user owns.
+    void setUnownedProfile() {
         const int32_t id = mDice.roll(99, 117), port = mDice.roll(-1, 7), n = mDice.roll(-1, 20);
         const size_t which = mDice.below(30);
         if (which == 0) return send(Command::RESET_PROFILE, {kUsers});
@@ -236,24 +253,24 @@ private:
         send(Command::PROFILE_PORT_PARAMETER, {kUsers, port, id, n});
     }
     bool rarely() { return mDice.below(20) == 0; }
-    void verifyRarely() {  // for it has everything saved
+    void verifyRarely() {  // because it has everything saved
         if (rarely()) verify();
     }
     void call() { kCalls[mDice.below(kCalls.size())](*mClient, mDice.roll(-1, 16)); }
     void misuse() {
         kMisuses[mDice.below(kMisuses.size())](*mClient);
-        mRun.fail("what is no call was answered");
+        mRun.fail("an invalid call was answered");
     }
-    /// Is taken, but has no effect.
+    /// Sends a request that the daemon accepts, but that has no effect.
     void talkNonsense() {
         Integers words{wordOf(Command::PROFILE_PARAMETER), 0, mNumber, 106, 3};
         const size_t wrong = mDice.below(5);
         if (wrong < words.size() - 1 && wrong != 1) words[wrong] += mDice.roll(1, 60) << 25;
-        Bytes request = Client::bytesOf(words);
+        Bytes request = Client::toBytes(words);
         request.resize(wrong == 1 ? 1 + mDice.below(19) : request.size());
         if (wrong == 4) {
             for (uint8_t& byte : request) byte = uint8_t(mDice.below(256));
-            request[3] |= 128;  // no command
+            request[3] |= 128;  // not a command
         }
         send(request);
     }
@@ -262,7 +279,7 @@ private:
         if (!rarely()) return;
         mRoot.write("data/vendor/velora/kiv-extra.xml",
                     extra.substr(0, extra.size() / (1 + mDice.below(2))));
-        mClient->call("SetIntParam", 0x524c5446U, int64_t{0});
+        mClient->call("SetIntParam", key::kReload, int64_t{0});
         ++mRun.reloads;
     }
     void die() {
@@ -279,22 +296,12 @@ private:
     Dice mDice;
     std::unique_ptr<Client> mClient = newClient();
     std::unique_ptr<Client> mDeaf;  ///< registered, but doesn't read
-    uint32_t mLife = 0;             ///< the last one whose settings were looked at
+    uint32_t mLife = 0;             ///< the last life in which the settings were verified
     int32_t mMarks = 0;
     std::vector<Setting> mSettings;
 };
 
-constexpr std::array<User::Action, 14> User::kActions{
-    &User::call,         &User::call,
-    &User::call,         &User::call,
-    &User::call,         &User::misuse,
-    &User::reload,       &User::die,
-    &User::set,          &User::set,
-    &User::set,          &User::verifyRarely,
-    &User::talkNonsense, &User::setWhatNobodyFollows,
-};
-
-/// Starts and ends the daemon's lives while the users are at it.
+/// Owns the users, and starts and ends the daemon while they act.
 class Supervisor {
 public:
     explicit Supervisor(uint32_t seed) : mDice(seed) {
@@ -305,7 +312,7 @@ public:
         }
     }
 
-    /// False if something failed, which has been told.
+    /// Returns false if something failed, which has been printed.
     bool run(seconds time) {
         const auto begin = Clock::now();
         std::vector<std::thread> threads;
@@ -316,11 +323,11 @@ public:
             while (Clock::now() < begin + time * 2 / 3 && !mRun.ending) liveShortly();
             if (!mRun.ending) liveOn(begin + time);
         });
+
         mRun.ending = true;
         for (auto& thread : threads) thread.join();
-        guard([&] {
-            if (!mRun.failed) checkAll();
-        });
+        if (!mRun.failed) guard([&] { checkAll(); });
+
         printf("actions: %zu done, %zu refused, %zu unanswered; %zu reloads; %zu clients died\n",
                mRun.done.load(), mRun.refused.load(), mRun.unanswered.load(), mRun.reloads.load(),
                mRun.deaths.load());
@@ -348,7 +355,7 @@ private:
     void start() {
         launch();
         const auto client = newClient();
-        for (const auto deadline = Clock::now() + kPatience; Clock::now() < deadline;) {
+        for (const auto deadline = Clock::now() + kActionLimit; Clock::now() < deadline;) {
             try {
                 client->version();
                 ++mRun.life;
@@ -359,7 +366,7 @@ private:
         }
         throw std::runtime_error("velorad doesn't start: " + contentsOf(mLog));
     }
-    /// Ends a daemon, which is served by `life` if that is even.
+    /// Ends the daemon, which may not serve yet, by a signal and checks how it ends.
     void end(int signal) {
         const bool clean = signal == SIGTERM;
         const uint32_t life = mRun.life;
@@ -377,7 +384,7 @@ private:
     }
 
     void liveShortly() {
-        if (mDice.below(4) == 0) {  // not even until it serves
+        if (mDice.below(4) == 0) {  // killed while it starts
             launch();
             std::this_thread::sleep_for(milliseconds(mDice.below(60)));
             return end(SIGKILL);
@@ -386,13 +393,13 @@ private:
         sleepUntil(Clock::now() + milliseconds(mDice.roll(50, 2000)));
         end(mDice.below(4) == 0 ? SIGTERM : SIGKILL);
     }
-    /// A life that goes on, to show that velorad doesn't grow.
+    /// Lets velorad live for the rest of the run, and checks that it doesn't grow.
     void liveOn(Clock::time_point end) {
         start();
         sleepUntil(Clock::now() + (end - Clock::now()) / 3);
-        const auto first = holding();
+        const auto first = usage();
         sleepUntil(end);
-        const auto last = holding();
+        const auto last = usage();
         constexpr std::array kWhat{"KiB of memory", "threads", "descriptors"};
         for (size_t i = 0; i < kWhat.size(); ++i) {
             printf("%ld to %ld %s\n", first[i], last[i], kWhat[i]);
@@ -400,12 +407,12 @@ private:
             if (last[i] > first[i] + more) mRun.fail(std::string("more ") + kWhat[i]);
         }
     }
-    /// Resident memory, threads and descriptors of the daemon: the least of many looks, so that
-    /// what is passing isn't counted.
-    std::array<long, 3> holding() {
+    /// Resident memory, threads and file descriptors of the daemon: the minimum of many samples,
+    /// which leaves out what is held for a moment only.
+    std::array<long, 3> usage() {
         const std::string process = "/proc/" + std::to_string(mDaemon->pid());
         std::array<long, 3> least{LONG_MAX, LONG_MAX, LONG_MAX};
-        for (int look = 0; look < 100; ++look) {
+        for (int sample = 0; sample < 100; ++sample) {
             const std::string status = contentsOf(process + "/status");
             const auto number = [&](const std::string& key) {
                 return std::stol(status.substr(status.find(key) + key.size()));
@@ -443,7 +450,7 @@ int main(int argc, char** argv) try {
     uint32_t seed = std::random_device()();
     CLI::App app{"Endurance run of velorad, on the user's bus", "velora_soak"};
     app.add_option("seconds", time, "How long");
-    app.add_option("--seed", seed, "Throws the dice of an earlier run");
+    app.add_option("--seed", seed, "Repeats the random choices of an earlier run");
     CLI11_PARSE(app, argc, argv);
     printf("soak: %u seconds, seed %u\n", time, seed);
     const bool passed = velora::test::Supervisor(seed).run(std::chrono::seconds(time));

@@ -5,7 +5,9 @@
 #include <system_error>
 #include <utility>
 
+#include <poll.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -37,9 +39,16 @@ public:
         signal(number);
         return wait();
     }
+    /// Waits for the end; kills the program if it doesn't end within half a minute. Returns the
+    /// exit status, or minus the signal that ended it; 0 if the end was waited for before.
     int wait() {
+        constexpr int kLimitMs = 30'000;
+        if (mPid == 0) return 0;
+        pollfd ended{static_cast<int>(syscall(SYS_pidfd_open, mPid, 0)), POLLIN, 0};
+        if (poll(&ended, 1, kLimitMs) != 1) signal(SIGKILL);
+        close(ended.fd);
         int status = 0;
-        if (mPid > 0) waitpid(std::exchange(mPid, 0), &status, 0);
+        waitpid(std::exchange(mPid, 0), &status, 0);
         return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }
 
