@@ -39,10 +39,10 @@ TEST_F(LooperTest, DeliversMessagesInOrderOnItsOwnThreadUntilAHandlerStopsIt) {
         return std::exchange(looper, nullptr)->stop();
     };
     looper->registerHandler(handler);
-    for (const uint32_t what : {3, 1, 2, 99, 4}) EXPECT_EQ(post(what), OK);
+    for (const uint32_t what : {3U, 1U, 2U, 99U, 4U}) EXPECT_EQ(post(what), OK);
     EXPECT_EQ(looper->start(false, false), OK);
     EXPECT_EQ(done.get(), OK);
-    EXPECT_THAT(handler->received, ElementsAre(3, 1, 2, 99));
+    EXPECT_THAT(handler->received, ElementsAre(3U, 1U, 2U, 99U));
 }
 
 TEST_F(LooperTest, DropsMessagesOfAnEarlierRegistrationEvenIfPostedMeanwhile) {
@@ -67,7 +67,7 @@ TEST_F(LooperTest, DropsMessagesOfAnEarlierRegistrationEvenIfPostedMeanwhile) {
     EXPECT_EQ(looper->stop(), OK);
     EXPECT_EQ(looper->stop(), INVALID_OPERATION);
     EXPECT_EQ(post(4), NAME_NOT_FOUND);
-    EXPECT_THAT(handler->received, ElementsAre(99));
+    EXPECT_THAT(handler->received, ElementsAre(99U));
 }
 
 }  // namespace
