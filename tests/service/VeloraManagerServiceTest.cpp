@@ -86,7 +86,7 @@ TEST_F(VeloraManagerServiceTest, TheChannelsAreThoseOfTheDecodersThatRemainButNe
 }
 
 TEST_F(VeloraManagerServiceTest, AFlagRemainsWithTheLastGameButIsClearedWithAnySpatializer) {
-    for (const uint32_t uid : {10, 20}) {
+    for (const uint32_t uid : {10u, 20u}) {
         add(8, uid);
         add(9, uid + 100);
     }
@@ -139,7 +139,7 @@ TEST_F(VeloraManagerServiceTest, ALateDeathNoticeChangesNothing) {
 
 TEST_F(VeloraManagerServiceTest, UpdatesGoToEveryClientInKeyOrderWhateverAnotherOneDoes) {
     std::string calls;
-    for (const uint32_t uid : {3, 1, 2}) {
+    for (const uint32_t uid : {3u, 1u, 2u}) {
         const auto client = enter(0, uid);
         client->unreachable = uid == 1;
         client->onUpdate = [&calls, uid](const Bytes& update) {
@@ -172,7 +172,7 @@ TEST_F(VeloraManagerServiceTest, EachGetRequestIsAnsweredByItsNumber) {
     for (const auto& [number, answer] : kAnswers) {
         EXPECT_THAT(ask(Command{number}), ElementsAre(answer)) << number;
     }
-    for (const uint32_t number : {5, 9, 12, 14}) EXPECT_THAT(ask(Command{number}), IsEmpty());
+    for (const uint32_t number : {5u, 9u, 12u, 14u}) EXPECT_THAT(ask(Command{number}), IsEmpty());
 }
 
 TEST_F(VeloraManagerServiceTest, AnAnswerIsWrittenWholeOrNotAtAll) {
