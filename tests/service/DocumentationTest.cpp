@@ -46,7 +46,7 @@ TEST(DocumentationTest, TheTableOfPortsHasTheNamesClassesAndOutputDevicesOfTheMo
         std::ostringstream row;
         row << "| " << port.port << " | `" << port.name << "` | " << endpointName(port.endpoint);
         row << " | " << std::hex << std::showbase << port.device << " |";
-        EXPECT_EQ(rows[port.port], row.str());
+        EXPECT_EQ(rows[static_cast<size_t>(port.port)], row.str());
     }
 }
 
