@@ -10,6 +10,14 @@
 
 namespace velora {
 
+namespace {
+
+// Log texts that are part of the interface: they must not change, nor may their spelling be
+// corrected.
+constexpr char kNoEndpointMessage[] = "Couldn't find the profile endpoint fo %d";
+
+}  // namespace
+
 ProfileContext::Defaults::Defaults(Provider* provider, int id)
     : profile(provider->loadDefaultProfile(id)),
       endpoints(provider->loadDefaultProfileEndpoints(id)),
@@ -50,15 +58,15 @@ ProfileEndpoint* ProfileContext::getProfileEndpoint(Endpoint endpoint) const {
             return record != nullptr && record->getEndpoint() == endpoint;
         });
     if (found != mEndpoints.end()) return *found;
-    ALOGE("Couldn't find the profile endpoint fo %d", static_cast<int>(endpoint));
-    leaveProcess();
+
+    ALOGE(kNoEndpointMessage, static_cast<int>(endpoint));
+    exitOnCorruptStore();
 }
 
 IeqPreset* ProfileContext::getSelectedIeqPreset(Endpoint endpoint) const {
     const ProfileEndpoint* const record = getProfileEndpoint(endpoint);
-    const auto& enabled = record->get(IEQ_ENABLE);
-    const bool on = !enabled.empty() && enabled.front() != 0;
-    return mProvider->loadIeqPreset(on ? record->getSelectedIeqPreset() : 0);
+    const bool isOn = record->firstOf(IEQ_ENABLE, 0) != 0;
+    return mProvider->loadIeqPreset(isOn ? record->getSelectedIeqPreset() : 0);
 }
 
 bool ProfileContext::isModified() const {
@@ -78,6 +86,7 @@ bool ProfileContext::isProfileSpecificSettingsModified() const {
                        });
 }
 
+// Unlike `mDefaults`, the provider has the factory copy that the store has now.
 bool ProfileContext::isGeqModified() const {
     return !mProvider->loadDefaultGeqPreset(mId)->equals(*mGeqPreset);
 }

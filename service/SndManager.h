@@ -97,7 +97,7 @@ public:
     bool saveSndStateAndSettings();
     void saveSndState();
     void saveSndProfile();
-    void saveSndProfileSettings();
+    bool saveSndProfileSettings();
 
 protected:
     static android::Mutex sLock;
