@@ -133,7 +133,7 @@ int SndContextManager::initDatabase(Provider* provider, const std::string& path)
 
 DeviceData* SndContextManager::loadXmlIfChanged(const std::string& path, Provider* provider) {
     const std::string signature = getChangedSignature(path, provider);
-    if (signature.empty() || provider->failedReads() > 0) return nullptr;
+    if (signature.empty()) return nullptr;
     ALOGD(kXmlUpdatedMessage);
 
     mParser = std::make_unique<TuningFileParser>();
@@ -143,10 +143,6 @@ DeviceData* SndContextManager::loadXmlIfChanged(const std::string& path, Provide
     }
     mParser->parseTuningFile();
     DeviceData* const data = mParser->getDeviceData();
-    if (data->getProfiles().empty()) {
-        ALOGE("The tuning file has no profile, it is not used");
-        return nullptr;
-    }
 
     // Contents stored with another file's signature would never be replaced by that file's.
     if (getSignature(path) != signature) {
