@@ -119,7 +119,8 @@ int SndContextManager::initDatabase(Provider* provider, const std::string& path)
     if (data == nullptr) return 0;
 
     // Both files are stored in one transaction: after a crash in between, the new signature would
-    // be stored, and the extra file not be merged until it is asked for.
+    // be stored, and the extra file would not be merged at the next start. A missing extra file is
+    // no failure.
     data->validateData();
     provider->beginTransaction();
     populateDatabase(data, provider);
@@ -127,6 +128,7 @@ int SndContextManager::initDatabase(Provider* provider, const std::string& path)
     ALOGI(kOemLoadedMessage);
     provider->commitTransaction();
 
+    // The merge cached devices that are not stored if the transaction failed.
     provider->reloadCachedDeviceTunings();
     return 0;
 }
@@ -224,7 +226,7 @@ int SndContextManager::loadOemTuningLocked() {
     return mergeOemTuningLocked(*oem);
 }
 
-// The default file is parsed again because the store does not tell which names are its own.
+// The default file is parsed again for the names that it defines.
 int SndContextManager::mergeOemTuningLocked(const DeviceData& oem) {
     const std::string path = rooted(kDefaultXml);
     TuningFileParser defaultParser;
