@@ -23,11 +23,22 @@ ProfileContext::Defaults::Defaults(Provider* provider, int id)
       endpoints(provider->loadDefaultProfileEndpoints(id)),
       geqPreset(provider->loadDefaultGeqPreset(id)) {}
 
+ProfileContext::Defaults::Defaults(const Provider::Records& records)
+    : profile(records.profile), endpoints(records.endpoints), geqPreset(records.geqPreset) {}
+
 void ProfileContext::load() {
     mProfile = mProvider->loadProfile(mId);
     mEndpoints = mProvider->loadProfileEndpoints(mId);
     mGeqPreset = mProvider->loadGeqPreset(mId);
     if (mDefaults == nullptr) mDefaults = std::make_unique<Defaults>(mProvider, mId);
+}
+
+void ProfileContext::useLoaded() {
+    const Provider::Records records = mProvider->getRecords(mId);
+    mProfile = records.profile;
+    mEndpoints = records.endpoints;
+    mGeqPreset = records.geqPreset;
+    mDefaults = std::make_unique<Defaults>(mProvider->getDefaultRecords(mId));
 }
 
 void ProfileContext::save() {
@@ -37,19 +48,19 @@ void ProfileContext::save() {
 }
 
 void ProfileContext::reset() {
-    mProvider->beginTransaction();
+    Transaction transaction(*mProvider);
     mProfile = mProvider->reset(mProfile);
     for (ProfileEndpoint*& endpoint : mEndpoints) endpoint = mProvider->reset(endpoint);
     mGeqPreset = mProvider->reset(mGeqPreset);
     save();
-    mProvider->commitTransaction();
+    (void)transaction.commit();  // a failure is logged; the next save stores it
 }
 
 void ProfileContext::resetGeq() {
-    mProvider->beginTransaction();
+    Transaction transaction(*mProvider);
     mGeqPreset = mProvider->reset(mGeqPreset);
     mProvider->save(mGeqPreset);
-    mProvider->commitTransaction();
+    (void)transaction.commit();  // a failure is logged; the next save stores it
 }
 
 ProfileEndpoint* ProfileContext::getProfileEndpoint(Endpoint endpoint) const {

@@ -10,8 +10,8 @@ namespace velora {
 /// which the tuning file defines.
 ///
 /// Owned by the sound context and used under its lock. The records are owned by the provider.
-/// `load` must be called before anything else. If a record is missing, the store is corrupt: that
-/// is logged, and the process exits.
+/// `load` or `useLoaded` must be called before anything else. If a record is missing, the store is
+/// corrupt: that is logged, and the process exits.
 class ProfileContext {
 public:
     ProfileContext(Provider* provider, int id) : mProvider(provider), mId(id) {}
@@ -20,6 +20,8 @@ public:
 
     /// Reads the user's copy; the factory copy only the first time.
     void load();
+    /// Uses the records of both copies as `Provider::loadAll` has filled them.
+    void useLoaded();
     /// Writes all records. A failure fails the caller's transaction.
     void save();
     /// Restores the factory copy of all records, or of the GEQ preset, and stores it. If that
@@ -44,6 +46,7 @@ private:
     /// The factory copy.
     struct Defaults {
         Defaults(Provider* provider, int id);
+        explicit Defaults(const Provider::Records& records);
 
         Profile* profile;
         Provider::Endpoints endpoints;

@@ -48,16 +48,16 @@ void SndContext::unregisterObserver(OnSndContextChange* observer) {
 void SndContext::load() {
     {
         Mutex::Autolock lock(mLock);
-        loadProfilesLocked();
+        mProvider->loadAll();
+        for (const auto& context : mProfileContexts) context->useLoaded();
+        loadSelectionLocked();
         mTunings.load();
     }
 
     mObservable->onLoad(*this);
 }
 
-void SndContext::loadProfilesLocked() {
-    for (const auto& context : mProfileContexts) context->load();
-
+void SndContext::loadSelectionLocked() {
     int selected = mProvider->getSelectedProfile();
     if (selected < 0 || selected >= mNumOfProfiles) {
         ALOGW("There is no profile %d, profile 0 is selected", selected);
@@ -70,11 +70,11 @@ void SndContext::loadProfilesLocked() {
 
 bool SndContext::save() {
     Mutex::Autolock lock(mLock);
-    mProvider->beginTransaction();
+    Transaction transaction(*mProvider);
     saveProfilesLocked();
     mProvider->setSfxOn(mSfxOn);
     mTunings.save();
-    return mProvider->commitTransaction();
+    return transaction.commit();
 }
 
 void SndContext::saveProfilesLocked() {
@@ -86,7 +86,8 @@ void SndContext::reloadAllProfile() {
     bool on = false;
     {
         Mutex::Autolock lock(mLock);
-        loadProfilesLocked();
+        for (const auto& context : mProfileContexts) context->load();
+        loadSelectionLocked();
         on = mSfxOn;
     }
 
@@ -117,9 +118,9 @@ void SndContext::saveSndProfile() {
 
 bool SndContext::saveSndProfileSettings() {
     Mutex::Autolock lock(mLock);
-    mProvider->beginTransaction();
+    Transaction transaction(*mProvider);
     saveProfilesLocked();
-    return mProvider->commitTransaction();
+    return transaction.commit();
 }
 
 bool SndContext::getSfxOn() const {

@@ -114,7 +114,7 @@ private:
     ProfileContext* getContextLocked(int id) const REQUIRES(mLock);
     bool isSelectedLocked(int id) const REQUIRES(mLock);
     bool isInForceLocked(int id, Port port, Endpoint endpoint) const REQUIRES(mLock);
-    void loadProfilesLocked() REQUIRES(mLock);
+    void loadSelectionLocked() REQUIRES(mLock);
     void saveProfilesLocked() REQUIRES(mLock);
     void selectIeqPreset(int id, Endpoint endpoint, const Values& values);
     void notifyEndpoint(int id, Endpoint endpoint);

@@ -86,8 +86,7 @@ void SndContextManager::init() {
 void SndContextManager::loadContextLocked(const std::string& path) {
     if (initDatabase(mProvider.get(), path) != 0) return;
 
-    const size_t failedBefore = mProvider->failedReads();
-    mProvider->beginReading();
+    const ReadSession session = mProvider->startReading();
     auto observable = std::make_unique<SndContextChangeObservable>();
     std::unique_ptr<SndContext> context;
     if (mProvider->init() == 0) {
@@ -96,10 +95,9 @@ void SndContextManager::loadContextLocked(const std::string& path) {
     }
     const std::string formatVersion = mProvider->getDefaultXmlFormatVersion();
     const int zenithGameSystemGain = mProvider->getZenithGameSystemGain();
-    mProvider->commitTransaction();
 
     // Never use a partly read context: saving it would make the missing values permanent.
-    if (mProvider->failedReads() != failedBefore) {
+    if (!session.ok()) {
         ALOGE("The stored settings can't be read, they remain unchanged");
         return;
     }
@@ -111,10 +109,14 @@ void SndContextManager::loadContextLocked(const std::string& path) {
 }
 
 int SndContextManager::initDatabase(Provider* provider, const std::string& path) {
-    DeviceData* const data = loadXmlIfChanged(path, provider);
-    if (provider->failedReads() > 0) {
-        ALOGE("The stored settings can't be read, they remain unchanged");
-        return android::INVALID_OPERATION;
+    DeviceData* data = nullptr;
+    {
+        const ReadSession session = provider->startReading();
+        data = loadXmlIfChanged(path, provider);
+        if (!session.ok()) {
+            ALOGE("The stored settings can't be read, they remain unchanged");
+            return android::INVALID_OPERATION;
+        }
     }
     if (data == nullptr) return 0;
 
@@ -122,11 +124,11 @@ int SndContextManager::initDatabase(Provider* provider, const std::string& path)
     // be stored, and the extra file would not be merged at the next start. A missing extra file is
     // no failure.
     data->validateData();
-    provider->beginTransaction();
+    Transaction transaction(*provider);
     populateDatabase(data, provider);
     loadOemTuningLocked();
     ALOGI(kOemLoadedMessage);
-    provider->commitTransaction();
+    (void)transaction.commit();  // a failure is logged; the settings remain unchanged then
 
     // The merge cached devices that are not stored if the transaction failed.
     provider->reloadCachedDeviceTunings();
@@ -243,9 +245,9 @@ int SndContextManager::mergeOemTuningLocked(const DeviceData& oem) {
     }
 
     ALOGI(kReloadingMessage);
-    const size_t failedBefore = mProvider->failedReads();
+    const ReadSession session = mProvider->startReading();
     mProvider->reloadCachedDeviceTunings();
-    return mProvider->failedReads() == failedBefore ? 0 : android::INVALID_OPERATION;
+    return session.ok() ? 0 : android::INVALID_OPERATION;
 }
 
 SndContext* SndContextManager::getSndContext() const {

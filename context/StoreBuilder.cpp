@@ -47,7 +47,7 @@ std::set<std::string> allNames(const std::vector<Record*>& records, Getter getNa
 }  // namespace
 
 bool StoreBuilder::populate(const DeviceData& data) {
-    mProvider->beginTransaction();
+    Transaction transaction(*mProvider);
     mProvider->clear();
     mProvider->initDatabase();
 
@@ -58,8 +58,8 @@ bool StoreBuilder::populate(const DeviceData& data) {
     mProvider->setZenithGameSystemGain(data.getZenithGameSystemGain());
 
     // A record that the store refuses costs only its row, but a store without profiles is useless.
-    if (mProvider->init() != 0) mProvider->abortTransaction();
-    return mProvider->commitTransaction();
+    if (mProvider->init() != 0) return false;
+    return transaction.commit();
 }
 
 void StoreBuilder::createRecords(const DeviceData& data) {
@@ -86,10 +86,10 @@ void StoreBuilder::selectDefaultDevices() {
 }
 
 bool StoreBuilder::mergeOemTuning(const DeviceData& oem, const DeviceData& defaults) {
-    mProvider->beginTransaction();
+    Transaction transaction(*mProvider);
     replaceOemTunings(oem, defaults);
     replaceOemDevices(oem, defaults);
-    return mProvider->commitTransaction();
+    return transaction.commit();
 }
 
 void StoreBuilder::replaceOemTunings(const DeviceData& oem, const DeviceData& defaults) {

@@ -78,7 +78,7 @@ void useRoot(const std::string& root) {
     while (path.ends_with('/')) path.pop_back();
     setRootPrefix(path);
     std::error_code error;
-    std::filesystem::create_directories(rooted("/data/vendor/velora"), error);
+    std::filesystem::create_directories(rooted(kDataDirectory), error);
     if (error) ALOGW("no directory for the settings: %s", error.message().c_str());
 }
 

@@ -19,7 +19,7 @@ inline constexpr int kFilledTunings = 12;
 /// Fills the store anew with records that all carry `mark`, as from a tuning file.
 inline bool fill(Provider& provider, int mark, int tunings = kFilledTunings) {
     const std::string text = std::to_string(mark);
-    provider.beginTransaction();
+    Transaction transaction(provider);
     provider.clear();
     provider.initDatabase();
     IeqPreset ieq(0, "off" + text);
@@ -46,12 +46,12 @@ inline bool fill(Provider& provider, int mark, int tunings = kFilledTunings) {
     }
     provider.setDefaultXmlSignature(text);
     provider.setSelectedProfile(mark);
-    return provider.commitTransaction();
+    return transaction.commit();
 }
 
 /// Marks the user's copy of everything, and saves it.
 inline bool saveAll(Provider& provider, int mark) {
-    provider.beginTransaction();
+    Transaction transaction(provider);
     for (int id = 0; id < kFilledProfiles; ++id) {
         Profile* const profile = provider.loadProfile(id);
         profile->setSelectedGeqPreset(mark);
@@ -65,7 +65,7 @@ inline bool saveAll(Provider& provider, int mark) {
         provider.save(geq);
     }
     provider.setSelectedProfile(mark);
-    return provider.commitTransaction();
+    return transaction.commit();
 }
 
 /// Every cell of a query's rows in the store, as texts.
