@@ -86,7 +86,7 @@ void SndContextManager::init() {
 void SndContextManager::loadContextLocked(const std::string& path) {
     if (initDatabase(mProvider.get(), path) != 0) return;
 
-    const ReadSession session = mProvider->startReading();
+    const ReadSession loading = mProvider->startReading();
     auto observable = std::make_unique<SndContextChangeObservable>();
     std::unique_ptr<SndContext> context;
     if (mProvider->init() == 0) {
@@ -97,11 +97,12 @@ void SndContextManager::loadContextLocked(const std::string& path) {
     const int zenithGameSystemGain = mProvider->getZenithGameSystemGain();
 
     // Never use a partly read context: saving it would make the missing values permanent.
-    if (!session.ok()) {
+    if (!loading.ok()) {
         ALOGE("The stored settings can't be read, they remain unchanged");
         return;
     }
     if (context == nullptr) return;
+
     mObservable = std::move(observable);
     mContext = std::move(context);
     mFormatVersion = formatVersion;
@@ -245,9 +246,9 @@ int SndContextManager::mergeOemTuningLocked(const DeviceData& oem) {
     }
 
     ALOGI(kReloadingMessage);
-    const ReadSession session = mProvider->startReading();
+    const ReadSession reloading = mProvider->startReading();
     mProvider->reloadCachedDeviceTunings();
-    return session.ok() ? 0 : android::INVALID_OPERATION;
+    return reloading.ok() ? 0 : android::INVALID_OPERATION;
 }
 
 SndContext* SndContextManager::getSndContext() const {

@@ -70,6 +70,10 @@ protected:
         EXPECT_EQ(DatabaseHelper("kiv_sqlite3.db").execSQL(sql), 0);
     }
 
+    void writeStore(const std::string& contents) {
+        dir.write("data/vendor/velora/kiv_sqlite3.db", contents);
+    }
+
     const std::string noExtra = "<r>\n<format_version major='3' minor='4' maintenance='0'/></r>";
     const std::string store = dir.path() / "data/vendor/velora/kiv_sqlite3.db";
 };
@@ -120,7 +124,7 @@ TEST_F(SndContextManagerTest, ADamagedStoreIsRebuiltFromTheFile) {
     for (const size_t page : {0, 1, 2, 3}) {
         std::string damaged = intact;
         damaged.replace(page * kPage, kPage, kPage, '\xa5');
-        dir.write("data/vendor/velora/kiv_sqlite3.db", damaged);
+        writeStore(damaged);
         EXPECT_EQ(stateOf(restart()), factory) << page;
         EXPECT_EQ(contentsOf(store + ".damaged"), damaged) << page;
     }
@@ -143,8 +147,12 @@ TEST_F(SndContextManagerTest, SettingsThatCannotBeReadRemainUnchanged) {
 
 TEST_F(SndContextManagerTest, APartlyReadContextIsNotUsed) {
     changeEverything();
+    const std::string intact = contentsOf(store);
+    changeStore("DROP TABLE geq_presets");
+    const std::string withoutPresets = contentsOf(store);
+    writeStore(intact);
     onLogLine("Stored database version[1], expected database version[1]",
-              [] { changeStore("DROP TABLE geq_presets"); });
+              [&] { writeStore(withoutPresets); });
     manager().init();
     EXPECT_EQ(manager().getSndContext(), nullptr);
 }
