@@ -303,6 +303,7 @@ void SndContext::setProfileParameter(int id, Endpoint endpoint, Parameter parame
         ALOGW(kVirtualBassMessage);
         return;
     }
+    // The selected preset is a field of the record, not one of its values.
     if (parameter == IEQ_ID) {
         selectIeqPreset(id, endpoint, values);
         return;

@@ -60,13 +60,9 @@ public:
 
     int getNumOfProfiles() const { return mNumOfProfiles; }
     int getNumOfIeqPresets() const { return mNumOfIeqPresets; }
-    bool isSelected(int id) const;
-    ProfileContext* getContext(int id) const;
     Profile* getSelectedProfile() const;
     void setSelectedProfile(int id);
     Profile* getProfile(int id) const;
-    GeqPreset* getProfileGeq(int id) const;
-    Profile* getDefaultProfile(int id) const;
     ProfileEndpoint* getProfileEndpoint(Endpoint endpoint) const;
     ProfileEndpoint* getProfileEndpoint(int id, Endpoint endpoint) const;
     /// The selected profile's record for the endpoint of the port's tuning.
@@ -77,11 +73,8 @@ public:
     /// invalid one.
     std::string getIeqPresetName(int id) const;
     bool isProfileModified(int id) const;
-    bool isProfileGeqModified(int id) const;
-    bool isProfileSpecificSettingsModified(int id) const;
     /// Restores the factory copy, in the store too.
     void resetProfile(int id);
-    void resetProfileGeq(int id);
 
     /// Stores `values` unless they are a prefix of the stored list; an empty list is stored only
     /// where there is none. True if stored; false also for a parameter that isn't valid in the
@@ -103,12 +96,21 @@ public:
     std::string getSelectedTuningDevice(Port port) const;
     /// The devices of a port, in the order of the tuning files.
     std::vector<std::string> getAvailableTuningDevice(Port port) const;
-    std::string getDefaultTuningDevice(Port port) const;
-    void selectDefaultTuning(Port port);
     /// Selects a device of the port; with `force`, observers are notified even if nothing changes.
     /// False, and nothing changed, if the device is not available or has no tuning. Not stored
     /// until `save`.
     bool setSelectedTuning(Port port, const std::string& device, bool force);
+
+    // Part of the vendor's contract, without a caller here.
+    bool isSelected(int id) const;
+    ProfileContext* getContext(int id) const;
+    Profile* getDefaultProfile(int id) const;
+    GeqPreset* getProfileGeq(int id) const;
+    bool isProfileGeqModified(int id) const;
+    bool isProfileSpecificSettingsModified(int id) const;
+    void resetProfileGeq(int id);
+    std::string getDefaultTuningDevice(Port port) const;
+    void selectDefaultTuning(Port port);
 
 private:
     ProfileContext* getContextLocked(int id) const REQUIRES(mLock);

@@ -47,6 +47,7 @@ public:
     /// An observer that is already registered is not added again.
     void registerObserver(OnSndContextChange* observer) { mObservers.insert(observer); }
     void unregisterObserver(OnSndContextChange* observer) { mObservers.erase(observer); }
+    /// Part of the vendor's contract, without a caller here.
     void unregisterAll() { mObservers.clear(); }
 
     void onLoad(SndContext& context) override;

@@ -68,6 +68,7 @@ void SndContextManager::init() {
         return;
     }
 
+    // An earlier attempt that failed may have left a provider.
     releaseLocked();
     mProvider = std::make_unique<Provider>();
     loadContextLocked(path);
@@ -233,6 +234,7 @@ int SndContextManager::loadOemTuningLocked() {
 int SndContextManager::mergeOemTuningLocked(const DeviceData& oem) {
     const std::string path = rooted(kDefaultXml);
     TuningFileParser defaultParser;
+    // The names must be those of the stored records, so a file that changed since is of no use.
     if (getSignature(path) != mProvider->getDefaultXmlSignature() ||
         defaultParser.setTuningFile(path) != 0) {
         ALOGE("The default tuning XML is not the stored one, abort loading OEM tuning XML.");

@@ -30,6 +30,7 @@ void TuningSelection::load() {
         const auto [place, isNew] = mSelections.try_emplace(port);
         if (!isNew) continue;
 
+        // The stored device may come from an extra file that was removed since.
         Selection& selection = place->second;
         selection.device = mProvider->getDeviceTuning(portName(port));
         replaceIfUnavailable(port, selection.device);
