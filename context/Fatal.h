@@ -4,8 +4,8 @@
 
 namespace velora {
 
-/// Ends the process with status -1 after a corrupt store was logged. Nothing is destroyed: other
-/// threads may still be running.
-[[noreturn]] inline void leaveProcess() { _exit(-1); }
+/// Exits with status -1; the caller has logged which record the corrupt store lacks. Static objects
+/// are not destroyed, because other threads may still use them.
+[[noreturn]] inline void exitOnCorruptStore() { _exit(-1); }
 
 }  // namespace velora

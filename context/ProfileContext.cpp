@@ -10,16 +10,35 @@
 
 namespace velora {
 
+namespace {
+
+// Log texts that are part of the interface: they must not change, nor may their spelling be
+// corrected.
+constexpr char kNoEndpointMessage[] = "Couldn't find the profile endpoint fo %d";
+
+}  // namespace
+
 ProfileContext::Defaults::Defaults(Provider* provider, int id)
     : profile(provider->loadDefaultProfile(id)),
       endpoints(provider->loadDefaultProfileEndpoints(id)),
       geqPreset(provider->loadDefaultGeqPreset(id)) {}
+
+ProfileContext::Defaults::Defaults(const Provider::Records& records)
+    : profile(records.profile), endpoints(records.endpoints), geqPreset(records.geqPreset) {}
 
 void ProfileContext::load() {
     mProfile = mProvider->loadProfile(mId);
     mEndpoints = mProvider->loadProfileEndpoints(mId);
     mGeqPreset = mProvider->loadGeqPreset(mId);
     if (mDefaults == nullptr) mDefaults = std::make_unique<Defaults>(mProvider, mId);
+}
+
+void ProfileContext::useLoaded() {
+    const Provider::Records records = mProvider->getRecords(mId);
+    mProfile = records.profile;
+    mEndpoints = records.endpoints;
+    mGeqPreset = records.geqPreset;
+    mDefaults = std::make_unique<Defaults>(mProvider->getDefaultRecords(mId));
 }
 
 void ProfileContext::save() {
@@ -29,19 +48,19 @@ void ProfileContext::save() {
 }
 
 void ProfileContext::reset() {
-    mProvider->beginTransaction();
+    Transaction transaction(*mProvider);
     mProfile = mProvider->reset(mProfile);
     for (ProfileEndpoint*& endpoint : mEndpoints) endpoint = mProvider->reset(endpoint);
     mGeqPreset = mProvider->reset(mGeqPreset);
     save();
-    mProvider->commitTransaction();
+    (void)transaction.commit();  // a failure is logged; the next save stores it
 }
 
 void ProfileContext::resetGeq() {
-    mProvider->beginTransaction();
+    Transaction transaction(*mProvider);
     mGeqPreset = mProvider->reset(mGeqPreset);
     mProvider->save(mGeqPreset);
-    mProvider->commitTransaction();
+    (void)transaction.commit();  // a failure is logged; the next save stores it
 }
 
 ProfileEndpoint* ProfileContext::getProfileEndpoint(Endpoint endpoint) const {
@@ -50,15 +69,15 @@ ProfileEndpoint* ProfileContext::getProfileEndpoint(Endpoint endpoint) const {
             return record != nullptr && record->getEndpoint() == endpoint;
         });
     if (found != mEndpoints.end()) return *found;
-    ALOGE("Couldn't find the profile endpoint fo %d", static_cast<int>(endpoint));
-    leaveProcess();
+
+    ALOGE(kNoEndpointMessage, static_cast<int>(endpoint));
+    exitOnCorruptStore();
 }
 
 IeqPreset* ProfileContext::getSelectedIeqPreset(Endpoint endpoint) const {
     const ProfileEndpoint* const record = getProfileEndpoint(endpoint);
-    const auto& enabled = record->get(IEQ_ENABLE);
-    const bool on = !enabled.empty() && enabled.front() != 0;
-    return mProvider->loadIeqPreset(on ? record->getSelectedIeqPreset() : 0);
+    const bool isOn = record->firstOf(IEQ_ENABLE, 0) != 0;
+    return mProvider->loadIeqPreset(isOn ? record->getSelectedIeqPreset() : 0);
 }
 
 bool ProfileContext::isModified() const {
@@ -78,6 +97,7 @@ bool ProfileContext::isProfileSpecificSettingsModified() const {
                        });
 }
 
+// Unlike `mDefaults`, the provider has the factory copy that the store has now.
 bool ProfileContext::isGeqModified() const {
     return !mProvider->loadDefaultGeqPreset(mId)->equals(*mGeqPreset);
 }

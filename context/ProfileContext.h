@@ -6,42 +6,47 @@
 
 namespace velora {
 
-/// The live state of one profile: its records as the user has them, and as the tuning file has
-/// them.
+/// The settings of one profile: its records as the user changed them, and the factory copy of them,
+/// which the tuning file defines.
 ///
-/// Owned by the sound context and used under its lock. The records are the provider's. Nothing but
-/// `load` may be called before the first `load`. A record that the profile doesn't have is a
-/// corrupt store: logged, and the end of the process.
+/// Owned by the sound context and used under its lock. The records are owned by the provider.
+/// `load` or `useLoaded` must be called before anything else. If a record is missing, the store is
+/// corrupt: that is logged, and the process exits.
 class ProfileContext {
 public:
     ProfileContext(Provider* provider, int id) : mProvider(provider), mId(id) {}
 
     int getId() const { return mId; }
 
-    /// Reads the user's copy; the factory's only the first time.
+    /// Reads the user's copy; the factory copy only the first time.
     void load();
-    /// Writes all records.
+    /// Uses the records of both copies as `Provider::loadAll` has filled them.
+    void useLoaded();
+    /// Writes all records. A failure fails the caller's transaction.
     void save();
-    /// Back to the factory's copy, in the store too.
+    /// Restores the factory copy of all records, or of the GEQ preset, and stores it. If that
+    /// fails, the next `save` stores it.
     void reset();
     void resetGeq();
 
     Profile* getProfile() const { return mProfile; }
     ProfileEndpoint* getProfileEndpoint(Endpoint endpoint) const;
     GeqPreset* getSelectedGeqPreset() const { return mGeqPreset; }
-    /// The preset in force on an endpoint: number 0 while its IEQ is off.
+    /// The preset in force on an endpoint: preset 0 while its IEQ is off.
     IeqPreset* getSelectedIeqPreset(Endpoint endpoint) const;
 
-    /// Anything differs from the factory's copy.
+    /// Whether anything differs from the factory copy.
     bool isModified() const;
     bool isGeqModified() const;
-    /// A value of the profile or an endpoint differs; the choice of presets doesn't count.
+    /// Whether a parameter of the profile or of an endpoint differs; the GEQ preset and the
+    /// selected IEQ presets are not compared.
     bool isProfileSpecificSettingsModified() const;
 
 private:
-    /// The factory's copy.
+    /// The factory copy.
     struct Defaults {
         Defaults(Provider* provider, int id);
+        explicit Defaults(const Provider::Records& records);
 
         Profile* profile;
         Provider::Endpoints endpoints;

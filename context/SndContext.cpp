@@ -14,9 +14,14 @@ using android::Mutex;
 
 namespace {
 
-constexpr std::string_view kDefaultPrefix = "default_";
-
-const char* portName(Port port) { return isPort(port) ? portInfo(port).name.data() : "?"; }
+// Log texts that are part of the interface: they must not change, nor may their spelling be
+// corrected.
+constexpr char kNoContextMessage[] = "Couldn't find the context for profileId: %d";
+constexpr char kInvalidIeqNameMessage[] = "Invalid IEQ Preset Id!";
+constexpr char kInvalidIeqPresetMessage[] = "%s(): Invalid IEq preset %d";
+constexpr char kVirtualBassMessage[] =
+    "Setting virtual-bass-enable is not supported for non-speaker endpoints";
+constexpr char kTuningSetMessage[] = "Complete setting port[%s] use tuning device[%s]";
 
 }  // namespace
 
@@ -24,7 +29,8 @@ SndContext::SndContext(Provider* provider, SndContextChangeObservable* observabl
     : mProvider(provider),
       mObservable(observable),
       mNumOfIeqPresets(provider->getNumOfIeqPresets()),
-      mNumOfProfiles(provider->getNumOfProfiles()) {
+      mNumOfProfiles(provider->getNumOfProfiles()),
+      mTunings(provider) {
     for (int id = 0; id < mNumOfProfiles; ++id) {
         mProfileContexts.push_back(std::make_unique<ProfileContext>(provider, id));
     }
@@ -42,37 +48,33 @@ void SndContext::unregisterObserver(OnSndContextChange* observer) {
 void SndContext::load() {
     {
         Mutex::Autolock lock(mLock);
-        loadProfilesLocked();
-        for (const Port port : kSupportedPorts) {
-            mSelectedDevices.try_emplace(port, mProvider->getDeviceTuning(portName(port)));
-            useAvailableDeviceLocked(port);
-            mSelectedTunings.try_emplace(port,
-                                         mProvider->loadTuningForDevice(mSelectedDevices[port]));
-        }
+        mProvider->loadAll();
+        for (const auto& context : mProfileContexts) context->useLoaded();
+        loadSelectionLocked();
+        mTunings.load();
     }
+
     mObservable->onLoad(*this);
 }
 
-void SndContext::loadProfilesLocked() {
+void SndContext::loadSelectionLocked() {
     int selected = mProvider->getSelectedProfile();
-    for (const auto& context : mProfileContexts) context->load();
     if (selected < 0 || selected >= mNumOfProfiles) {
         ALOGW("There is no profile %d, profile 0 is selected", selected);
         selected = 0;
     }
     mSelectedContext = getContextLocked(selected);
+
     mSfxOn = mProvider->isSfxOn();
 }
 
 bool SndContext::save() {
     Mutex::Autolock lock(mLock);
-    mProvider->beginTransaction();
+    Transaction transaction(*mProvider);
     saveProfilesLocked();
     mProvider->setSfxOn(mSfxOn);
-    for (const Port port : kSupportedPorts) {
-        mProvider->updateDeviceTuning(portName(port), deviceOfLocked(port));
-    }
-    return mProvider->commitTransaction();
+    mTunings.save();
+    return transaction.commit();
 }
 
 void SndContext::saveProfilesLocked() {
@@ -84,9 +86,11 @@ void SndContext::reloadAllProfile() {
     bool on = false;
     {
         Mutex::Autolock lock(mLock);
-        loadProfilesLocked();
+        for (const auto& context : mProfileContexts) context->load();
+        loadSelectionLocked();
         on = mSfxOn;
     }
+
     mObservable->onSelectedProfileChanged(*this);
     mObservable->onSfxOnChanged(*this, on);
 }
@@ -96,34 +100,10 @@ void SndContext::reloadTuning() {
         Tuning* tuning = nullptr;
         {
             Mutex::Autolock lock(mLock);
-            tuning = reloadTuningLocked(port);
+            tuning = mTunings.reload(port);
         }
         if (tuning != nullptr) mObservable->onSelectedTuningChanged(*this, port, *tuning);
     }
-}
-
-void SndContext::useAvailableDeviceLocked(Port port) {
-    std::string& device = mSelectedDevices[port];
-    const auto available = devicesForLocked(port);
-    if (std::find(available.begin(), available.end(), device) != available.end()) return;
-    const std::string fallback = defaultDeviceForLocked(port);
-    ALOGW("Current selected tuning dev[%s] is not available for port[%s], revert to use dev[%s].",
-          device.c_str(), portName(port), fallback.c_str());
-    device = fallback;
-}
-
-Tuning* SndContext::reloadTuningLocked(Port port) {
-    useAvailableDeviceLocked(port);
-    const std::string& device = mSelectedDevices[port];
-    Tuning* const tuning = mProvider->loadTuningForDevice(device);
-    if (tuning == nullptr) {
-        ALOGE("Cannot load tuning data for device[%s] on port[%s]", device.c_str(), portName(port));
-        return nullptr;
-    }
-    mSelectedTunings[port] = tuning;
-    ALOGD("Reset tuning[%s] for port[%s] and notify observers.", tuning->getName().c_str(),
-          portName(port));
-    return tuning;
 }
 
 void SndContext::saveSndState() {
@@ -138,12 +118,12 @@ void SndContext::saveSndProfile() {
 
 bool SndContext::saveSndProfileSettings() {
     Mutex::Autolock lock(mLock);
-    mProvider->beginTransaction();
+    Transaction transaction(*mProvider);
     saveProfilesLocked();
-    return mProvider->commitTransaction();
+    return transaction.commit();
 }
 
-bool SndContext::getSfxOn() {
+bool SndContext::getSfxOn() const {
     Mutex::Autolock lock(mLock);
     return mSfxOn;
 }
@@ -154,28 +134,29 @@ void SndContext::setSfxOn(bool on) {
         if (mSfxOn == on) return;
         mSfxOn = on;
     }
+
     mObservable->onSfxOnChanged(*this, on);
 }
 
-ProfileContext* SndContext::getContextLocked(int id) {
+ProfileContext* SndContext::getContextLocked(int id) const {
     if (id >= 0 && id < mNumOfProfiles) return mProfileContexts[static_cast<size_t>(id)].get();
-    ALOGE("Couldn't find the context for profileId: %d", id);
-    leaveProcess();
+    ALOGE(kNoContextMessage, id);
+    exitOnCorruptStore();
 }
 
-ProfileContext* SndContext::getContext(int id) {
+ProfileContext* SndContext::getContext(int id) const {
     Mutex::Autolock lock(mLock);
     return getContextLocked(id);
 }
 
 bool SndContext::isSelectedLocked(int id) const { return mSelectedContext->getId() == id; }
 
-bool SndContext::isSelected(int id) {
+bool SndContext::isSelected(int id) const {
     Mutex::Autolock lock(mLock);
     return isSelectedLocked(id);
 }
 
-Profile* SndContext::getSelectedProfile() {
+Profile* SndContext::getSelectedProfile() const {
     Mutex::Autolock lock(mLock);
     return mSelectedContext->getProfile();
 }
@@ -186,73 +167,74 @@ void SndContext::setSelectedProfile(int id) {
         if (isSelectedLocked(id)) return;
         mSelectedContext = getContextLocked(id);
     }
+
     mObservable->onSelectedProfileChanged(*this);
 }
 
-Profile* SndContext::getProfile(int id) {
+Profile* SndContext::getProfile(int id) const {
     Mutex::Autolock lock(mLock);
     return getContextLocked(id)->getProfile();
 }
 
-GeqPreset* SndContext::getProfileGeq(int id) {
+GeqPreset* SndContext::getProfileGeq(int id) const {
     Mutex::Autolock lock(mLock);
     return getContextLocked(id)->getSelectedGeqPreset();
 }
 
-Profile* SndContext::getDefaultProfile(int id) {
+Profile* SndContext::getDefaultProfile(int id) const {
     Mutex::Autolock lock(mLock);
     return mProvider->loadDefaultProfile(id);
 }
 
-ProfileEndpoint* SndContext::getProfileEndpoint(Endpoint endpoint) {
+ProfileEndpoint* SndContext::getProfileEndpoint(Endpoint endpoint) const {
     Mutex::Autolock lock(mLock);
     return mSelectedContext->getProfileEndpoint(endpoint);
 }
 
-ProfileEndpoint* SndContext::getProfileEndpoint(int id, Endpoint endpoint) {
+ProfileEndpoint* SndContext::getProfileEndpoint(int id, Endpoint endpoint) const {
     Mutex::Autolock lock(mLock);
     return getContextLocked(id)->getProfileEndpoint(endpoint);
 }
 
-ProfileEndpoint* SndContext::getSelectedProfileEndpoint(Port port) {
+ProfileEndpoint* SndContext::getSelectedProfileEndpoint(Port port) const {
     Mutex::Autolock lock(mLock);
-    const Tuning* const tuning = findTuningLocked(port);
+    const Tuning* const tuning = mTunings.getTuning(port);
     return tuning != nullptr ? mSelectedContext->getProfileEndpoint(tuning->getEndpoint())
                              : nullptr;
 }
 
-IeqPreset* SndContext::getSelectedProfileIeq(Port port) {
+IeqPreset* SndContext::getSelectedProfileIeq(Port port) const {
     Mutex::Autolock lock(mLock);
-    const Tuning* const tuning = findTuningLocked(port);
+    const Tuning* const tuning = mTunings.getTuning(port);
     return tuning != nullptr ? mSelectedContext->getSelectedIeqPreset(tuning->getEndpoint())
                              : nullptr;
 }
 
-GeqPreset* SndContext::getSelectedProfileGeq() {
+GeqPreset* SndContext::getSelectedProfileGeq() const {
     Mutex::Autolock lock(mLock);
     return mSelectedContext->getSelectedGeqPreset();
 }
 
-std::string SndContext::getIeqPresetName(int id) {
+std::string SndContext::getIeqPresetName(int id) const {
     Mutex::Autolock lock(mLock);
     if (id < 0 || id > mNumOfIeqPresets) {
-        ALOGE("Invalid IEQ Preset Id!");
+        ALOGE(kInvalidIeqNameMessage);
         return {};
     }
     return mProvider->loadIeqPreset(id)->getName();
 }
 
-bool SndContext::isProfileModified(int id) {
+bool SndContext::isProfileModified(int id) const {
     Mutex::Autolock lock(mLock);
     return getContextLocked(id)->isModified();
 }
 
-bool SndContext::isProfileGeqModified(int id) {
+bool SndContext::isProfileGeqModified(int id) const {
     Mutex::Autolock lock(mLock);
     return getContextLocked(id)->isGeqModified();
 }
 
-bool SndContext::isProfileSpecificSettingsModified(int id) {
+bool SndContext::isProfileSpecificSettingsModified(int id) const {
     Mutex::Autolock lock(mLock);
     return getContextLocked(id)->isProfileSpecificSettingsModified();
 }
@@ -264,6 +246,7 @@ void SndContext::resetProfile(int id) {
         getContextLocked(id)->reset();
         selected = isSelectedLocked(id);
     }
+
     if (selected) mObservable->onSelectedProfileChanged(*this);
 }
 
@@ -274,17 +257,18 @@ void SndContext::resetProfileGeq(int id) {
         getContextLocked(id)->resetGeq();
         if (isSelectedLocked(id)) preset = getContextLocked(id)->getSelectedGeqPreset();
     }
+
     if (preset != nullptr) mObservable->onSelectedProfileGeqChanged(*this, *preset);
 }
 
 bool SndContext::setParameter(ParameterValues& record, Parameter parameter, const Values& values) {
     if (!record.getValidParams().contains(parameter)) return false;
+
     const Values& stored = record.get(parameter);
-    if (!stored.empty()) {
-        const bool begins = values.size() <= stored.size() &&
-                            std::equal(values.begin(), values.end(), stored.begin());
-        if (begins) return false;
-    }
+    const bool isPrefix =
+        values.size() <= stored.size() && std::equal(values.begin(), values.end(), stored.begin());
+    if (isPrefix && !stored.empty()) return false;
+
     record.set(parameter, values);
     return true;
 }
@@ -297,6 +281,7 @@ void SndContext::setProfileParameter(int id, Parameter parameter, const Values& 
         const bool written = setParameter(*profile, parameter, values);
         if (written && isSelectedLocked(id)) changed = profile;
     }
+
     if (changed != nullptr) mObservable->onSelectedProfileParameterChanged(*this, *changed);
 }
 
@@ -308,33 +293,38 @@ void SndContext::setProfileGeqParameter(int id, Parameter parameter, const Value
         const bool written = setParameter(*preset, parameter, values);
         if (written && isSelectedLocked(id)) changed = preset;
     }
+
     if (changed != nullptr) mObservable->onSelectedProfileGeqChanged(*this, *changed);
 }
 
 void SndContext::setProfileParameter(int id, Endpoint endpoint, Parameter parameter,
                                      const Values& values) {
     if (endpoint != Endpoint::SPEAKER && parameter == VIRTUAL_BASS_ENABLE) {
-        ALOGW("Setting virtual-bass-enable is not supported for non-speaker endpoints");
+        ALOGW(kVirtualBassMessage);
         return;
     }
+    // The selected preset is a field of the record, not one of its values.
     if (parameter == IEQ_ID) {
         selectIeqPreset(id, endpoint, values);
         return;
     }
+
     {
         Mutex::Autolock lock(mLock);
         ProfileEndpoint* const record = getContextLocked(id)->getProfileEndpoint(endpoint);
         if (!setParameter(*record, parameter, values)) return;
     }
+
     notifyEndpoint(id, endpoint);
 }
 
-// An observer may change the selection while it is told: what no longer holds isn't told on.
+/// Whether what profile `id` has for `endpoint` is heard on `port`.
 bool SndContext::isInForceLocked(int id, Port port, Endpoint endpoint) const {
-    const Tuning* const tuning = findTuningLocked(port);
-    return isSelectedLocked(id) && tuning != nullptr && tuning->getEndpoint() == endpoint;
+    return isSelectedLocked(id) && mTunings.isFor(port, endpoint);
 }
 
+// An observer may change the selection when it is notified of one port, so each port is checked
+// just before its own notification.
 void SndContext::notifyEndpoint(int id, Endpoint endpoint) {
     for (const Port port : kSupportedPorts) {
         ProfileEndpoint* record = nullptr;
@@ -347,112 +337,84 @@ void SndContext::notifyEndpoint(int id, Endpoint endpoint) {
     }
 }
 
+void SndContext::notifyIeqPreset(int id, Endpoint endpoint) {
+    for (const Port port : kSupportedPorts) {
+        IeqPreset* preset = nullptr;
+        {
+            Mutex::Autolock lock(mLock);
+            if (!isInForceLocked(id, port, endpoint)) continue;
+            preset = getContextLocked(id)->getSelectedIeqPreset(endpoint);
+        }
+        mObservable->onSelectedProfileIeqChanged(*this, port, *preset);
+    }
+}
+
 void SndContext::selectIeqPreset(int id, Endpoint endpoint, const Values& values) {
     if (values.empty()) return;
     const int preset = values.front();
     {
         Mutex::Autolock lock(mLock);
-        if (!isUsedLocked(endpoint)) return;
+        if (!mTunings.isUsed(endpoint)) return;
         if (preset < 0 || preset > mNumOfIeqPresets) {
-            ALOGE("%s(): Invalid IEq preset %d", "setProfileParameter", preset);
+            ALOGE(kInvalidIeqPresetMessage, "setProfileParameter", preset);
             return;
         }
         const auto* const record = getContextLocked(id)->getProfileEndpoint(endpoint);
         if (record->getSelectedIeqPreset() == preset) return;
     }
+
+    // This notifies observers if the switch changes, so the lock must not be held.
     setProfileParameter(id, endpoint, IEQ_ENABLE, {preset != 0});
     {
         Mutex::Autolock lock(mLock);
         getContextLocked(id)->getProfileEndpoint(endpoint)->setSelectedIeqPreset(preset);
     }
-    for (const Port port : kSupportedPorts) {
-        IeqPreset* inForce = nullptr;
-        {
-            Mutex::Autolock lock(mLock);
-            if (!isInForceLocked(id, port, endpoint)) continue;
-            inForce = getContextLocked(id)->getSelectedIeqPreset(endpoint);
-        }
-        mObservable->onSelectedProfileIeqChanged(*this, port, *inForce);
-    }
+
+    notifyIeqPreset(id, endpoint);
 }
 
-SndContext::Values SndContext::getProfileParameter(int id, Parameter parameter) {
+SndContext::Values SndContext::getProfileParameter(int id, Parameter parameter) const {
     Mutex::Autolock lock(mLock);
     return getContextLocked(id)->getProfile()->get(parameter);
 }
 
-SndContext::Values SndContext::getProfileParameter(int id, Endpoint endpoint, Parameter parameter) {
+SndContext::Values SndContext::getProfileParameter(int id, Endpoint endpoint,
+                                                   Parameter parameter) const {
     Mutex::Autolock lock(mLock);
     const ProfileContext* const context = getContextLocked(id);
     if (parameter == IEQ_ID) return context->getSelectedIeqPreset(endpoint)->get(parameter);
     return context->getProfileEndpoint(endpoint)->get(parameter);
 }
 
-SndContext::Values SndContext::getProfileGeqParameter(int id, Parameter parameter) {
+SndContext::Values SndContext::getProfileGeqParameter(int id, Parameter parameter) const {
     Mutex::Autolock lock(mLock);
     return getContextLocked(id)->getSelectedGeqPreset()->get(parameter);
 }
 
-SndContext::Values SndContext::getSelectedTuningParameter(Port port, Parameter parameter) {
+SndContext::Values SndContext::getSelectedTuningParameter(Port port, Parameter parameter) const {
     Mutex::Autolock lock(mLock);
-    const Tuning* const tuning = findTuningLocked(port);
+    const Tuning* const tuning = mTunings.getTuning(port);
     return tuning != nullptr ? tuning->get(parameter) : Values{};
 }
 
-Tuning* SndContext::findTuningLocked(Port port) const {
-    const auto place = mSelectedTunings.find(port);
-    return place != mSelectedTunings.end() ? place->second : nullptr;
-}
-
-std::string SndContext::deviceOfLocked(Port port) const {
-    const auto place = mSelectedDevices.find(port);
-    return place != mSelectedDevices.end() ? place->second : std::string();
-}
-
-bool SndContext::isUsedLocked(Endpoint endpoint) const {
-    return std::any_of(mSelectedTunings.begin(), mSelectedTunings.end(), [&](const auto& entry) {
-        return entry.second != nullptr && entry.second->getEndpoint() == endpoint;
-    });
-}
-
-Tuning* SndContext::getSelectedTuning(Port port) {
+Tuning* SndContext::getSelectedTuning(Port port) const {
     Mutex::Autolock lock(mLock);
-    return findTuningLocked(port);
+    return mTunings.getTuning(port);
 }
 
-std::string SndContext::getSelectedTuningDevice(Port port) {
+std::string SndContext::getSelectedTuningDevice(Port port) const {
     Mutex::Autolock lock(mLock);
-    return deviceOfLocked(port);
+    return mTunings.getDevice(port);
 }
 
-std::vector<std::string> SndContext::devicesForLocked(Port port) {
-    std::vector<std::string> names;
-    for (const DeviceTuning* const device : mProvider->loadDeviceTuningsForPort(port)) {
-        names.push_back(device->getDevice());
-    }
-    return names;
-}
-
-std::vector<std::string> SndContext::getAvailableTuningDevice(Port port) {
+std::vector<std::string> SndContext::getAvailableTuningDevice(Port port) const {
     Mutex::Autolock lock(mLock);
-    return devicesForLocked(port);
+    return mTunings.getAvailableDevices(port);
 }
 
-std::string SndContext::defaultDeviceForLocked(Port port) {
-    const auto devices = devicesForLocked(port);
-    const auto preferred =
-        std::find_if(devices.begin(), devices.end(),
-                     [](const std::string& name) { return name.starts_with(kDefaultPrefix); });
-    if (preferred != devices.end()) return *preferred;
-    const bool hasNamesake =
-        std::find(devices.begin(), devices.end(), portName(port)) != devices.end();
-    if (hasNamesake || devices.empty() || devices.front().empty()) return portName(port);
-    return devices.front();
-}
-
-std::string SndContext::getDefaultTuningDevice(Port port) {
+std::string SndContext::getDefaultTuningDevice(Port port) const {
     Mutex::Autolock lock(mLock);
-    return defaultDeviceForLocked(port);
+    return mTunings.getDefaultDevice(port);
 }
 
 void SndContext::selectDefaultTuning(Port port) {
@@ -463,29 +425,14 @@ bool SndContext::setSelectedTuning(Port port, const std::string& device, bool fo
     Tuning* changed = nullptr;
     {
         Mutex::Autolock lock(mLock);
-        if (!force && deviceOfLocked(port) == device) return true;
-        const auto available = devicesForLocked(port);
-        if (std::find(available.begin(), available.end(), device) == available.end()) {
-            ALOGE(
-                "%s is not a valid tuning device for port %s, please call "
-                "getAvailableTuningDevice(port) to check first!",
-                device.c_str(), portName(port));
-            return false;
-        }
-        Tuning* const tuning = mProvider->loadTuningForDevice(device);
-        if (tuning == nullptr) {
-            ALOGW("Failed to set tuning for port[%s] as device[%s]", portName(port),
-                  device.c_str());
-            return false;
-        }
-        mSelectedDevices[port] = device;
-        Tuning*& selected = mSelectedTunings[port];
-        const bool keeps =
-            selected != nullptr && !force && selected->getName() == tuning->getName();
-        if (!keeps) changed = selected = tuning;
+        if (!force && mTunings.getDevice(port) == device) return true;
+        const auto result = mTunings.select(port, device, force);
+        if (result == TuningSelection::Result::REFUSED) return false;
+        if (result == TuningSelection::Result::NEW_TUNING) changed = mTunings.getTuning(port);
     }
+
     if (changed != nullptr) mObservable->onSelectedTuningChanged(*this, port, *changed);
-    ALOGD("Complete setting port[%s] use tuning device[%s]", portName(port), device.c_str());
+    ALOGD(kTuningSetMessage, portInfo(port).name.data(), device.c_str());
     return true;
 }
 

@@ -2,9 +2,9 @@
 
 #include "context/ProfileContext.h"
 #include "context/SndContextChangeObservable.h"
+#include "context/TuningSelection.h"
 #include "store/Provider.h"
 
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -13,15 +13,15 @@
 
 namespace velora {
 
-/// The live selection: effect on or off, the selected profile, the tuning device of every port, and
-/// the settings of every profile. Reads and writes through the provider, and tells its observers of
-/// every change that matters to the effect.
+/// The current settings: whether the effect is on, the selected profile, the tuning device of every
+/// port, and the parameters of every profile. Reads and writes through the provider, and notifies
+/// its observers of every change that matters to the effect.
 ///
-/// Owned by the context manager; owns the profile contexts. Records that it hands out are the
-/// provider's. Any thread may call it, one at a time (the facade's lock): its own lock is released
-/// before observers are told, so that they may call back. A profile that doesn't exist is a corrupt
-/// store: logged, and the end of the process. A port without a tuning has no endpoint: what is
-/// asked of it is null, empty or false.
+/// Owned by the context manager; owns the profile contexts. The records that it returns are owned
+/// by the provider. Any thread may call it, one at a time (the facade's lock). Its own lock is
+/// released before observers are notified, so they may call back. A profile number that doesn't
+/// exist means a corrupt store: it is logged, and the process exits. A port without a tuning has no
+/// endpoint, and a query for it returns null, false or nothing.
 class SndContext {
 public:
     using Values = ParameterValues::Values;
@@ -34,105 +34,102 @@ public:
     SndContext(const SndContext&) = delete;
     SndContext& operator=(const SndContext&) = delete;
 
-    /// Tells the observer the whole state at once.
+    /// Calls the observer's `onLoad` at once, so that it starts from the current state.
     void registerObserver(OnSndContextChange* observer);
     void unregisterObserver(OnSndContextChange* observer);
 
-    /// Reads everything from the store; a port that has a device keeps it. A stored device that has
-    /// no tuning any more gives way to the port's default one.
+    /// Reads everything from the store. A port that has a device keeps it; a stored device that is
+    /// no longer available is replaced by the port's default device.
     void load();
-    /// Writes everything, as a whole. False if it couldn't be stored.
-    bool save();
-    /// Reads the profiles and the switch anew.
+    /// Writes everything in one transaction. On failure returns false, and the store remains
+    /// unchanged.
+    [[nodiscard]] bool save();
+    /// Reads the profiles and the effect switch again.
     void reloadAllProfile();
-    /// Takes up tunings that were replaced in the store: a device that has gone gives way to the
-    /// port's default, and every port with a tuning is announced.
+    /// Reads the tunings again after they were replaced in the store. A device that is no longer
+    /// available is replaced by the port's default device. Notifies for every port with a tuning.
     void reloadTuning();
     void saveSndState();
     void saveSndProfile();
-    bool saveSndProfileSettings();
+    /// Writes all profiles and which one is selected, like `save`.
+    [[nodiscard]] bool saveSndProfileSettings();
 
-    bool getSfxOn();
-    /// Not stored before `saveSndState` or `save`.
+    bool getSfxOn() const;
+    /// Not stored until `saveSndState` or `save`.
     void setSfxOn(bool on);
 
     int getNumOfProfiles() const { return mNumOfProfiles; }
     int getNumOfIeqPresets() const { return mNumOfIeqPresets; }
-    bool isSelected(int id);
-    ProfileContext* getContext(int id);
-    Profile* getSelectedProfile();
+    Profile* getSelectedProfile() const;
     void setSelectedProfile(int id);
-    Profile* getProfile(int id);
-    GeqPreset* getProfileGeq(int id);
-    Profile* getDefaultProfile(int id);
-    ProfileEndpoint* getProfileEndpoint(Endpoint endpoint);
-    ProfileEndpoint* getProfileEndpoint(int id, Endpoint endpoint);
-    /// What the selected profile has for the endpoint of a port's tuning; null without a tuning.
-    ProfileEndpoint* getSelectedProfileEndpoint(Port port);
-    IeqPreset* getSelectedProfileIeq(Port port);
-    GeqPreset* getSelectedProfileGeq();
-    /// Of the presets 0 to the count, which is included; empty for any other.
-    std::string getIeqPresetName(int id);
-    bool isProfileModified(int id);
-    bool isProfileGeqModified(int id);
-    bool isProfileSpecificSettingsModified(int id);
-    /// Back to the factory's copy, stored.
+    Profile* getProfile(int id) const;
+    ProfileEndpoint* getProfileEndpoint(Endpoint endpoint) const;
+    ProfileEndpoint* getProfileEndpoint(int id, Endpoint endpoint) const;
+    /// The selected profile's record for the endpoint of the port's tuning.
+    ProfileEndpoint* getSelectedProfileEndpoint(Port port) const;
+    IeqPreset* getSelectedProfileIeq(Port port) const;
+    GeqPreset* getSelectedProfileGeq() const;
+    /// The number of presets is itself a valid number, since preset 0 means "off". Empty for an
+    /// invalid one.
+    std::string getIeqPresetName(int id) const;
+    bool isProfileModified(int id) const;
+    /// Restores the factory copy, in the store too.
     void resetProfile(int id);
-    void resetProfileGeq(int id);
 
-    /// The change rule: values aren't stored if they are the beginning of those that the record
-    /// has, nor if they are empty where it has some, nor if the parameter is not valid there. True
-    /// if stored.
+    /// Stores `values` unless they are a prefix of the stored list; an empty list is stored only
+    /// where there is none. True if stored; false also for a parameter that isn't valid in the
+    /// record.
     static bool setParameter(ParameterValues& record, Parameter parameter, const Values& values);
     void setProfileParameter(int id, Parameter parameter, const Values& values);
-    /// `IEQ_ID` selects the IEQ preset of an endpoint that some port's tuning has, and switches IEQ
-    /// on, or off for preset 0. Virtual bass can be enabled on the speaker only.
+    /// `IEQ_ID` selects the endpoint's IEQ preset, and switches IEQ on, or off for preset 0; it is
+    /// ignored unless the tuning of some port is made for the endpoint. Virtual bass can be enabled
+    /// on the speaker only.
     void setProfileParameter(int id, Endpoint endpoint, Parameter parameter, const Values& values);
     void setProfileGeqParameter(int id, Parameter parameter, const Values& values);
-    Values getProfileParameter(int id, Parameter parameter);
-    /// `IEQ_ID` is answered by the preset in force.
-    Values getProfileParameter(int id, Endpoint endpoint, Parameter parameter);
-    Values getProfileGeqParameter(int id, Parameter parameter);
-    Values getSelectedTuningParameter(Port port, Parameter parameter);
+    Values getProfileParameter(int id, Parameter parameter) const;
+    /// `IEQ_ID` is the number of the preset in force, which is 0 while IEQ is off.
+    Values getProfileParameter(int id, Endpoint endpoint, Parameter parameter) const;
+    Values getProfileGeqParameter(int id, Parameter parameter) const;
+    Values getSelectedTuningParameter(Port port, Parameter parameter) const;
 
-    Tuning* getSelectedTuning(Port port);
-    std::string getSelectedTuningDevice(Port port);
+    Tuning* getSelectedTuning(Port port) const;
+    std::string getSelectedTuningDevice(Port port) const;
     /// The devices of a port, in the order of the tuning files.
-    std::vector<std::string> getAvailableTuningDevice(Port port);
-    /// The first device whose name begins with "default_", else the one named like the port, else
-    /// the first, else the port's name.
-    std::string getDefaultTuningDevice(Port port);
-    void selectDefaultTuning(Port port);
-    /// Selects a device of the port; `force` also when it is selected already. False, and nothing
-    /// changed, for a device that isn't there or has no tuning. Not stored before `save`.
+    std::vector<std::string> getAvailableTuningDevice(Port port) const;
+    /// Selects a device of the port; with `force`, observers are notified even if nothing changes.
+    /// False, and nothing changed, if the device is not available or has no tuning. Not stored
+    /// until `save`.
     bool setSelectedTuning(Port port, const std::string& device, bool force);
 
+    // Part of the vendor's contract, without a caller here.
+    bool isSelected(int id) const;
+    ProfileContext* getContext(int id) const;
+    Profile* getDefaultProfile(int id) const;
+    GeqPreset* getProfileGeq(int id) const;
+    bool isProfileGeqModified(int id) const;
+    bool isProfileSpecificSettingsModified(int id) const;
+    void resetProfileGeq(int id);
+    std::string getDefaultTuningDevice(Port port) const;
+    void selectDefaultTuning(Port port);
+
 private:
-    ProfileContext* getContextLocked(int id) REQUIRES(mLock);
+    ProfileContext* getContextLocked(int id) const REQUIRES(mLock);
     bool isSelectedLocked(int id) const REQUIRES(mLock);
-    void loadProfilesLocked() REQUIRES(mLock);
-    void saveProfilesLocked() REQUIRES(mLock);
-    Tuning* findTuningLocked(Port port) const REQUIRES(mLock);
-    std::string deviceOfLocked(Port port) const REQUIRES(mLock);
-    /// Some port's tuning is for this endpoint.
-    bool isUsedLocked(Endpoint endpoint) const REQUIRES(mLock);
     bool isInForceLocked(int id, Port port, Endpoint endpoint) const REQUIRES(mLock);
-    void notifyEndpoint(int id, Endpoint endpoint);
-    std::vector<std::string> devicesForLocked(Port port) REQUIRES(mLock);
-    std::string defaultDeviceForLocked(Port port) REQUIRES(mLock);
-    void useAvailableDeviceLocked(Port port) REQUIRES(mLock);
-    Tuning* reloadTuningLocked(Port port) REQUIRES(mLock);
+    void loadSelectionLocked() REQUIRES(mLock);
+    void saveProfilesLocked() REQUIRES(mLock);
     void selectIeqPreset(int id, Endpoint endpoint, const Values& values);
+    void notifyEndpoint(int id, Endpoint endpoint);
+    void notifyIeqPreset(int id, Endpoint endpoint);
 
     Provider* const mProvider;
     SndContextChangeObservable* const mObservable;
     const int mNumOfIeqPresets;
     const int mNumOfProfiles;
 
-    android::Mutex mLock;
+    mutable android::Mutex mLock;
     std::vector<std::unique_ptr<ProfileContext>> mProfileContexts GUARDED_BY(mLock);  ///< by id
-    std::map<Port, std::string> mSelectedDevices GUARDED_BY(mLock);
-    std::map<Port, Tuning*> mSelectedTunings GUARDED_BY(mLock);
+    TuningSelection mTunings GUARDED_BY(mLock);
     bool mSfxOn GUARDED_BY(mLock) = false;
     ProfileContext* mSelectedContext GUARDED_BY(mLock) = nullptr;
 };

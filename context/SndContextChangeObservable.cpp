@@ -4,7 +4,8 @@
 
 namespace velora {
 
-// Walks a copy, and passes over those that have left meanwhile.
+// Iterates over a copy, because observers may change the set. One that was unregistered meanwhile
+// may be destroyed and is skipped.
 template <typename Notify>
 void SndContextChangeObservable::forEach(Notify notify) {
     const std::vector<OnSndContextChange*> observers(mObservers.begin(), mObservers.end());

@@ -13,9 +13,9 @@ namespace velora {
 
 class SndContext;
 
-/// Is told what changed in the context, on the thread that changed it, with the context unlocked:
-/// an observer may call back into it, but not into the context's manager. The records belong to the
-/// store and stand beyond the call.
+/// Is notified of changes of the context, on the thread that made them, while the context is
+/// unlocked: an observer may call back into the context, but not into its manager. The records are
+/// owned by the provider and remain valid after the call.
 class OnSndContextChange {
 public:
     virtual ~OnSndContextChange() = default;
@@ -37,15 +37,17 @@ public:
     virtual void onSelectedTuningChanged(SndContext& context, Port port, Tuning& tuning) = 0;
 };
 
-/// Hands each notification to every registered observer, in the order of their addresses.
+/// Forwards each notification to every registered observer, in ascending order of their addresses.
 ///
-/// Owned by the context manager; doesn't own the observers. Takes no lock: its callers serialise.
-/// An observer may register and unregister others and itself while it is told.
+/// Owned by the context manager; does not own the observers, which must unregister before they are
+/// destroyed. It has no lock: its callers serialise. During a notification, an observer may
+/// register and unregister observers, itself included.
 class SndContextChangeObservable : public OnSndContextChange {
 public:
-    /// Registering twice is registering once.
+    /// An observer that is already registered is not added again.
     void registerObserver(OnSndContextChange* observer) { mObservers.insert(observer); }
     void unregisterObserver(OnSndContextChange* observer) { mObservers.erase(observer); }
+    /// Part of the vendor's contract, without a caller here.
     void unregisterAll() { mObservers.clear(); }
 
     void onLoad(SndContext& context) override;

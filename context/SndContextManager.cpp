@@ -2,14 +2,11 @@
 
 #include "context/SndContextManager.h"
 
+#include "context/StoreBuilder.h"
 #include "tuning/Signature.h"
 #include "util/RootPrefix.h"
 
-#include <algorithm>
 #include <memory>
-#include <set>
-#include <utility>
-#include <vector>
 
 #include <sys/stat.h>
 
@@ -23,27 +20,25 @@ using android::Mutex;
 namespace {
 
 constexpr std::string_view kDefaultXml = "/odm/etc/velora/multimedia_velora_kiv_default.xml";
-constexpr std::string_view kOemXml = "/data/vendor/velora/kiv-extra.xml";
-constexpr std::string_view kDefaultDevicePrefix = "default_";
+constexpr std::string_view kOemXml = "kiv-extra.xml";  // in kDataDirectory
+
+// Log texts that are part of the interface: they must not change, nor may their spelling be
+// corrected.
+constexpr char kNoDefaultXmlMessage[] = "Default XML Tuning file doesn't exist!!";
+constexpr char kOemLoadedMessage[] = "Load OEM tuning XML after default tuning XML is reloaded";
+constexpr char kXmlUpdatedMessage[] = "Tuning XML file has been updated";
+constexpr char kXmlErrorMessage[] = "XML parses error!!";
+constexpr char kNoOemXmlMessage[] = "OEM Tuning XML doesn't exist!";
+constexpr char kLoadingOemMessage[] = "Try to load OEM tuning XML file from %s";
+constexpr char kOemErrorMessage[] = "OEM Tuning XML parses error!";
+constexpr char kOemParsedMessage[] = "OEM tuning XML file completed deviceData = %p";
+constexpr char kOemVersionMessage[] =
+    "OEM tuning format V=%s is not consistent with current V=%s, abort loading OEM tuning XML.";
+constexpr char kReloadingMessage[] = "Tell database to reload cached device tuning mappings.";
 
 bool exists(const std::string& path) {
     struct stat info {};
     return stat(path.c_str(), &info) == 0;
-}
-
-/// The records by ascending number, so that their rows are in the same order whatever the file's.
-template <typename Record, typename NumberOf>
-std::vector<Record*> sorted(std::vector<Record*> records, NumberOf numberOf) {
-    std::stable_sort(records.begin(), records.end(),
-                     [&](const Record* a, const Record* b) { return numberOf(*a) < numberOf(*b); });
-    return records;
-}
-
-template <typename Record, typename NameOf>
-std::set<std::string> namesOf(const std::vector<Record*>& records, NameOf nameOf) {
-    std::set<std::string> names;
-    for (const Record* record : records) names.insert((record->*nameOf)());
-    return names;
 }
 
 }  // namespace
@@ -55,73 +50,93 @@ void SndContextManager::init() {
     if (mContext != nullptr) return;
     const std::string path = rooted(kDefaultXml);
     if (!exists(path)) {
-        ALOGE("Default XML Tuning file doesn't exist!!");
+        ALOGE(kNoDefaultXmlMessage);
         return;
     }
+
+    // An earlier attempt that failed may have left a provider.
     releaseLocked();
     mProvider = std::make_unique<Provider>();
     loadContextLocked(path);
+
+    // A damaged store is renamed and rebuilt, once: whatever fails then is not the store's fault.
     if (mProvider->isDamaged()) {
         releaseLocked();
         mProvider = std::make_unique<Provider>();
         mProvider->replaceDamaged();
         loadContextLocked(path);
     }
+
     mParser.reset();
 }
 
-// A context of which something couldn't be read isn't used: saving it would make the gap lasting.
 void SndContextManager::loadContextLocked(const std::string& path) {
     if (initDatabase(mProvider.get(), path) != 0) return;
-    const size_t failedBefore = mProvider->failedReads();
-    mProvider->beginReading();
+
+    const ReadSession loading = mProvider->startReading();
+    auto observable = std::make_unique<SndContextChangeObservable>();
+    std::unique_ptr<SndContext> context;
     if (mProvider->init() == 0) {
-        mFormatVersion = mProvider->getDefaultXmlFormatVersion();
-        mZenithGameSystemGain = mProvider->getZenithGameSystemGain();
-        mObservable = std::make_unique<SndContextChangeObservable>();
-        mContext = std::make_unique<SndContext>(mProvider.get(), mObservable.get());
-        mContext->load();
+        context = std::make_unique<SndContext>(mProvider.get(), observable.get());
+        context->load();
     }
-    mProvider->commitTransaction();
-    if (mProvider->failedReads() == failedBefore) return;
-    ALOGE("The stored settings couldn't be read, they stay as they are");
-    mContext.reset();
-    mObservable.reset();
+    const std::string formatVersion = mProvider->getDefaultXmlFormatVersion();
+    const int zenithGameSystemGain = mProvider->getZenithGameSystemGain();
+
+    // Never use a partly read context: saving it would make the missing values permanent.
+    if (!loading.ok()) {
+        ALOGE("The stored settings can't be read, they remain unchanged");
+        return;
+    }
+    if (context == nullptr) return;
+
+    mObservable = std::move(observable);
+    mContext = std::move(context);
+    mFormatVersion = formatVersion;
+    mZenithGameSystemGain = zenithGameSystemGain;
 }
 
-// One transaction: with the new signature stored, nobody would merge the extra file later.
 int SndContextManager::initDatabase(Provider* provider, const std::string& path) {
-    DeviceData* const data = loadXmlIfChanged(path, provider);
-    if (provider->failedReads() > 0) {
-        ALOGE("The stored settings couldn't be read, they stay as they are");
-        return android::INVALID_OPERATION;
+    DeviceData* data = nullptr;
+    {
+        const ReadSession session = provider->startReading();
+        data = loadXmlIfChanged(path, provider);
+        if (!session.ok()) {
+            ALOGE("The stored settings can't be read, they remain unchanged");
+            return android::INVALID_OPERATION;
+        }
     }
     if (data == nullptr) return 0;
+
+    // Both files are stored in one transaction: after a crash in between, the new signature would
+    // be stored, and the extra file would not be merged at the next start. A missing extra file is
+    // no failure.
     data->validateData();
-    provider->beginTransaction();
+    Transaction transaction(*provider);
     populateDatabase(data, provider);
     loadOemTuningLocked();
-    ALOGI("Load OEM tuning XML after default tuning XML is reloaded");
-    provider->commitTransaction();
+    ALOGI(kOemLoadedMessage);
+    (void)transaction.commit();  // a failure is logged; the settings remain unchanged then
+
+    // The merge cached devices that are not stored if the transaction failed.
     provider->reloadCachedDeviceTunings();
     return 0;
 }
 
 DeviceData* SndContextManager::loadXmlIfChanged(const std::string& path, Provider* provider) {
     const std::string signature = getChangedSignature(path, provider);
-    if (signature.empty() || provider->failedReads() > 0) return nullptr;
-    ALOGD("Tuning XML file has been updated");
+    if (signature.empty()) return nullptr;
+    ALOGD(kXmlUpdatedMessage);
+
     mParser = std::make_unique<TuningFileParser>();
     if (mParser->setTuningFile(path) != 0) {
-        ALOGE("XML parses error!!");
+        ALOGE(kXmlErrorMessage);
         return nullptr;
     }
     mParser->parseTuningFile();
     DeviceData* const data = mParser->getDeviceData();
-    if (data->getProfiles().empty()) {
-        ALOGE("The tuning file has no profile, it is not used");
-        return nullptr;
-    }
+
+    // Contents stored with another file's signature would never be replaced by that file's.
     if (getSignature(path) != signature) {
         ALOGE("The tuning file changed while it was read, it is not used");
         return nullptr;
@@ -132,6 +147,7 @@ DeviceData* SndContextManager::loadXmlIfChanged(const std::string& path, Provide
 
 std::string SndContextManager::getChangedSignature(const std::string& path, Provider* provider) {
     std::string signature = getSignature(path);
+    // A store that is not complete is treated like one of another version.
     if (provider->isEmpty() || !provider->isComplete()) return signature;
     if (signature != provider->getDefaultXmlSignature()) return signature;
     return provider->isDatabaseVersionChanged() ? signature : std::string();
@@ -144,29 +160,8 @@ std::string SndContextManager::getSignature(const std::string& path) {
 }
 
 void SndContextManager::populateDatabase(DeviceData* data, Provider* provider) {
-    provider->beginTransaction();
-    provider->clear();
-    provider->initDatabase();
-    const auto byPreset = [](const IeqPreset& p) { return p.getPresetId(); };
-    const auto byProfile = [](const auto& record) { return record.getProfileId(); };
-    const auto byEndpoint = [](const ProfileEndpoint& e) {
-        return std::pair{e.getProfileId(), e.getEndpoint()};
-    };
-    for (auto* record : sorted(data->getIeqPresets(), byPreset)) provider->create(record);
-    for (auto* record : sorted(data->getGeqPresets(), byProfile)) provider->create(record);
-    for (auto* record : sorted(data->getProfiles(), byProfile)) provider->create(record);
-    for (auto* record : sorted(data->getProfileEndpoints(), byEndpoint)) provider->create(record);
-    for (auto* record : data->getTunings()) provider->create(record, Provider::kDefaultName);
-    for (auto* record : data->getDeviceTunings()) provider->create(record, Provider::kDefaultName);
-    for (const Port port : SndContext::kSupportedPorts) {
-        const std::string_view name = portInfo(port).name;
-        provider->setDeviceTuning(name, std::string(kDefaultDevicePrefix).append(name));
-    }
-    provider->setDefaultXmlSignature(data->getSignature());
-    provider->setDefaultXmlFormatVersion(data->getFormatVersion());
-    provider->setZenithGameSystemGain(data->getZenithGameSystemGain());
-    if (provider->init() != 0) provider->abortTransaction();
-    provider->commitTransaction();
+    if (StoreBuilder(provider).populate(*data)) return;
+    ALOGE("The tuning file can't be stored, the settings remain unchanged");
 }
 
 int SndContextManager::loadOemTuning() {
@@ -178,99 +173,64 @@ int SndContextManager::loadOemTuning() {
 }
 
 int SndContextManager::loadOemTuningLocked() {
-    const std::string path = rooted(kOemXml);
+    const std::string path = rooted(std::string(kDataDirectory).append(kOemXml));
     if (!exists(path)) {
-        ALOGI("OEM Tuning XML doesn't exist!");
+        ALOGI(kNoOemXmlMessage);
         return android::NAME_NOT_FOUND;
     }
-    ALOGD("Try to load OEM tuning XML file from %s", path.c_str());
+
+    ALOGD(kLoadingOemMessage, path.c_str());
     TuningFileParser oemParser;
     if (oemParser.setTuningFile(path) != 0) {
-        ALOGE("OEM Tuning XML parses error!");
+        ALOGE(kOemErrorMessage);
         return android::BAD_VALUE;
     }
     oemParser.parseTuningFile();
     const DeviceData* const oem = oemParser.getDeviceData();
-    ALOGI("OEM tuning XML file completed deviceData = %p", static_cast<const void*>(oem));
-    const std::string current = mProvider->getDefaultXmlFormatVersion();
-    if (oem->getFormatVersion() != current) {
-        ALOGE(
-            "OEM tuning format V=%s is not consistent with current V=%s, abort loading OEM tuning "
-            "XML.",
-            oem->getFormatVersion().c_str(), current.c_str());
+    ALOGI(kOemParsedMessage, static_cast<const void*>(oem));
+
+    const std::string currentVersion = mProvider->getDefaultXmlFormatVersion();
+    if (oem->getFormatVersion() != currentVersion) {
+        ALOGE(kOemVersionMessage, oem->getFormatVersion().c_str(), currentVersion.c_str());
         return android::BAD_VALUE;
     }
-    // The names that the default file defines already, which must be those that are stored.
-    const std::string defaultPath = rooted(kDefaultXml);
+    return mergeOemTuningLocked(*oem);
+}
+
+// The default file is parsed again for the names that it defines.
+int SndContextManager::mergeOemTuningLocked(const DeviceData& oem) {
+    const std::string path = rooted(kDefaultXml);
     TuningFileParser defaultParser;
-    if (getSignature(defaultPath) != mProvider->getDefaultXmlSignature() ||
-        defaultParser.setTuningFile(defaultPath) != 0) {
-        ALOGE("The default tuning XML is not the one in force, abort loading OEM tuning XML.");
+    // The names must be those of the stored records, so a file that changed since is of no use.
+    if (getSignature(path) != mProvider->getDefaultXmlSignature() ||
+        defaultParser.setTuningFile(path) != 0) {
+        ALOGE("The default tuning XML is not the stored one, abort loading OEM tuning XML.");
         return android::BAD_VALUE;
     }
     defaultParser.parseTuningFile();
-    if (!mergeOemTuning(*oem, *defaultParser.getDeviceData(), mProvider.get())) {
+
+    StoreBuilder builder(mProvider.get());
+    if (!builder.mergeOemTuning(oem, *defaultParser.getDeviceData())) {
         return android::INVALID_OPERATION;
     }
-    ALOGI("Tell database to reload cached device tuning mappings.");
-    const size_t failedBefore = mProvider->failedReads();
+
+    ALOGI(kReloadingMessage);
+    const ReadSession reloading = mProvider->startReading();
     mProvider->reloadCachedDeviceTunings();
-    return mProvider->failedReads() == failedBefore ? 0 : android::INVALID_OPERATION;
+    return reloading.ok() ? 0 : android::INVALID_OPERATION;
 }
 
-bool SndContextManager::mergeOemTuning(const DeviceData& oem, const DeviceData& defaults,
-                                       Provider* provider) {
-    const auto defaultTunings = namesOf(defaults.getTunings(), &Tuning::getName);
-    const auto defaultDevices = namesOf(defaults.getDeviceTunings(), &DeviceTuning::getDevice);
-    std::set<std::string> dropped;
-
-    provider->beginTransaction();
-    provider->clearOemTunings();
-    ALOGI("Num of parsed OEM tuning = %zu", oem.getTunings().size());
-    for (Tuning* const tuning : oem.getTunings()) {
-        const std::string& name = tuning->getName();
-        if (defaultTunings.contains(name)) {
-            ALOGI("Found OEM tuning [%s] already exists in the default tuning XML, drop it.",
-                  name.c_str());
-            dropped.insert(name);
-            continue;
-        }
-        ALOGI("Add OEM Tuning %s", name.c_str());
-        provider->create(tuning, Provider::kOemName);
-    }
-    provider->clearOemDeviceTunings();
-    ALOGI("Num of parsed OEM device tuning = %zu", oem.getDeviceTunings().size());
-    for (DeviceTuning* const device : oem.getDeviceTunings()) {
-        const std::string name = device->getDevice();
-        const std::string tuning = device->getTuning();
-        if (dropped.contains(tuning)) {
-            ALOGI("Drop OEM Device Tuning with tuning.name [%s] (duplicate in default xml)",
-                  tuning.c_str());
-            continue;
-        }
-        if (defaultDevices.contains(name)) {
-            ALOGI("Found OEM device ID [%s] already exists in the default tuning XML, drop it.",
-                  name.c_str());
-            continue;
-        }
-        ALOGI("Add OEM Device Tuning Port[%s] : Device[%s] with tuning.name [%s]",
-              device->getPort().c_str(), name.c_str(), tuning.c_str());
-        provider->create(device, Provider::kOemName);
-    }
-    return provider->commitTransaction();
-}
-
-SndContext* SndContextManager::getSndContext() {
+SndContext* SndContextManager::getSndContext() const {
     Mutex::Autolock lock(mLock);
     return mContext.get();
 }
 
-std::string SndContextManager::getDefaultXmlFormatVersion() {
+std::string SndContextManager::getDefaultXmlFormatVersion() const {
     Mutex::Autolock lock(mLock);
     return mFormatVersion;
 }
 
-int SndContextManager::getZenithGameSystemGain() {
+int SndContextManager::getZenithGameSystemGain() const {
     Mutex::Autolock lock(mLock);
     return mZenithGameSystemGain;
 }

@@ -15,37 +15,39 @@
 namespace velora {
 
 /// The process-wide owner of the context layer. On first use it finds the default tuning file,
-/// rebuilds the settings database if the file or the database's layout changed, merges the maker's
-/// extra file, and loads the sound context.
+/// rebuilds the settings store if the file or the store's layout changed, merges the maker's extra
+/// tuning file (OEM), and loads the sound context.
 ///
-/// Any thread may call `init`, `getSndContext`, `getSignature` and the getters; `loadOemTuning` and
-/// `release` share the provider with the context, so they are called under the lock that serialises
-/// the context's callers (the facade's). Observers of the context that are told during a reload
-/// must not call back into the manager. Owns provider, observable and context; there is no context
-/// as long as there is no default tuning file or nothing could be read from it, and `init` may be
-/// tried again. A database that is found damaged at start-up is put aside and built anew from the
-/// file, once.
+/// Owns provider, observable and context. Any thread may call `init`, `getSignature` and the
+/// getters. `loadOemTuning` and `release` also change what the context uses, so they must be called
+/// under the lock that serialises the context's callers (the facade's). Observers must not call
+/// back into the manager.
+///
+/// If start-up fails, which is logged, there is no context, and `init` may be called again. It
+/// fails without a default tuning file, if stored settings can't be read, and if nothing is stored
+/// and nothing can be read from the file. A store that is damaged at start-up is renamed and
+/// rebuilt from the file, once.
 class SndContextManager : public android::Singleton<SndContextManager> {
 public:
-    /// Does nothing once there is a context.
+    /// Does nothing if there is a context.
     void init();
-    /// Null if start-up failed. Stands until `release`.
-    SndContext* getSndContext();
+    /// Null if start-up failed. Valid until `release`.
+    SndContext* getSndContext() const;
 
-    /// Reads the maker's extra file again and takes up what it changed. 0; anything else when the
-    /// file is missing, unreadable or of another version, or there is no context: nothing changed
-    /// then.
-    int loadOemTuning();
+    /// Reads the extra tuning file again, stores what it contains, and reloads the context's
+    /// tunings. Returns 0 on success. Otherwise the selected tunings remain the same: the file is
+    /// missing, malformed or of another version than the default file, the default file is no
+    /// longer the stored one, the store fails, or there is no context.
+    [[nodiscard]] int loadOemTuning();
 
-    /// Of the default tuning file in force; empty and 0 without a context.
-    std::string getDefaultXmlFormatVersion();
-    int getZenithGameSystemGain();
+    /// Of the stored default tuning file; empty and 0 without a context.
+    std::string getDefaultXmlFormatVersion() const;
+    int getZenithGameSystemGain() const;
 
-    /// Lets everything go. Nobody may use the context any more.
+    /// Destroys what the manager owns. Nobody may use the context afterwards; `init` starts again.
     void release();
 
-    /// MD5 of a file as 32 lower-case hexadecimal digits; empty if it can't be read. The file is
-    /// mapped: it must not be shortened meanwhile.
+    /// MD5 of a file as 32 lower-case hexadecimal digits; empty if it can't be read.
     static std::string getSignature(const std::string& path);
 
 private:
@@ -54,23 +56,26 @@ private:
     SndContextManager();
 
     void loadContextLocked(const std::string& path) REQUIRES(mLock);
+    /// Fills the store from the tuning files if the default one changed. 0, or an error if the
+    /// store can't be read; a file that can't be used is not an error.
     int initDatabase(Provider* provider, const std::string& path) REQUIRES(mLock);
+    /// The records of the file, valid as long as `mParser`; null if it did not change or can't be
+    /// used.
     DeviceData* loadXmlIfChanged(const std::string& path, Provider* provider) REQUIRES(mLock);
+    /// The signature of the file if the store must be filled from it, else empty.
     static std::string getChangedSignature(const std::string& path, Provider* provider);
-    /// Nothing is stored if no profile could be.
     static void populateDatabase(DeviceData* data, Provider* provider);
     int loadOemTuningLocked() REQUIRES(mLock);
-    static bool mergeOemTuning(const DeviceData& oem, const DeviceData& defaults,
-                               Provider* provider);
+    int mergeOemTuningLocked(const DeviceData& oem) REQUIRES(mLock);
     void releaseLocked() REQUIRES(mLock);
 
-    android::Mutex mLock;
+    mutable android::Mutex mLock;
     std::unique_ptr<Provider> mProvider GUARDED_BY(mLock);
     std::unique_ptr<SndContextChangeObservable> mObservable GUARDED_BY(mLock);
     std::unique_ptr<SndContext> mContext GUARDED_BY(mLock);
-    /// Holds the records of the default file during start-up.
+    /// Owns the records of the default tuning file during start-up.
     std::unique_ptr<TuningFileParser> mParser GUARDED_BY(mLock);
-    // Of the file in force.
+    // Of the stored default tuning file.
     std::string mFormatVersion GUARDED_BY(mLock);
     int mZenithGameSystemGain GUARDED_BY(mLock) = 0;
 };

@@ -8,7 +8,7 @@
 #include "fuzz/Check.h"
 #include "fuzz/Root.h"
 #include "service/SndManager.h"
-#include "store/Schema.h"
+#include "store/RecordRows.h"
 
 #include <string>
 #include <vector>
@@ -25,10 +25,10 @@ enum { kTable, kRow, kColumn, kKind, kLength, kHeader };
 enum { kText, kBlob, kNull, kDeleted, kDoubled, kKinds };
 
 void change(sqlite3* database, const std::vector<uint8_t>& header, const std::string& value) {
-    const velora::TableSchema& table = velora::kTables[header[kTable] % velora::kNumTables];
-    std::vector<std::string_view> columns{"_id", "custom_name"};
-    for (const auto& attribute : table.attributes) columns.push_back(attribute.column);
-    for (const auto parameter : table.params) columns.push_back(portInfo(parameter).column);
+    const velora::Table& table =
+        velora::tableOf(static_cast<velora::TableType>(header[kTable] % velora::kNumTables));
+    std::vector<std::string_view> columns{"_id"};
+    columns.insert(columns.end(), table.columns.begin(), table.columns.end());
     const int kind = header[kKind] % kKinds;
     const std::string name(table.name);
     const std::string column(columns[header[kColumn] % columns.size()]);

@@ -70,6 +70,10 @@ inline constexpr auto kPorts = std::to_array<PortInfo>({
     {PORT_OTHER, "other", Endpoint::OTHER, kNoDevice},
 });
 
+/// Begins the names of a port's preferred tuning devices; followed by the port's name, that of the
+/// device selected until somebody selects another.
+inline constexpr std::string_view kDefaultDevicePrefix = "default_";
+
 /// Whether `port` is one of the seven ports, for which clients may ask.
 constexpr bool isPort(int port) { return port >= 0 && static_cast<size_t>(port) < kPorts.size(); }
 

@@ -353,9 +353,9 @@ void SndManager::saveSndProfile() {
     if (mContext != nullptr) mContext->saveSndProfile();
 }
 
-void SndManager::saveSndProfileSettings() {
+bool SndManager::saveSndProfileSettings() {
     Mutex::Autolock lock(sLock);
-    if (mContext != nullptr) mContext->saveSndProfileSettings();
+    return mContext == nullptr || mContext->saveSndProfileSettings();
 }
 
 }  // namespace velora

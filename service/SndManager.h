@@ -101,7 +101,8 @@ public:
     Values getProfileParameter(int profile, Parameter parameter);
     /// Reads all profiles from the store again.
     void restoreCurrentProfiles();
-    void saveSndProfileSettings();
+    /// False if not everything could be stored; what is in memory remains unchanged.
+    [[nodiscard]] bool saveSndProfileSettings();
 
 protected:
     static android::Mutex sLock;

@@ -6,94 +6,83 @@
 #include "model/Profile.h"
 #include "model/ProfileEndpoint.h"
 #include "model/Tuning.h"
-#include "store/Connection.h"
+#include "store/Database.h"
+#include "store/RecordRows.h"
+#include "store/RowIndex.h"
 
-#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <initializer_list>
 #include <map>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace velora {
 
-/// The tables of the database, in the order of their creation.
-enum class TableType {
-    CONFIGURATION,
-    IEQ_PRESETS,
-    GEQ_PRESETS,
-    PROFILES,
-    PROFILE_ENDPOINTS,
-    TUNINGS,
-    DEVICE_TUNINGS,
-};
-inline constexpr size_t kNumTables = 7;
-
-/// Keeps every record, and a small configuration of keys and values, in one SQLite file, and turns
-/// records into rows and back. The only code that speaks SQL.
+/// Keeps every record, and a small configuration of keys and values, in one SQLite file. The only
+/// code that speaks SQL, apart from the database and the row index that it owns.
 ///
-/// Owned by the provider and used under its callers' lock. Owns the connection. Which copy of a
-/// record a call means is said by `customName`. Nothing throws: what fails is logged, and readers
-/// leave the record as it was. Between `beginTransaction` and `commitTransaction` all writes take
-/// effect together or not at all, whatever fails in between. A text with a single quote can't be
-/// stored: its row is left out, or stays as it was, with an error logged.
+/// Owned by the provider and used under its callers' lock, by one thread at a time. Each call names
+/// the copy of a record that it means. Nothing throws: a failure is logged, and a record that can't
+/// be read keeps its values. All writes between `beginTransaction` and `commitTransaction` are
+/// stored together, or none of them. A text with a single quote can't be stored: its row is left
+/// out, or remains as it was, with an error in the log.
 class DatabaseHelper {
 public:
-    using RowVisitor = std::function<void(std::span<const RowData> row)>;
-    using Arguments = std::initializer_list<std::string_view>;
+    using Arguments = Database::Arguments;
+    using RowVisitor = Database::RowVisitor;
 
-    /// Opens, or makes, the file of this name in the system's data directory. Without it every
-    /// operation fails, and says so.
+    /// Opens, or creates, the file of this name in the system's data directory. Without it every
+    /// operation fails and logs that.
     explicit DatabaseHelper(std::string_view fileName);
-    ~DatabaseHelper();
     DatabaseHelper(const DatabaseHelper&) = delete;
     DatabaseHelper& operator=(const DatabaseHelper&) = delete;
 
-    /// Makes the tables that aren't there.
+    /// Fills the map from column names to parameters. The constructor calls it.
+    void initParameterNameMap();
+    /// Creates the tables that don't exist. For each that does, SQLite's refusal is logged.
     void init();
+    void createTable(TableType table);
+    /// The columns of a table with their types, as CREATE TABLE lists them.
+    static std::string buildColumnString(TableType table);
     /// Drops all tables.
     void clear();
 
-    /// No table stands: nothing was ever stored.
-    bool isEmpty() const { return mEmpty; }
-    /// All tables stand as this version makes them.
+    /// There was no table when the file was opened: nothing was ever stored.
+    bool isEmpty() const { return mDatabase.isEmpty(); }
+    /// All tables exist exactly as this version creates them.
     bool hasLayout();
-    /// The file was found to be no database, or damaged: what it gave can't be trusted.
-    bool isDamaged() const { return mDamaged; }
-    /// Puts a damaged file aside, under its name with ".damaged" behind it, in the place of one
-    /// that is there, and starts an empty one. If it can't be put aside, it stays damaged.
+    /// See `Database`.
+    bool isDamaged() const { return mDatabase.isDamaged(); }
     void replaceDamaged();
-    /// Queries of this file that failed so far, for whatever reason: what they were to give is not
-    /// known.
-    size_t failedReads() const { return mFailedReads; }
+    size_t failedReads() const { return mDatabase.failedReads(); }
 
-    /// Brackets count: only the outermost begins and commits.
-    void beginTransaction() { begin("BEGIN EXCLUSIVE"); }
-    /// A bracket around reads: they see one state of the file, and lock it once.
-    void beginReading() { begin("BEGIN"); }
-    /// True if all writes since the beginning hold so far; at the end of the outermost bracket, are
-    /// stored for good. Else none is.
+    // `Transaction` and `ReadSession` are the way to use these. Transactions nest: only the
+    // outermost begin and commit reach the file.
+    void beginTransaction() { mDatabase.begin(Database::Access::WRITE); }
+    /// Begins a transaction for reads. False if it couldn't begin.
+    bool beginReading() { return mDatabase.begin(Database::Access::READ); }
+    /// True if no write has failed since the beginning; at the end of the outermost transaction, if
+    /// all of it is stored. Otherwise nothing of it is.
     bool commitTransaction();
-    /// Makes the bracket at hand fail: nothing of it will be stored.
+    /// Lets the current transaction fail: nothing of it will be stored.
     void abortTransaction();
 
-    /// Runs one statement. 0, or 1 if it failed; one that SQLite doesn't accept leaves the bracket
-    /// at hand as it is.
+    /// Runs one statement. 0, or 1 if it failed; a statement that SQLite rejects doesn't fail the
+    /// transaction.
     int execSQL(const std::string& sql);
     /// Number of rows, -1 if it can't be read.
     int64_t getRowCount(TableType table);
-    /// Gives every row of a query's result to `visit`. What `visit` does must not change the
-    /// database. False if not all could be read.
-    bool getAllRows(const std::string& sql, Arguments arguments, const RowVisitor& visit);
+    /// Passes every row of a query's result to `visit`, which must not change the database. False
+    /// if not all of them could be read.
+    bool getAllRows(const std::string& sql, const Arguments& arguments, const RowVisitor& visit);
 
-    // A row id of 0 or less stands for the next one: the number of rows plus one, which the record
-    // then takes.
+    // An id of 0 or less means the next one, the number of rows plus one, which is also set in the
+    // record.
     void insertValue(IeqPreset* preset, std::string_view customName);
     void insertValue(GeqPreset* preset, std::string_view customName, int64_t id);
     void insertValue(Profile* profile, std::string_view customName, int64_t id);
@@ -101,13 +90,13 @@ public:
     void insertValue(Tuning* tuning, std::string_view customName);
     void insertValue(DeviceTuning* deviceTuning, std::string_view customName);
 
-    // Replace the row of a copy. True if that holds. The factory copy, "default", can't be
-    // replaced.
+    // Replace the row of a copy. True if it is stored, or will be by the current transaction. The
+    // factory copy, "default", can't be replaced.
     bool updateGeqValue(GeqPreset* preset, std::string_view customName);
     bool updateProfileValue(Profile* profile, std::string_view customName);
     bool updateProfileEndpointValue(ProfileEndpoint* endpoint, std::string_view customName);
 
-    // Fill a record from its row. False, and nothing filled, when there is none.
+    // Fill a record from its row. False, and nothing filled, if it has none or can't be read.
     bool queryIeqValue(int presetId, std::string_view customName, IeqPreset* preset);
     bool queryGeqValue(int profileId, std::string_view customName, GeqPreset* preset);
     bool queryProfileValue(int profileId, std::string_view customName, Profile* profile);
@@ -115,80 +104,58 @@ public:
                             ProfileEndpoint* record);
     bool queryTuning(std::string_view name, Tuning* tuning);
 
-    /// The record that a row is to fill, null to leave the row out. `endpoint` is the text of the
-    /// column behind the number: an endpoint's name in the table of these.
+    /// What the row of a profile's record is found by.
+    struct ProfileKey {
+        int profileId;
+        std::string_view customName;
+        std::optional<Endpoint> endpoint;  ///< only of a profile's endpoint
+    };
+    /// Returns the record that a row fills, null to leave the row out.
     template <typename Record>
-    using Finder = std::function<Record*(int profileId, std::string_view customName,
-                                         std::string_view endpoint)>;
-    // Fill all records of a table in one pass. False if not all rows could be read.
-    bool queryGeqValues(const Finder<GeqPreset>& find);
-    bool queryProfileValues(const Finder<Profile>& find);
-    bool queryEndpointValues(const Finder<ProfileEndpoint>& find);
+    using Finder = std::function<Record*(const ProfileKey& key)>;
+    /// Fills all records of a type, Profile, ProfileEndpoint or GeqPreset, in one pass over their
+    /// table. False if not all rows could be read.
+    template <typename Record>
+    bool queryAllValues(const Finder<Record>& find);
 
-    /// The devices of a port in the order of their rows. False if they couldn't be read.
-    bool queryDeviceTunings(std::string_view port,
-                            std::vector<std::unique_ptr<DeviceTuning>>* devices);
-    /// Names of profiles or IEQ presets of one copy, by number.
+    /// Appends the devices of a port in the order of their rows. False if they can't be read.
+    [[nodiscard]] bool queryDeviceTunings(std::string_view port,
+                                          std::vector<std::unique_ptr<DeviceTuning>>* devices);
+    /// Names of profiles or IEQ presets of one copy, by number. A row whose number isn't a plain
+    /// decimal is left out, with an error in the log.
     std::map<int, std::string> queryNames(TableType table, std::string_view customName);
 
     void clearOemTunings();
     void clearOemDeviceTunings();
 
     void insertConfigurationValue(std::string_view key, std::string_view value);
-    /// Empty when the key has no row.
+    /// Empty if the key has no row; the first row's value if it has several.
     std::string queryConfigurationValue(std::string_view key);
-    /// False when the key has no row, else whether the value is any but "false".
+    /// False if the key has no row, otherwise whether the value is any but "false".
     bool querySfxStatus(std::string_view key);
-    /// "-1" when the key has no row.
+    /// "-1" if the key has no row.
     std::string querySelectedProfile(std::string_view key);
-    // Change a key's value; a key without a row gets none.
+    // Change the value of a key that has a row.
     void updateSfxStatus(std::string_view key, bool on);
     void updateSelectedProfile(std::string_view key, std::string_view value);
     void updateTuningDevice(std::string_view key, std::string_view value);
 
 private:
-    /// SQLite's own numbers of the rows of each key, whose parts end in a zero byte each.
-    using RowIndex = std::unordered_map<std::string, std::vector<int64_t>>;
-    enum class Transaction { NONE, OPEN, FAILED };
-
-    void open();
-    void begin(const char* sql);
-    void forgetState();
-    void forgetRows();
-    /// Null if it failed, with the number why in `result`.
-    Statement* prepare(const std::string& sql, int* result);
-    int runWrite(Statement& statement, const std::string& sql);
-    /// Runs a statement with arguments bound to its question marks; if it fails, so does the
-    /// bracket at hand.
-    int write(const std::string& sql, Arguments arguments);
-    void noteResult(int result);
-
-    RowIndex* indexOf(TableType table);
-    bool getRows(TableType table, Arguments key, const RowVisitor& visit);
-    void deleteRows(TableType table, Arguments key);
-    bool isStorable(std::span<const std::string_view> values) const;
-    int64_t insertRow(TableType table, std::span<const std::string_view> values, int64_t id);
+    bool getRows(const Table& table, const Arguments& key, const RowVisitor& visit);
+    void deleteRows(const Table& table, const Arguments& key);
+    int64_t insertRow(const Table& table, const std::vector<std::string>& texts, int64_t id);
     template <typename Record>
-    void insertRecord(TableType table, Record* record, std::string_view customName, int64_t id);
-    template <typename Record, typename... Parts>
-    bool updateRecord(TableType table, Record* record, std::string_view customName, Parts... parts);
+    void executeInsertCommand(Record* record, std::string_view customName, int64_t id);
     template <typename Record>
-    bool queryRecord(TableType table, Arguments key, Record* record, const char* missing);
+    bool updateRecord(Record* record, std::string_view customName);
     template <typename Record>
-    bool queryRecords(TableType table, const char* endpoint, const Finder<Record>& find);
+    bool queryRecord(const Arguments& key, Record* record, const char* missingMessage);
     void updateConfigurationValue(std::string_view key, std::string_view value);
-    void clearOem(TableType table, const char* message);
+    void clearOem(const Table& table, const char* message);
 
-    const std::string mPath;
-    std::unique_ptr<Connection> mConnection;  ///< null while there is no open database
-    std::map<std::string, std::unique_ptr<Statement>> mStatements;  ///< prepared, by their SQL
-    std::array<std::optional<int64_t>, kNumTables> mRowCounts;      ///< those that are known
-    std::array<std::optional<RowIndex>, kNumTables> mRowIndexes;  ///< in a bracket, when asked for
-    Transaction mTransaction = Transaction::NONE;
-    int mDepth = 0;
-    size_t mFailedReads = 0;
-    bool mEmpty = false;
-    bool mDamaged = false;
+    Database mDatabase;
+    RowIndex mRowIndex{&mDatabase};
+    ParameterNames mParameterNames;
 };
 
 }  // namespace velora

@@ -14,13 +14,28 @@ namespace velora {
 
 namespace {
 
+// Log texts that are part of the interface: they must not change, nor may their spelling be
+// corrected.
+constexpr char kNoProfilesMessage[] = "%s(): No profiles found from the database";
+constexpr char kProfilesFoundMessage[] = "%s(): Total %d profiles found";
+constexpr char kNoIeqPresetsMessage[] = "%s(): No ieq presets found from the database";
+constexpr char kIeqPresetsFoundMessage[] = "%s(): Total %d ieq presets found";
+constexpr char kVersionsMessage[] = "Stored database version[%s], expected database version[%s]";
+constexpr char kNoDeviceMessage[] = "Cannot find device with name %s in mDeviceTunings";
+constexpr char kTuningFoundMessage[] = "Found existing tuning[%s] from cache device[%s]";
+constexpr char kTuningLoadedMessage[] =
+    "Load tuning[%s] from cache device[%s], and put it in cached mTunings";
+constexpr char kDeviceClearedMessage[] = "Clear cached device tuning Port[%s]:Device[%s]";
+
 constexpr std::string_view kDatabaseFile = "kiv_sqlite3.db";
 
+/// A damaged number could otherwise ask for any number of records.
 bool isProfileNumber(int number) {
     constexpr int kMaxProfiles = 256;
     return number >= 0 && number < kMaxProfiles;
 }
 
+/// A record has every parameter of its table from the start, so that reading adds none.
 template <typename Record>
 Record completed(Record record) {
     record.completeTo(Record::kStoredParams);
@@ -36,6 +51,10 @@ Provider::ProfileRecords::ProfileRecords(int profileId, const std::string& name)
                 completed(ProfileEndpoint(profileId, Endpoint::OTHER, 0))},
       geqPreset(completed(GeqPreset(profileId))) {}
 
+Provider::Records Provider::ProfileRecords::pointers() {
+    return {&profile, {&endpoints[0], &endpoints[1], &endpoints[2]}, &geqPreset};
+}
+
 Provider::Provider() : mDatabase(kDatabaseFile) {}
 
 Provider::~Provider() = default;
@@ -43,16 +62,32 @@ Provider::~Provider() = default;
 void Provider::initDatabase() { mDatabase.init(); }
 
 int Provider::init() {
-    mDefaults.clear();
-    mCustoms.clear();
-    mIeqPresets.clear();
     const auto profiles = mDatabase.queryNames(TableType::PROFILES, kDefaultName);
     if (profiles.empty()) {
-        ALOGE("%s(): No profiles found from the database", __func__);
+        ALOGE(kNoProfilesMessage, __func__);
     } else {
-        ALOGD("%s(): Total %d profiles found", __func__, static_cast<int>(profiles.size()));
+        ALOGD(kProfilesFoundMessage, __func__, static_cast<int>(profiles.size()));
     }
-    for (const auto& [number, name] : profiles) {
+    createProfileRecords(profiles);
+
+    const auto presets = mDatabase.queryNames(TableType::IEQ_PRESETS, kDefaultName);
+    if (presets.empty()) {
+        ALOGE(kNoIeqPresetsMessage, __func__);
+    } else {
+        ALOGD(kIeqPresetsFoundMessage, __func__, static_cast<int>(presets.size()));
+    }
+    mIeqPresets.clear();
+    mIeqPresets.resize(presets.size() + 1);
+
+    return mDefaults.empty() ? android::BAD_VALUE : 0;
+}
+
+// Profiles are addressed by their numbers, so a missing row must not move the others: its profile
+// exists, without a name.
+void Provider::createProfileRecords(const std::map<int, std::string>& names) {
+    mDefaults.clear();
+    mCustoms.clear();
+    for (const auto& [number, name] : names) {
         if (!isProfileNumber(number)) {
             ALOGE("there can't be a profile %d", number);
             continue;
@@ -64,33 +99,17 @@ int Provider::init() {
             mCustoms.push_back(std::make_unique<ProfileRecords>(id, known));
         }
     }
-    const auto presets = mDatabase.queryNames(TableType::IEQ_PRESETS, kDefaultName);
-    if (presets.empty()) {
-        ALOGE("%s(): No ieq presets found from the database", __func__);
-    } else {
-        ALOGD("%s(): Total %d ieq presets found", __func__, static_cast<int>(presets.size()));
-    }
-    mNumOfIeqPresets = static_cast<int>(presets.size());
-    mIeqPresets.resize(presets.size() + 1);
-    if (mReading && !mDefaults.empty()) readAhead();
-    return mDefaults.empty() ? android::BAD_VALUE : 0;
 }
 
 void Provider::clear() { mDatabase.clear(); }
 
 void Provider::beginTransaction() { mDatabase.beginTransaction(); }
 
-void Provider::beginReading() {
-    mDatabase.beginReading();
-    mReading = true;
-}
-
-bool Provider::commitTransaction() {
-    mReading = mReadAhead = false;
-    return mDatabase.commitTransaction();
-}
+bool Provider::commitTransaction() { return mDatabase.commitTransaction(); }
 
 void Provider::abortTransaction() { mDatabase.abortTransaction(); }
+
+ReadSession Provider::startReading() { return ReadSession(mDatabase); }
 
 void Provider::clearOemTunings() { mDatabase.clearOemTunings(); }
 
@@ -98,7 +117,9 @@ void Provider::clearOemDeviceTunings() { mDatabase.clearOemDeviceTunings(); }
 
 bool Provider::isEmpty() const { return mDatabase.isEmpty(); }
 
-size_t Provider::failedReads() const { return mDatabase.failedReads(); }
+bool Provider::isDamaged() const { return mDatabase.isDamaged(); }
+
+void Provider::replaceDamaged() { mDatabase.replaceDamaged(); }
 
 bool Provider::isComplete() {
     if (!mDatabase.hasLayout()) return false;
@@ -107,14 +128,9 @@ bool Provider::isComplete() {
                        [](const auto& profile) { return isProfileNumber(profile.first); });
 }
 
-bool Provider::isDamaged() const { return mDatabase.isDamaged(); }
-
-void Provider::replaceDamaged() { mDatabase.replaceDamaged(); }
-
 bool Provider::isDatabaseVersionChanged() {
     const std::string stored = mDatabase.queryConfigurationValue(kDatabaseVersion);
-    ALOGD("Stored database version[%s], expected database version[%s]", stored.c_str(),
-          kExpectedDatabaseVersion.data());
+    ALOGD(kVersionsMessage, stored.c_str(), kExpectedDatabaseVersion.data());
     return stored != kExpectedDatabaseVersion;
 }
 
@@ -139,28 +155,9 @@ std::string Provider::getDefaultXmlFormatVersion() {
 
 int Provider::getNumOfProfiles() const { return static_cast<int>(mDefaults.size()); }
 
-int Provider::getNumOfIeqPresets() const { return mNumOfIeqPresets; }
+int Provider::getNumOfIeqPresets() const { return static_cast<int>(mIeqPresets.size()) - 1; }
 
-void Provider::readAhead() {
-    mDatabase.queryProfileValues([this](int id, std::string_view copy, auto) {
-        ProfileRecords* const records = findRecords(id, copy);
-        return records != nullptr ? &records->profile : nullptr;
-    });
-    mDatabase.queryGeqValues([this](int id, std::string_view copy, auto) {
-        ProfileRecords* const records = findRecords(id, copy);
-        return records != nullptr ? &records->geqPreset : nullptr;
-    });
-    mDatabase.queryEndpointValues(
-        [this](int id, std::string_view copy, std::string_view name) -> ProfileEndpoint* {
-            ProfileRecords* const records = findRecords(id, copy);
-            const auto endpoint = endpointByName(name);
-            if (records == nullptr || !endpoint) return nullptr;
-            return &records->endpoints[static_cast<size_t>(*endpoint)];
-        });
-    mReadAhead = true;
-}
-
-/// Null if there are none.
+/// Null if they don't exist.
 Provider::ProfileRecords* Provider::findRecords(int profileId, std::string_view customName) const {
     if (profileId < 0 || profileId >= getNumOfProfiles()) return nullptr;
     if (customName != kDefaultName && customName != kCustomName) return nullptr;
@@ -168,17 +165,43 @@ Provider::ProfileRecords* Provider::findRecords(int profileId, std::string_view 
     return copies[static_cast<size_t>(profileId)].get();
 }
 
-Provider::ProfileRecords* Provider::recordsOf(int profileId, std::string_view customName) {
-    ProfileRecords* const records = findRecords(profileId, customName);
-    if (records == nullptr) ALOGE("There is no profile %d", profileId);
-    return records;
+Provider::Records Provider::recordsOf(int profileId, std::string_view customName) const {
+    if (ProfileRecords* const records = findRecords(profileId, customName)) {
+        return records->pointers();
+    }
+    ALOGE("There is no profile %d", profileId);
+    return {};
+}
+
+Provider::Records Provider::getDefaultRecords(int profileId) const {
+    return recordsOf(profileId, kDefaultName);
+}
+
+Provider::Records Provider::getRecords(int profileId) const {
+    return recordsOf(profileId, kCustomName);
+}
+
+void Provider::loadAll() {
+    using Key = DatabaseHelper::ProfileKey;
+    mDatabase.queryAllValues<Profile>([this](const Key& key) {
+        ProfileRecords* const records = findRecords(key.profileId, key.customName);
+        return records != nullptr ? &records->profile : nullptr;
+    });
+    mDatabase.queryAllValues<GeqPreset>([this](const Key& key) {
+        ProfileRecords* const records = findRecords(key.profileId, key.customName);
+        return records != nullptr ? &records->geqPreset : nullptr;
+    });
+    mDatabase.queryAllValues<ProfileEndpoint>([this](const Key& key) -> ProfileEndpoint* {
+        ProfileRecords* const records = findRecords(key.profileId, key.customName);
+        if (records == nullptr || !key.endpoint) return nullptr;
+        return &records->endpoints[static_cast<size_t>(*key.endpoint)];
+    });
 }
 
 Profile* Provider::loadProfile(int profileId, std::string_view customName) {
-    ProfileRecords* const records = recordsOf(profileId, customName);
-    if (records == nullptr) return nullptr;
-    if (!mReadAhead) mDatabase.queryProfileValue(profileId, customName, &records->profile);
-    return &records->profile;
+    Profile* const profile = recordsOf(profileId, customName).profile;
+    if (profile != nullptr) mDatabase.queryProfileValue(profileId, customName, profile);
+    return profile;
 }
 
 Profile* Provider::loadDefaultProfile(int profileId) {
@@ -188,10 +211,9 @@ Profile* Provider::loadDefaultProfile(int profileId) {
 Profile* Provider::loadProfile(int profileId) { return loadProfile(profileId, kCustomName); }
 
 GeqPreset* Provider::loadGeqPreset(int profileId, std::string_view customName) {
-    ProfileRecords* const records = recordsOf(profileId, customName);
-    if (records == nullptr) return nullptr;
-    if (!mReadAhead) mDatabase.queryGeqValue(profileId, customName, &records->geqPreset);
-    return &records->geqPreset;
+    GeqPreset* const preset = recordsOf(profileId, customName).geqPreset;
+    if (preset != nullptr) mDatabase.queryGeqValue(profileId, customName, preset);
+    return preset;
 }
 
 GeqPreset* Provider::loadDefaultGeqPreset(int profileId) {
@@ -201,13 +223,10 @@ GeqPreset* Provider::loadDefaultGeqPreset(int profileId) {
 GeqPreset* Provider::loadGeqPreset(int profileId) { return loadGeqPreset(profileId, kCustomName); }
 
 Provider::Endpoints Provider::loadProfileEndpoints(int profileId, std::string_view customName) {
-    ProfileRecords* const records = recordsOf(profileId, customName);
-    Endpoints endpoints{};
-    if (records == nullptr) return endpoints;
-    for (size_t i = 0; i < endpoints.size(); ++i) {
-        endpoints[i] = &records->endpoints[i];
-        if (mReadAhead) continue;
-        mDatabase.queryEndpointValue(profileId, kEndpoints[i], customName, endpoints[i]);
+    const Endpoints endpoints = recordsOf(profileId, customName).endpoints;
+    for (ProfileEndpoint* const record : endpoints) {
+        if (record == nullptr) continue;
+        mDatabase.queryEndpointValue(profileId, record->getEndpoint(), customName, record);
     }
     return endpoints;
 }
@@ -221,22 +240,30 @@ Provider::Endpoints Provider::loadProfileEndpoints(int profileId) {
 }
 
 ProfileEndpoint* Provider::loadProfileEndpoint(int profileId, Endpoint endpoint) {
-    ProfileRecords* const records = recordsOf(profileId, kCustomName);
-    if (records == nullptr) return nullptr;
-    ProfileEndpoint* const record = &records->endpoints[static_cast<size_t>(endpoint)];
-    if (!mReadAhead) mDatabase.queryEndpointValue(profileId, endpoint, kCustomName, record);
+    const Endpoints endpoints = recordsOf(profileId, kCustomName).endpoints;
+    const auto index = static_cast<size_t>(endpoint);
+    if (index >= endpoints.size()) {
+        ALOGE("There is no endpoint %d", static_cast<int>(endpoint));
+        return nullptr;
+    }
+
+    ProfileEndpoint* const record = endpoints[index];
+    if (record != nullptr) {
+        mDatabase.queryEndpointValue(profileId, endpoint, kCustomName, record);
+    }
     return record;
 }
 
 IeqPreset* Provider::loadIeqPreset(int presetId) {
-    if (presetId < 0 || presetId > mNumOfIeqPresets) {
+    if (presetId < 0 || presetId > getNumOfIeqPresets()) {
         ALOGE("There is no IEQ preset %d", presetId);
         presetId = 0;
     }
+
     auto& preset = mIeqPresets[static_cast<size_t>(presetId)];
     if (preset == nullptr) {
-        preset =
-            std::make_unique<IeqPreset>(completed(IeqPreset(presetId, presetId == 0 ? "off" : "")));
+        const char* const name = presetId == 0 ? "off" : "";
+        preset = std::make_unique<IeqPreset>(completed(IeqPreset(presetId, name)));
     }
     mDatabase.queryIeqValue(presetId, kDefaultName, preset.get());
     return preset.get();
@@ -254,7 +281,7 @@ void Provider::save(ProfileEndpoint* endpoint) {
     if (mDatabase.updateProfileEndpointValue(endpoint, kCustomName)) endpoint->setDirty(false);
 }
 
-// The row of the record stays that of its own copy.
+// The record keeps the id of its own row, not that of the factory copy.
 template <typename Record, typename Query>
 Record* Provider::resetFrom(Record* record, Query query) {
     if (record == nullptr) return nullptr;
@@ -337,7 +364,7 @@ std::string Provider::getDeviceTuning(std::string_view port) {
     return mDatabase.queryConfigurationValue(port);
 }
 
-// What couldn't be read is tried again the next time.
+// Devices that can't be read are not cached, so the next call tries again.
 void Provider::loadDevices(Port port) {
     if (!isPort(port) || mDeviceTunings.contains(port)) return;
     Devices devices;
@@ -367,39 +394,41 @@ const DeviceTuning* Provider::findDevice(const std::string& device) const {
 Tuning* Provider::loadTuningForDevice(const std::string& device) {
     const DeviceTuning* const found = findDevice(device);
     if (found == nullptr) {
-        ALOGW("Cannot find device with name %s in mDeviceTunings", device.c_str());
+        ALOGW(kNoDeviceMessage, device.c_str());
         return nullptr;
     }
+
     const std::string name = found->getTuning();
     const auto cached = mTunings.find(name);
     if (cached != mTunings.end()) {
-        ALOGD("Found existing tuning[%s] from cache device[%s]", name.c_str(), device.c_str());
+        ALOGD(kTuningFoundMessage, name.c_str(), device.c_str());
         return cached->second.get();
     }
+
     auto tuning = std::make_unique<Tuning>(completed(Tuning(name, Endpoint::SPEAKER, false)));
     if (!mDatabase.queryTuning(name, tuning.get())) {
         ALOGW("There is no tuning[%s] for device[%s]", name.c_str(), device.c_str());
         return nullptr;
     }
-    ALOGD("Load tuning[%s] from cache device[%s], and put it in cached mTunings", name.c_str(),
-          device.c_str());
+    ALOGD(kTuningLoadedMessage, name.c_str(), device.c_str());
     return (mTunings[name] = std::move(tuning)).get();
 }
 
 void Provider::reloadCachedDeviceTunings() {
     for (const auto& [port, devices] : mDeviceTunings) {
         for (const auto& device : devices) {
-            ALOGD("Clear cached device tuning Port[%s]:Device[%s]", device->getPort().c_str(),
-                  device->getDevice().c_str());
+            ALOGD(kDeviceClearedMessage, device->getPort().c_str(), device->getDevice().c_str());
         }
     }
     mDeviceTunings.clear();
     for (const Port port : kSupportedPorts) loadDevices(port);
+
+    // Callers hold the tunings that were returned, so these objects remain, also without a row.
     for (auto place = mTunings.begin(); place != mTunings.end();) {
         if (mDatabase.queryTuning(place->first, place->second.get())) {
             ++place;
         } else {
-            mGoneTunings.push_back(std::move(place->second));
+            mRemovedTunings.push_back(std::move(place->second));
             place = mTunings.erase(place);
         }
     }

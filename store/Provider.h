@@ -2,6 +2,7 @@
 
 #include "model/Port.h"
 #include "store/DatabaseHelper.h"
+#include "store/Transaction.h"
 
 #include <array>
 #include <map>
@@ -15,19 +16,19 @@ namespace velora {
 /// The settings store as the rest of the system sees it: loads, saves, resets and creates records,
 /// choosing the right copy of each, and keeps the configuration values.
 ///
-/// Created by the context manager and used under its callers' locks, by one thread at a time. Owns
-/// every record that it hands out. Those of profiles and presets stay the same objects, refilled by
-/// each load, until `init`; tunings until the end; device tunings until they are reloaded. Failures
-/// are logged below; loading a record without a row leaves it as it was, and saving null does
-/// nothing.
+/// Owned by the context manager and used under its callers' locks, by one thread at a time. Owns
+/// every record that it returns. Those of profiles and presets remain the same objects, which each
+/// load fills again, until `init`; tunings remain until the provider is destroyed, device tunings
+/// until they are reloaded. Failures are logged by the database; loading a record that has no row
+/// leaves it unchanged, and saving null does nothing.
 class Provider {
 public:
-    /// The copies of a record.
-    static constexpr std::string_view kDefaultName = "default";  ///< factory: never overwritten
-    static constexpr std::string_view kCustomName = "custom";    ///< the user's, which wins
-    static constexpr std::string_view kOemName = "oem";          ///< from the maker's extra file
+    // The copies of a record.
+    static constexpr std::string_view kDefaultName = kFactoryCopy;  ///< never overwritten
+    static constexpr std::string_view kCustomName = kUserCopy;      ///< what the user sees
+    static constexpr std::string_view kOemName = kOemCopy;          ///< replaced as a whole
 
-    /// Keys of the configuration; a port's selected device stands under the port's name.
+    // Keys of the configuration. The selected device of a port has the port's name as its key.
     static constexpr std::string_view kSignature = "signature";
     static constexpr std::string_view kSelectedProfile = "Profile";
     static constexpr std::string_view kSfxState = "State";
@@ -35,49 +36,50 @@ public:
     static constexpr std::string_view kFormatVersion = "version";
     static constexpr std::string_view kZenithGameSystemGain = "ZenithGameSystemGain";
 
-    /// Layout of the database that this code writes.
+    /// Version of the tables that this code writes.
     static constexpr std::string_view kExpectedDatabaseVersion = "1";
 
     /// The three endpoint records of a profile, at the index of their endpoint.
     using Endpoints = std::array<ProfileEndpoint*, kEndpoints.size()>;
 
+    /// Opens the database, or creates it.
     Provider();
     Provider(const Provider&) = delete;
     Provider& operator=(const Provider&) = delete;
     virtual ~Provider();
 
-    /// Makes the tables that aren't there.
+    /// Creates the tables that don't exist.
     virtual void initDatabase();
-    /// Makes the records of all profiles, 0 to the largest number that is stored, without values;
-    /// one without a row has no name. 0, or -22 when the database has no profiles. Records of
-    /// profiles and presets that were handed out before are gone.
+    /// Creates the records of all profiles, 0 to the largest number that is stored, without values;
+    /// one that has no row has no name. 0, or -22 if the database has no profiles. Destroys the
+    /// records of profiles and presets that were returned before.
     virtual int init();
+    /// Drops all tables.
     virtual void clear();
-    /// What is written between the two is stored as a whole or not at all. Brackets count.
+
+    // A `Transaction` is the way to use these three: what is written in between is stored as a
+    // whole or not at all. Transactions nest.
     virtual void beginTransaction();
-    /// Begins a bracket for reads, ended in the same way: they see one state of the store. In it
-    /// `init` also fills the records, all in one pass, and loading one of a profile reads nothing.
-    virtual void beginReading();
     virtual bool commitTransaction();
     virtual void abortTransaction();
+    /// The reads during the life of the session see one state of the store.
+    [[nodiscard]] virtual ReadSession startReading();
+
     virtual void clearOemTunings();
     virtual void clearOemDeviceTunings();
 
-    /// Nothing was ever stored.
+    /// The file had no table when it was opened: nothing was ever stored.
     virtual bool isEmpty() const;
-    /// The database file was found damaged; `replaceDamaged` puts it aside and starts an empty one.
+    /// The file is no database, or a damaged one. `replaceDamaged` renames it and starts an empty
+    /// one.
     virtual bool isDamaged() const;
     virtual void replaceDamaged();
-    /// How many times something that is stored couldn't be read; what was answered then isn't what
-    /// is stored.
-    virtual size_t failedReads() const;
-
-    /// The layout is not the expected one, or there is none.
+    /// The tables are not of the expected version, or there are none.
     virtual bool isDatabaseVersionChanged();
-    /// The tables are there as the expected layout has them, with a factory profile.
+    /// All tables exist as this version creates them, with a factory profile.
     virtual bool isComplete();
 
-    /// Stores the signature with the configuration of a fresh store: profile 0, effect on.
+    /// Stores the signature, and the configuration of a new store: profile 0, effect on.
     virtual void setDefaultXmlSignature(const std::string& signature);
     virtual std::string getDefaultXmlSignature();
     virtual void setDefaultXmlFormatVersion(const std::string& version);
@@ -86,30 +88,44 @@ public:
     virtual int getNumOfProfiles() const;
     virtual int getNumOfIeqPresets() const;
 
-    // Null for a profile that there isn't.
+    /// One copy of everything that a profile has. All null for a profile that doesn't exist.
+    struct Records {
+        Profile* profile = nullptr;
+        Endpoints endpoints{};
+        GeqPreset* geqPreset = nullptr;
+    };
+    /// Fills the records of all profiles, both copies, in one pass over each table. What can't be
+    /// read is logged, and its records remain unchanged.
+    virtual void loadAll();
+    // The records of a profile as they were last filled. Nothing is read.
+    virtual Records getDefaultRecords(int profileId) const;
+    virtual Records getRecords(int profileId) const;
+
+    // Null for a profile or an endpoint that doesn't exist.
     virtual Profile* loadDefaultProfile(int profileId);
     virtual Profile* loadProfile(int profileId);
     virtual GeqPreset* loadDefaultGeqPreset(int profileId);
     virtual GeqPreset* loadGeqPreset(int profileId);
     virtual ProfileEndpoint* loadProfileEndpoint(int profileId, Endpoint endpoint);
-    /// All null for a profile that there isn't.
+    // All null for a profile that doesn't exist.
     virtual Endpoints loadDefaultProfileEndpoints(int profileId);
     virtual Endpoints loadProfileEndpoints(int profileId);
-    /// One of the presets 0 to the count; preset 0, with an error logged, for any other number.
+    /// One of the presets 0 to the count, which is included; preset 0, with an error in the log,
+    /// for any other number.
     virtual IeqPreset* loadIeqPreset(int presetId);
 
-    /// Stores the record as the user's copy.
+    // Store the record as the user's copy. It remains dirty if that fails.
     virtual void save(GeqPreset* preset);
     virtual void save(Profile* profile);
     virtual void save(ProfileEndpoint* endpoint);
 
-    /// Fills the record from the factory copy and returns it. Nothing is stored.
+    // Fill the record from the factory copy and return it. Nothing is stored.
     virtual GeqPreset* reset(GeqPreset* preset);
     virtual Profile* reset(Profile* profile);
     virtual ProfileEndpoint* reset(ProfileEndpoint* endpoint);
 
-    // Store a record of a tuning file: those that the user may change as factory and as user's
-    // copy.
+    // Store a new record of a tuning file. What the user may change is stored twice, as the factory
+    // copy and as the user's. A failure is logged and fails the current transaction.
     virtual void create(IeqPreset* preset);
     virtual void create(GeqPreset* preset);
     virtual void create(Profile* profile);
@@ -119,29 +135,31 @@ public:
 
     virtual bool isSfxOn();
     virtual void setSfxOn(bool on);
-    /// -1 when none is stored.
+    /// -1 if none is stored.
     virtual int getSelectedProfile();
     virtual void setSelectedProfile(int profileId);
     virtual int getZenithGameSystemGain();
-    virtual void setZenithGameSystemGain(int gain);
+    virtual void setZenithGameSystemGain(int gain);  ///< always a new row
 
     // The selected device of a port, by the port's name.
-    virtual void setDeviceTuning(std::string_view port, std::string_view device);  ///< a new row
+    virtual void setDeviceTuning(std::string_view port,
+                                 std::string_view device);  ///< always a new row
     virtual void updateDeviceTuning(std::string_view port, std::string_view device);
     virtual std::string getDeviceTuning(std::string_view port);
 
     /// The devices of a port in the order of the tuning files.
     virtual std::vector<DeviceTuning*> loadDeviceTuningsForPort(Port port);
-    /// The tuning of a device of a port that was loaded; null if there is none.
+    /// The tuning of a device, whose port must have been loaded; null if there is none.
     virtual Tuning* loadTuningForDevice(const std::string& device);
-    /// Reads all devices anew, and the tunings that were handed out: these stay the same objects,
-    /// but one that has no row any more isn't handed out again.
+    /// Reads all devices again, and fills the tunings that were returned before. These remain the
+    /// same objects; one that no longer has a row is not returned again.
     virtual void reloadCachedDeviceTunings();
 
 private:
-    /// One copy of everything that a profile has.
+    /// The objects of one copy of a profile.
     struct ProfileRecords {
         ProfileRecords(int profileId, const std::string& name);
+        Records pointers();
 
         Profile profile;
         std::array<ProfileEndpoint, kEndpoints.size()> endpoints;
@@ -149,9 +167,9 @@ private:
     };
     using Devices = std::vector<std::unique_ptr<DeviceTuning>>;
 
-    ProfileRecords* recordsOf(int profileId, std::string_view customName);
+    void createProfileRecords(const std::map<int, std::string>& names);
     ProfileRecords* findRecords(int profileId, std::string_view customName) const;
-    void readAhead();
+    Records recordsOf(int profileId, std::string_view customName) const;
     Profile* loadProfile(int profileId, std::string_view customName);
     GeqPreset* loadGeqPreset(int profileId, std::string_view customName);
     Endpoints loadProfileEndpoints(int profileId, std::string_view customName);
@@ -166,14 +184,12 @@ private:
     // Indexed by profile number.
     std::vector<std::unique_ptr<ProfileRecords>> mDefaults;
     std::vector<std::unique_ptr<ProfileRecords>> mCustoms;
-    std::vector<std::unique_ptr<IeqPreset>> mIeqPresets{
-        1};  ///< 0 to the count; null until asked for
-    int mNumOfIeqPresets = 0;
-    bool mReading = false;    ///< in a bracket for reads
-    bool mReadAhead = false;  ///< in it the records of all profiles are as stored
-    std::map<Port, Devices> mDeviceTunings;
+    /// Presets 0 to the count, which is included; each null until it is first loaded.
+    std::vector<std::unique_ptr<IeqPreset>> mIeqPresets{1};
+    std::map<Port, Devices> mDeviceTunings;                   ///< of the ports that were loaded
     std::map<std::string, std::unique_ptr<Tuning>> mTunings;  ///< by name
-    std::vector<std::unique_ptr<Tuning>> mGoneTunings;        ///< handed out once
+    /// Tunings without a row, which somebody may still hold.
+    std::vector<std::unique_ptr<Tuning>> mRemovedTunings;
 };
 
 }  // namespace velora

@@ -5,6 +5,9 @@
 
 namespace velora {
 
+/// Where the system keeps what it writes, and the maker's extra file. It must exist.
+inline constexpr std::string_view kDataDirectory = "/data/vendor/velora/";
+
 /// Sets the directory (without a trailing slash) below which all files of the system are located.
 /// Empty, the default, means the root directory. A host or a test calls it before it uses anything
 /// else of the library; later calls race with other threads.

@@ -24,8 +24,6 @@
 namespace velora::host {
 namespace {
 
-constexpr char kDataDirectory[] = "/data/vendor/velora";
-
 struct Options {
     BusChoice bus;
     std::string root;

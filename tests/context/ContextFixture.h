@@ -13,12 +13,12 @@
 
 namespace velora::test {
 
-/// The context of a fresh root directory with the sample tuning file, and the log.
+/// A fresh root directory with the sample tuning file, and the context manager, not started.
 class ContextFixture : public testing::Test {
 protected:
     ContextFixture() {
         setRootPrefix(dir.path().string());
-        manager().release();  // made on first use, it starts, and finds no file yet
+        manager().release();  // its first use constructs it, which fails without a tuning file
         std::filesystem::create_directories(dir.path() / "data/vendor/velora");
         install(sample);
     }
@@ -38,7 +38,7 @@ protected:
         return text;
     }
 
-    /// As a new process: everything from the files again.
+    /// Starts from the files, like a new process.
     SndContext& restart() {
         manager().release();
         manager().init();
@@ -53,35 +53,36 @@ protected:
     TempDir dir;
 };
 
-/// Keeps what it is told, in words.
+/// Records each notification in words.
 class RecordingObserver : public OnSndContextChange {
 public:
-    std::vector<std::string> told;
-    std::function<void()> onTold;
+    std::vector<std::string> notifications;
+    std::function<void()> onNotified;  ///< called after each
 
-    std::vector<std::string> take() { return std::exchange(told, {}); }
+    /// The notifications since the last call.
+    std::vector<std::string> drain() { return std::exchange(notifications, {}); }
 
-    void onLoad(SndContext&) override { note("load"); }
-    void onSfxOnChanged(SndContext&, bool on) override { note(on ? "on" : "off"); }
-    void onSelectedProfileChanged(SndContext&) override { note("profile"); }
+    void onLoad(SndContext&) override { record("load"); }
+    void onSfxOnChanged(SndContext&, bool on) override { record(on ? "on" : "off"); }
+    void onSelectedProfileChanged(SndContext&) override { record("profile"); }
     void onSelectedProfileParameterChanged(SndContext&, Profile& profile) override {
-        note("parameter " + profile.getName());
+        record("parameter " + profile.getName());
     }
     void onSelectedProfileEndpointChanged(SndContext&, Port port, ProfileEndpoint&) override {
-        note("endpoint " + std::to_string(port));
+        record("endpoint " + std::to_string(port));
     }
     void onSelectedProfileIeqChanged(SndContext&, Port port, IeqPreset& preset) override {
-        note("ieq " + std::to_string(port) + " " + preset.getName());
+        record("ieq " + std::to_string(port) + " " + preset.getName());
     }
-    void onSelectedProfileGeqChanged(SndContext&, GeqPreset&) override { note("geq"); }
+    void onSelectedProfileGeqChanged(SndContext&, GeqPreset&) override { record("geq"); }
     void onSelectedTuningChanged(SndContext&, Port port, Tuning& tuning) override {
-        note("tuning " + std::to_string(port) + " " + tuning.getName());
+        record("tuning " + std::to_string(port) + " " + tuning.getName());
     }
 
 private:
-    void note(std::string what) {
-        told.push_back(std::move(what));
-        if (onTold) onTold();
+    void record(std::string notification) {
+        notifications.push_back(std::move(notification));
+        if (onNotified) onNotified();
     }
 };
 

@@ -2,20 +2,31 @@
 
 #include <csignal>
 
-#include <sys/wait.h>
-#include <unistd.h>
+#include <log/log.h>
 
 namespace velora::test {
 namespace {
 
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
 using Values = ParameterValues::Values;
+
+/// Runs `action` once, in the middle of an operation: when it logs `text`.
+void onLogLine(std::string_view text, std::function<void()> action) {
+    static std::string awaited;
+    static std::function<void()> pending;
+    awaited = text;
+    pending = std::move(action);
+    __android_log_set_logger([](const __android_log_message* entry) {
+        if (pending != nullptr && entry->message == awaited) std::exchange(pending, {})();
+    });
+}
 
 class SndContextManagerTest : public ContextFixture {
 protected:
-    const std::string noExtra = "<r>\n<format_version major='3' minor='4' maintenance='0'/></r>";
-
-    /// Everything that the context says of itself, rows left out.
-    static std::string stateOf(SndContext& context) {
+    /// Everything that can be read from the context, except row ids.
+    static std::string stateOf(const SndContext& context) {
         std::ostringstream text;
         text << context.getSfxOn() << context.getSelectedProfile()->getName();
         for (int id = 0; id < context.getNumOfProfiles(); ++id) {
@@ -33,7 +44,7 @@ protected:
         return text.str();
     }
 
-    /// Changes something of every kind, saves and leaves it. Returns the state.
+    /// Changes settings of every kind, saves them and releases the context. Returns its state.
     std::string changeEverything() {
         SndContext& context = restart();
         context.setSfxOn(false);
@@ -49,76 +60,101 @@ protected:
         return state;
     }
 
+    int merge(const std::string& xml) {
+        installOem(xml);
+        return manager().loadOemTuning();
+    }
+
+    /// As another process would.
+    static void changeStore(const std::string& sql) {
+        EXPECT_EQ(DatabaseHelper("kiv_sqlite3.db").execSQL(sql), 0);
+    }
+
+    void writeStore(const std::string& contents) {
+        dir.write("data/vendor/velora/kiv_sqlite3.db", contents);
+    }
+
+    const std::string noExtra = "<r>\n<format_version major='3' minor='4' maintenance='0'/></r>";
     const std::string store = dir.path() / "data/vendor/velora/kiv_sqlite3.db";
 };
 
-TEST_F(SndContextManagerTest, AColdStartTakesTheStateOfTheFile) {
+TEST_F(SndContextManagerTest, TheFirstStartTakesItsSettingsFromTheTuningFile) {
     install("<broken");
     manager().init();
     EXPECT_EQ(manager().getSndContext(), nullptr);
     install(sample);
     SndContext& context = restart();
-    EXPECT_TRUE(context.getSfxOn() && context.isSelected(0) && !context.isProfileModified(4));
+    EXPECT_TRUE(context.getSfxOn());
+    EXPECT_TRUE(context.isSelected(0));
+    EXPECT_FALSE(context.isProfileModified(4));
 }
 
-TEST_F(SndContextManagerTest, WhatIsSavedOrResetIsReadBack) {
+TEST_F(SndContextManagerTest, SavedAndResetSettingsAreReadBack) {
     const std::string changed = changeEverything();
     SndContext& context = restart();
     EXPECT_EQ(stateOf(context), changed);
     context.resetProfileGeq(4);
+    EXPECT_FALSE(context.isProfileModified(4));
     context.resetProfile(1);
-    EXPECT_FALSE(context.isProfileModified(4) || context.isProfileModified(1));
+    EXPECT_FALSE(context.isProfileModified(1));
     const std::string reset = stateOf(context);
     EXPECT_EQ(stateOf(restart()), reset);
 }
 
-TEST_F(SndContextManagerTest, AChangedFileOrLayoutPutsEverythingBack) {
+TEST_F(SndContextManagerTest, AChangedFileOrLayoutRestoresTheFactorySettings) {
     const std::string factory = stateOf(restart());
     EXPECT_NE(changeEverything(), factory);
     install(sample + "\n");
     EXPECT_EQ(stateOf(restart()), factory);
-    for (const char* harm : {"UPDATE configuration SET value='2' WHERE key='database_version'",
-                             "DROP TABLE geq_presets", "ALTER TABLE tunings ADD COLUMN more TEXT",
-                             "DELETE FROM profiles", "DROP TABLE configuration"}) {
-        SCOPED_TRACE(harm);
+    for (const char* sql : {"UPDATE configuration SET value='2' WHERE key='database_version'",
+                            "DROP TABLE geq_presets", "ALTER TABLE tunings ADD COLUMN more TEXT",
+                            "DELETE FROM profiles", "DROP TABLE configuration"}) {
+        SCOPED_TRACE(sql);
         changeEverything();
-        EXPECT_EQ(DatabaseHelper("kiv_sqlite3.db").execSQL(harm), 0);
+        changeStore(sql);
         EXPECT_EQ(stateOf(restart()), factory);
     }
 }
 
-TEST_F(SndContextManagerTest, ADamagedDatabaseIsBuiltAnewFromTheFile) {
+TEST_F(SndContextManagerTest, ADamagedStoreIsRebuiltFromTheFile) {
     constexpr size_t kPage = 4096;
     const std::string factory = stateOf(restart());
     changeEverything();
     const std::string intact = contentsOf(store);
-    size_t rebuilt = 0;
-    for (size_t page = 0; page < intact.size(); page += kPage) {
-        SCOPED_TRACE(page / kPage);
+    for (const size_t page : {0, 1, 2, 3}) {
         std::string damaged = intact;
-        damaged.replace(page, kPage, std::string(kPage, '\xa5'));
-        std::filesystem::remove(store + ".damaged");
-        dir.write("data/vendor/velora/kiv_sqlite3.db", damaged);
-        const std::string state = stateOf(restart());
-        if (!std::filesystem::exists(store + ".damaged")) continue;
-        ++rebuilt;
-        EXPECT_EQ(state, factory);
-        EXPECT_EQ(contentsOf(store + ".damaged"), damaged);
+        damaged.replace(page * kPage, kPage, kPage, '\xa5');
+        writeStore(damaged);
+        EXPECT_EQ(stateOf(restart()), factory) << page;
+        EXPECT_EQ(contentsOf(store + ".damaged"), damaged) << page;
     }
-    EXPECT_GT(rebuilt, 3U);
 }
 
-// The file may be in use, or the disk slow to come: what can't be read now is not lost.
-TEST_F(SndContextManagerTest, SettingsThatCannotBeReadAreLeftAloneUntilTheyCan) {
+// What can't be read must not be mistaken for what isn't there.
+TEST_F(SndContextManagerTest, SettingsThatCannotBeReadRemainUnchanged) {
     const std::string changed = changeEverything();
-    {
-        DatabaseHelper other("kiv_sqlite3.db");
+    DatabaseHelper other("kiv_sqlite3.db");
+    const std::string signature = Provider().getDefaultXmlSignature();
+    onLogLine("getSignature(): XML file md5sum " + signature, [&] {
         other.beginTransaction();
-        manager().init();
-        EXPECT_EQ(manager().getSndContext(), nullptr);
-    }
+        onLogLine("Unknow error... 5", [&] { other.commitTransaction(); });
+    });
+    manager().init();
+    EXPECT_EQ(manager().getSndContext(), nullptr);
     manager().init();
     EXPECT_EQ(stateOf(*manager().getSndContext()), changed);
+}
+
+TEST_F(SndContextManagerTest, APartlyReadContextIsNotUsed) {
+    changeEverything();
+    const std::string intact = contentsOf(store);
+    changeStore("DROP TABLE geq_presets");
+    const std::string withoutPresets = contentsOf(store);
+    writeStore(intact);
+    onLogLine("Stored database version[1], expected database version[1]",
+              [&] { writeStore(withoutPresets); });
+    manager().init();
+    EXPECT_EQ(manager().getSndContext(), nullptr);
 }
 
 TEST_F(SndContextManagerTest, AFileThatCannotBeUsedReplacesNothing) {
@@ -130,97 +166,105 @@ TEST_F(SndContextManagerTest, AFileThatCannotBeUsedReplacesNothing) {
         install(bad);
         EXPECT_EQ(stateOf(restart()), changed);
     }
-    installOem(extra);
-    EXPECT_NE(manager().loadOemTuning(), 0) << "the store has another default file";
+    EXPECT_NE(merge(extra), 0) << "the store was filled from another default file";
     install(sample);
-    EXPECT_EQ(manager().loadOemTuning(), 0);
-
-    // Nor does one make a store of tables that are another's.
-    manager().release();
-    std::filesystem::remove(store);
-    const char* const foreign = "CREATE TABLE geq_presets AS SELECT 1 AS a";
-    EXPECT_EQ(DatabaseHelper("kiv_sqlite3.db").execSQL(foreign), 0);
-    install("<a");
-    manager().init();
-    EXPECT_EQ(manager().getSndContext(), nullptr);
+    EXPECT_EQ(merge(extra), 0);
 }
 
-TEST_F(SndContextManagerTest, TheExtraFileAddsAndTheDefaultsWin) {
+TEST_F(SndContextManagerTest, AFileThatChangesWhileItIsReadReplacesNothing) {
+    const std::string changed = changeEverything();
+    install(sample + "\n");
+    onLogLine("Tuning XML file has been updated", [&] { install(sample); });
+    EXPECT_EQ(stateOf(restart()), changed);
+}
+
+TEST_F(SndContextManagerTest, TheExtraFileAddsDevicesAndTheDefaultFileWins) {
     installOem(extra);
     SndContext& context = restart();
     EXPECT_THAT(context.getAvailableTuningDevice(PORT_HEADPHONE),
-                testing::ElementsAre("default_headphone", "studio_headphone", "sport_in_ear"));
-
-    RecordingObserver observer;
-    EXPECT_TRUE(context.setSelectedTuning(PORT_HEADPHONE, "sport_in_ear", false));
-    context.registerObserver(&observer);
-    observer.take();
-    const auto merge = [&](const std::string& xml) {
-        installOem(xml);
-        return manager().loadOemTuning();
-    };
-    Tuning* const tuning = context.getSelectedTuning(PORT_HEADPHONE);
-    EXPECT_EQ(merge(replaced(extra, "orientation=\"landscape\"", "orientation=\"9\"")), 0);
-    EXPECT_EQ(observer.take().size(), 6U) << "every port";
-    EXPECT_EQ(context.getSelectedTuning(PORT_HEADPHONE), tuning);
-    EXPECT_EQ(tuning->get(ORIENTATION), Values{9});
-    EXPECT_NE(merge(replaced(extra, "minor=\"4\"", "minor=\"3\"")), 0);
-    EXPECT_NE(merge("<broken"), 0);
-    EXPECT_EQ(observer.take().size(), 0U);
+                ElementsAre("default_headphone", "studio_headphone", "sport_in_ear"));
+    EXPECT_THAT(context.getAvailableTuningDevice(PORT_USB), ElementsAre("default_usb", "usb_dac"));
     EXPECT_EQ(merge(noExtra), 0);
-    EXPECT_EQ(context.getSelectedTuningDevice(PORT_HEADPHONE), "default_headphone");
-    context.unregisterObserver(&observer);
+    EXPECT_THAT(context.getAvailableTuningDevice(PORT_HEADPHONE),
+                ElementsAre("default_headphone", "studio_headphone"));
+    EXPECT_EQ(DatabaseHelper("kiv_sqlite3.db").getRowCount(TableType::TUNINGS), 11);
 }
 
-TEST_F(SndContextManagerTest, WhatIsStoredButGoneGivesWayToTheFirst) {
+TEST_F(SndContextManagerTest, AReloadRefreshesTheSelectedTunings) {
     installOem(extra);
     SndContext& context = restart();
     EXPECT_TRUE(context.setSelectedTuning(PORT_HEADPHONE, "sport_in_ear", false));
-    EXPECT_TRUE(context.save());
-    installOem(noExtra);
-    EXPECT_EQ(manager().loadOemTuning(), 0);  // and nobody saves
-    manager().release();
-    DatabaseHelper("kiv_sqlite3.db").updateSelectedProfile("Profile", "5");
-    DatabaseHelper("kiv_sqlite3.db").execSQL("DELETE FROM tunings WHERE name='headphone_studio'");
-    SndContext& again = restart();
-    EXPECT_FALSE(again.setSelectedTuning(PORT_HEADPHONE, "studio_headphone", false));
-    EXPECT_EQ(again.getSelectedTuningDevice(PORT_HEADPHONE), "default_headphone");
-    EXPECT_TRUE(again.isSelected(0));
+    Tuning* const tuning = context.getSelectedTuning(PORT_HEADPHONE);
+    RecordingObserver observer;
+    context.registerObserver(&observer);
+    observer.drain();
 
-    for (const char* name : {"my_usb", "usb"}) {  // the first that there is, the port's own
-        install(replaced(sample, "default_usb", name));
-        EXPECT_EQ(restart().getSelectedTuningDevice(PORT_USB), name);
-    }
+    EXPECT_EQ(merge(replaced(extra, "orientation=\"landscape\"", "orientation=\"9\"")), 0);
+    EXPECT_THAT(observer.drain(), SizeIs(6)) << "one for each port";
+    EXPECT_EQ(context.getSelectedTuning(PORT_HEADPHONE), tuning);
+    EXPECT_EQ(tuning->get(ORIENTATION), Values{9});
+
+    EXPECT_NE(merge(replaced(extra, "minor=\"4\"", "minor=\"3\"")), 0);
+    EXPECT_NE(merge("<broken"), 0);
+    EXPECT_THAT(observer.drain(), IsEmpty());
 }
 
-// A new default file and the extra file on top of it come together or not at all.
-TEST_F(SndContextManagerTest, AKilledRebuildLeavesTheOldStoreOrTheNewOneWithTheExtraFile) {
+TEST_F(SndContextManagerTest, ATuningThatIsRemovedByAReloadRemainsValid) {
     installOem(extra);
-    restart();
-    manager().release();
-    useconds_t longest = 50'000;  // follows the machine, so that about half of them get done
-    int rebuilt = 0;
-    for (int kill = 0; kill < 60; ++kill) {
-        const std::string before = Provider().getDefaultXmlSignature();
-        install(sample + std::string(static_cast<size_t>(kill + 1), '\n'));
-        const pid_t child = fork();
-        if (child == 0) {
-            manager().init();
-            pause();
-        }
-        usleep(longest / 10 * static_cast<useconds_t>(kill % 10));
-        ::kill(child, SIGKILL);
-        ASSERT_EQ(waitpid(child, nullptr, 0), child);
-        Provider provider;
-        EXPECT_EQ(provider.init(), 0);
-        const bool changed = provider.getDefaultXmlSignature() != before;
-        rebuilt += changed ? 1 : 0;
-        longest = changed ? longest * 15 / 16 : longest * 9 / 8;
-        EXPECT_EQ(provider.loadDeviceTuningsForPort(PORT_BLUETOOTH).size(), 4U) << "one is extra";
-    }
-    EXPECT_GT(rebuilt, 6);
-    EXPECT_LT(rebuilt, 60);
+    SndContext& context = restart();
+    EXPECT_TRUE(context.setSelectedTuning(PORT_HEADPHONE, "sport_in_ear", false));
+    const Tuning* const tuning = context.getSelectedTuning(PORT_HEADPHONE);
+    const std::string values = tuning->valuesToString();
+    EXPECT_EQ(merge(noExtra), 0);
+    EXPECT_EQ(context.getSelectedTuningDevice(PORT_HEADPHONE), "default_headphone");
+    EXPECT_EQ(tuning->valuesToString(), values);
 }
 
+TEST_F(SndContextManagerTest, AReloadThatCannotReadTheStoreFails) {
+    restart();
+    onLogLine("Tell database to reload cached device tuning mappings.",
+              [] { changeStore("DROP TABLE device_tunings"); });
+    EXPECT_NE(merge(extra), 0);
+}
+
+TEST_F(SndContextManagerTest, AStoredSelectionThatDoesNotExistIsReplaced) {
+    changeEverything();
+    changeStore("UPDATE configuration SET value='5' WHERE key='Profile'");
+    changeStore("UPDATE configuration SET value='no_such' WHERE key='headphone'");
+    changeStore("DELETE FROM tunings WHERE name='headphone_studio'");
+    SndContext& context = restart();
+    EXPECT_TRUE(context.isSelected(0));
+    EXPECT_EQ(context.getSelectedTuningDevice(PORT_HEADPHONE), "default_headphone");
+    EXPECT_FALSE(context.setSelectedTuning(PORT_HEADPHONE, "studio_headphone", false));
+}
+
+TEST_F(SndContextManagerTest, TheDefaultDeviceIsChosenByName) {
+    const struct {
+        const char *first, *second, *chosen;
+    } cases[] = {
+        {.first = "default_other", .second = "default_usb", .chosen = "default_usb"},
+        {.first = "my_usb", .second = "default_other", .chosen = "default_other"},
+        {.first = "my_usb", .second = "usb", .chosen = "usb"},
+        {.first = "my_usb", .second = "your_usb", .chosen = "my_usb"},
+    };
+    for (const auto& [first, second, chosen] : cases) {
+        install(replaced(replaced(sample, "default_usb", first), "usb_dac", second));
+        EXPECT_EQ(restart().getSelectedTuningDevice(PORT_USB), chosen);
+    }
+}
+
+// With the new signature stored, nobody would merge the extra file at the next start.
+TEST_F(SndContextManagerTest, ACrashNeverLeavesTheNewFileWithoutTheExtraFile) {
+    installOem(extra);
+    changeEverything();
+    const std::string before = Provider().getDefaultXmlSignature();
+    install(sample + "\n");
+    for (const char* text : {"Tuning XML file has been updated", "Num of parsed OEM tuning = 3",
+                             "Load OEM tuning XML after default tuning XML is reloaded"}) {
+        onLogLine(text, [] { raise(SIGKILL); });
+        EXPECT_EXIT(manager().init(), testing::KilledBySignal(SIGKILL), "");
+        EXPECT_EQ(Provider().getDefaultXmlSignature(), before);
+    }
+}
 }  // namespace
 }  // namespace velora::test

@@ -6,23 +6,33 @@ namespace velora::test {
 namespace {
 
 using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
 using Values = ParameterValues::Values;
 
 class SndContextTest : public ContextFixture {
 protected:
     SndContextTest() {
         context.registerObserver(&observer);
-        EXPECT_THAT(observer.take(), ElementsAre("load"));
+        EXPECT_THAT(observer.drain(), ElementsAre("load"));
     }
 
     SndContext& context = restart();
     RecordingObserver observer;
 };
 
-TEST_F(SndContextTest, AListIsAChangeUnlessItBeginsTheStoredOne) {
-    const std::tuple<Values, Values, bool> cases[] = {{{5, 7}, {5}, false}, {{5, 7}, {5, 8}, true},
-                                                      {{5}, {5, 7}, true},  {{5}, {}, false},
-                                                      {{}, {5}, true},      {{}, {}, true}};
+TEST_F(SndContextTest, AListIsStoredUnlessItIsAPrefixOfTheStoredOne) {
+    const struct {
+        Values stored, given;
+        bool written;
+    } cases[] = {
+        {.stored = {5, 7}, .given = {5}, .written = false},
+        {.stored = {5, 7}, .given = {5, 8}, .written = true},
+        {.stored = {5}, .given = {5, 7}, .written = true},
+        {.stored = {5}, .given = {}, .written = false},
+        {.stored = {}, .given = {5}, .written = true},
+        {.stored = {}, .given = {}, .written = true},
+    };
     for (const auto& [stored, given, written] : cases) {
         GeqPreset preset(0);
         preset.set(GEQ_GAIN, stored);
@@ -31,12 +41,11 @@ TEST_F(SndContextTest, AListIsAChangeUnlessItBeginsTheStoredOne) {
     }
 }
 
-// Each row once for the selected profile, where it is told, and once for another, where it is not.
-TEST_F(SndContextTest, EveryChangeOfTheSelectedProfileIsToldOnce) {
+TEST_F(SndContextTest, OnlyChangesOfTheSelectedProfileAreNotified) {
     const struct {
         std::function<void(int profile)> change;
-        std::vector<std::string> told;
-        std::vector<std::string> toldAgain = {};
+        std::vector<std::string> first;
+        std::vector<std::string> again = {};  ///< the same change is none, unlike a reset
     } cases[] = {
         {[&](int p) { context.setProfileParameter(p, HEADPHONE_VIRTUALIZER_MODE, {7}); },
          {"parameter Dynamic"}},
@@ -48,108 +57,136 @@ TEST_F(SndContextTest, EveryChangeOfTheSelectedProfileIsToldOnce) {
         {[&](int p) { context.resetProfileGeq(p); }, {"geq"}, {"geq"}},
         {[&](int p) { context.resetProfile(p); }, {"profile"}, {"profile"}},
     };
-    for (size_t i = 0; i < std::size(cases); ++i) {
-        SCOPED_TRACE(i);
-        cases[i].change(1);
-        EXPECT_THAT(observer.take(), ElementsAre());
-        cases[i].change(0);
-        EXPECT_EQ(observer.take(), cases[i].told);
-        cases[i].change(0);  // the same again is no change, but a reset is told every time
-        EXPECT_EQ(observer.take(), cases[i].toldAgain);
+    for (const auto& [change, first, again] : cases) {
+        SCOPED_TRACE(first.front());
+        change(1);
+        EXPECT_THAT(observer.drain(), IsEmpty());
+        change(0);
+        EXPECT_EQ(observer.drain(), first);
+        change(0);
+        EXPECT_EQ(observer.drain(), again);
     }
 }
 
-TEST_F(SndContextTest, SwitchProfileAndReloadAreTold) {
+TEST_F(SndContextTest, AReloadReturnsToWhatIsStored) {
     context.setSfxOn(true);
     context.setSelectedProfile(0);
+    EXPECT_THAT(observer.drain(), IsEmpty());
     context.setSfxOn(false);
     context.setSelectedProfile(3);
-    context.reloadAllProfile();  // neither was saved
-    EXPECT_THAT(observer.take(), ElementsAre("off", "profile", "profile", "on"));
+    context.reloadAllProfile();
+    EXPECT_THAT(observer.drain(), ElementsAre("off", "profile", "profile", "on"));
     EXPECT_TRUE(context.isSelected(0));
 }
 
-TEST_F(SndContextTest, TheIeqPresetGoesWithItsSwitch) {
-    // What is set; then what is selected, the switch, what is in force.
-    const std::tuple<Parameter, Values, Values> steps[] = {
-        {IEQ_ID, {0}, {0, 0, 0}},     {IEQ_ID, {2}, {2, 1, 2}},
-        {IEQ_ENABLE, {0}, {2, 0, 0}},  // selected for when it is switched on again
-        {IEQ_ID, {-1}, {2, 0, 0}},    {IEQ_ID, {5}, {2, 0, 0}},
-        {IEQ_ID, {}, {2, 0, 0}},      {IEQ_ID, {4}, {4, 1, 4}},  // the count is included
+TEST_F(SndContextTest, SelectingAnIeqPresetSwitchesIeq) {
+    const struct {
+        Parameter parameter;
+        Values values;
+        int selected, inForce;
+    } steps[] = {
+        {.parameter = IEQ_ID, .values = {0}, .selected = 0, .inForce = 0},
+        {.parameter = IEQ_ID, .values = {2}, .selected = 2, .inForce = 2},
+        {.parameter = IEQ_ENABLE, .values = {0}, .selected = 2, .inForce = 0},
+        {.parameter = IEQ_ID, .values = {-1}, .selected = 2, .inForce = 0},
+        {.parameter = IEQ_ID, .values = {5}, .selected = 2, .inForce = 0},
+        {.parameter = IEQ_ID, .values = {}, .selected = 2, .inForce = 0},
+        {.parameter = IEQ_ID, .values = {4}, .selected = 4, .inForce = 4},
     };
-    for (const auto& [parameter, values, expected] : steps) {
-        context.setProfileParameter(0, Endpoint::SPEAKER, parameter, values);
-        Values state{context.getProfileEndpoint(0, Endpoint::SPEAKER)->getSelectedIeqPreset()};
-        for (const Parameter part : {IEQ_ENABLE, IEQ_ID}) {
-            state.push_back(context.getProfileParameter(0, Endpoint::SPEAKER, part).front());
-        }
-        EXPECT_EQ(state, expected);
+    const ProfileEndpoint* const record = context.getProfileEndpoint(0, Endpoint::SPEAKER);
+    for (const auto& step : steps) {
+        context.setProfileParameter(0, Endpoint::SPEAKER, step.parameter, step.values);
+        EXPECT_EQ(record->getSelectedIeqPreset(), step.selected);
+        EXPECT_EQ(record->get(IEQ_ENABLE), Values{step.inForce != 0});
+        EXPECT_EQ(context.getProfileParameter(0, Endpoint::SPEAKER, IEQ_ID), Values{step.inForce});
     }
+}
+
+TEST_F(SndContextTest, AnEndpointThatNoTuningIsMadeForKeepsItsIeqPreset) {
+    install(replaced(sample, "endpoint_type=\"speaker\"", "endpoint_type=\"other\""));
+    SndContext& again = restart();
+    again.setProfileParameter(0, Endpoint::SPEAKER, IEQ_ID, {0});
+    EXPECT_NE(again.getProfileEndpoint(0, Endpoint::SPEAKER)->getSelectedIeqPreset(), 0);
+}
+
+TEST_F(SndContextTest, VirtualBassCanBeEnabledOnTheSpeakerOnly) {
+    context.setProfileParameter(0, Endpoint::HEADPHONE, VIRTUAL_BASS_ENABLE, {6});
+    EXPECT_THAT(observer.drain(), IsEmpty());
+    context.setProfileParameter(0, Endpoint::SPEAKER, VIRTUAL_BASS_ENABLE, {6});
+    EXPECT_THAT(observer.drain(), ElementsAre("endpoint 0"));
 }
 
 TEST_F(SndContextTest, ModifiedMeansDifferentFromTheTuningFile) {
-    const auto marks = [&] {
-        return std::vector<bool>{context.isProfileModified(2), context.isProfileGeqModified(2),
-                                 context.isProfileSpecificSettingsModified(2)};
-    };
     context.setProfileGeqParameter(2, GEQ_GAIN, Values(20, 1));
-    EXPECT_THAT(marks(), ElementsAre(true, true, false));
+    EXPECT_TRUE(context.isProfileModified(2));
+    EXPECT_TRUE(context.isProfileGeqModified(2));
+    EXPECT_FALSE(context.isProfileSpecificSettingsModified(2));
     context.resetProfileGeq(2);
     context.getProfileEndpoint(2, Endpoint::OTHER)->setSelectedIeqPreset(1);
-    EXPECT_THAT(marks(), ElementsAre(true, false, false));
+    EXPECT_TRUE(context.isProfileModified(2));
+    EXPECT_FALSE(context.isProfileGeqModified(2));
+    EXPECT_FALSE(context.isProfileSpecificSettingsModified(2));
     context.resetProfile(2);
-    EXPECT_THAT(marks(), ElementsAre(false, false, false));
+    EXPECT_FALSE(context.isProfileModified(2));
     context.setProfileParameter(2, Endpoint::OTHER, VOLMAX_BOOST, {3});
-    EXPECT_THAT(marks(), ElementsAre(true, false, true));
+    EXPECT_TRUE(context.isProfileSpecificSettingsModified(2));
 }
 
-TEST_F(SndContextTest, DevicesAreSelectedByNameAndToldWhenTheTuningChanges) {
-    EXPECT_TRUE(context.setSelectedTuning(PORT_USB, "default_usb", false));
-    EXPECT_TRUE(context.setSelectedTuning(PORT_USB, "default_usb", true));
-    EXPECT_TRUE(context.setSelectedTuning(PORT_USB, "usb_dac", false));
-    EXPECT_THAT(observer.take(),
+TEST_F(SndContextTest, ADeviceIsSelectedByNameAndNotifiedIfTheTuningChanges) {
+    install(replaced(sample, "\"default_headphone\" endpoint_port=\"headphone\"",
+                     "\"second_usb\" endpoint_port=\"usb\""));
+    SndContext& started = restart();
+    started.registerObserver(&observer);
+    EXPECT_TRUE(started.setSelectedTuning(PORT_USB, "second_usb", false));  // of the same tuning
+    EXPECT_THAT(observer.drain(), ElementsAre("load"));
+    EXPECT_TRUE(started.setSelectedTuning(PORT_USB, "second_usb", true));
+    EXPECT_TRUE(started.setSelectedTuning(PORT_USB, "usb_dac", false));
+    EXPECT_THAT(observer.drain(),
                 ElementsAre("tuning 5 headphone_neutral", "tuning 5 usb_converter"));
-    EXPECT_FALSE(context.setSelectedTuning(PORT_USB, "default_hdmi", false));
-    EXPECT_EQ(context.getSelectedTuningDevice(PORT_USB), "usb_dac");
-    context.selectDefaultTuning(PORT_USB);
-    EXPECT_EQ(context.getSelectedTuningDevice(PORT_USB), "default_usb");
+    EXPECT_FALSE(started.setSelectedTuning(PORT_USB, "default_hdmi", false));
+    EXPECT_EQ(started.getSelectedTuningDevice(PORT_USB), "usb_dac");
+    started.selectDefaultTuning(PORT_USB);
+    EXPECT_EQ(started.getSelectedTuningDevice(PORT_USB), "default_usb");
+}
+
+TEST_F(SndContextTest, APortWithoutATuningHasNoIeqPreset) {
     EXPECT_EQ(context.getSelectedProfileIeq(PORT_OTHER), nullptr);
 }
 
-TEST_F(SndContextTest, ObserversAreToldInTheOrderOfAddressesAndMayComeAndGoMeanwhile) {
+TEST_F(SndContextTest, ObserversAreNotifiedInTheOrderOfTheirAddresses) {
     RecordingObserver three[3];
     std::string order;
-    for (const int i : {2, 0, 1, 0}) {  // those that come are told of the load
-        three[i].onTold = [&order, i] { order += std::to_string(i); };
+    for (const int i : {2, 0, 1, 0}) {  // each is notified of the load when it registers
+        three[i].onNotified = [&order, i] { order += std::to_string(i); };
         context.registerObserver(&three[i]);
     }
     context.setSfxOn(false);
-    EXPECT_EQ(std::exchange(order, ""), "2010012");
-    three[0].onTold = [&] {
-        EXPECT_NE(context.getSelectedProfile(), nullptr) << "no lock is held";
-        for (auto* const gone : {&three[0], &three[1], &observer}) context.unregisterObserver(gone);
-    };
-    context.setSfxOn(true);
-    context.registerObserver(&observer);
-    context.setSelectedProfile(1);
-    EXPECT_EQ(order, "22");
-    EXPECT_EQ(three[0].told.back(), "on");
-    EXPECT_EQ(observer.told.back(), "profile");
+    EXPECT_EQ(order, "2010012");
 }
 
-TEST_F(SndContextTest, WhatAnObserverChangedMeanwhileIsNotToldAnyMore) {
-    context.setProfileParameter(0, Endpoint::OTHER, IEQ_ID, {2});
-    observer.take();
-    observer.onTold = [&, once = false]() mutable {
-        if (observer.told.back() == "ieq 1 warm" && !std::exchange(once, true)) {
-            context.setProfileParameter(0, Endpoint::OTHER, IEQ_ID, {1});
-        }
-        if (observer.told.back() == "endpoint 3") context.setSelectedProfile(2);
+TEST_F(SndContextTest, AnObserverThatIsUnregisteredDuringANotificationIsSkipped) {
+    RecordingObserver two[2];
+    for (RecordingObserver& each : two) context.registerObserver(&each);
+    two[0].onNotified = [&] {
+        EXPECT_NE(context.getSelectedProfile(), nullptr) << "the context is not locked";
+        for (RecordingObserver& each : two) context.unregisterObserver(&each);
     };
-    context.setProfileParameter(0, Endpoint::OTHER, IEQ_ID, {3});
-    EXPECT_EQ(observer.take().back(), "ieq 2 detailed");  // what is in force
-    context.setProfileParameter(0, Endpoint::HEADPHONE, VOLMAX_BOOST, {77});
-    EXPECT_THAT(observer.take(), ElementsAre("endpoint 3", "profile"));
+    context.setSfxOn(false);
+    context.setSelectedProfile(1);
+    EXPECT_THAT(two[0].notifications, ElementsAre("load", "off"));
+    EXPECT_THAT(two[1].notifications, ElementsAre("load"));
+}
+
+TEST_F(SndContextTest, AfterAnObserverSelectsAnotherProfileTheRemainingPortsAreNotNotified) {
+    context.setProfileParameter(0, Endpoint::OTHER, IEQ_ID, {2});
+    for (const Parameter parameter : {IEQ_ID, VOLMAX_BOOST}) {
+        observer.onNotified = nullptr;
+        context.setSelectedProfile(0);
+        observer.drain();
+        observer.onNotified = [&] { context.setSelectedProfile(2); };
+        context.setProfileParameter(0, Endpoint::OTHER, parameter, {3});
+        EXPECT_THAT(observer.drain(), SizeIs(2)) << "one port and the profile";
+    }
 }
 
 TEST_F(SndContextTest, AProfileOrEndpointThatDoesNotExistEndsTheProcess) {

@@ -1,77 +1,111 @@
 #include "store/Provider.h"
 #include "tests/store/StoreFixture.h"
 
-#include <fstream>
-
 namespace velora::test {
 namespace {
 
-using ProviderTest = StoreFixture;
+class ProviderTest : public StoreFixture {
+protected:
+    ProviderTest() {
+        EXPECT_TRUE(fill(provider, 5, 2));
+        EXPECT_EQ(provider.init(), 0);
+    }
+
+    void change(const std::string& sql) {
+        EXPECT_EQ(DatabaseHelper("kiv_sqlite3.db").execSQL(sql), 0);
+        EXPECT_EQ(provider.init(), 0);
+    }
+
+    Provider provider;
+};
 
 TEST_F(ProviderTest, TuningsAreCachedByNameAndDevicesByPort) {
-    Provider provider;
-    fill(provider, 5, 2);
-    DeviceTuning orphan("an orphan", "hdmi", "nothing");
-    provider.create(&orphan, Provider::kOemName);
-    EXPECT_EQ(provider.loadTuningForDevice("device1"), nullptr);  // its port isn't loaded yet
+    EXPECT_EQ(provider.loadTuningForDevice("device1"), nullptr) << "its port isn't loaded yet";
     EXPECT_EQ(provider.loadDeviceTuningsForPort(PORT_USB).size(), 2U);
-    EXPECT_EQ(provider.loadDeviceTuningsForPort(PORT_HDMI).size(), 1U);
-    EXPECT_EQ(provider.loadTuningForDevice("an orphan"), nullptr);
     Tuning* const tuning = provider.loadTuningForDevice("device1");
     ASSERT_NE(tuning, nullptr);
-    DatabaseHelper("kiv_sqlite3.db").execSQL("DELETE FROM tunings WHERE name='tuning1'");
+    change("DELETE FROM tunings WHERE name='tuning1'");
     provider.reloadCachedDeviceTunings();
     EXPECT_EQ(provider.loadTuningForDevice("device1"), nullptr);
-    EXPECT_EQ(tuning->getName(), "tuning1") << "it was handed out";
+    EXPECT_EQ(tuning->getName(), "tuning1") << "its holders may still use it";
 }
 
-TEST_F(ProviderTest, ProfilesAndPresetsAreKnownByTheirNumbers) {
-    Provider provider;
-    fill(provider, 5);
+TEST_F(ProviderTest, ProfilesAreKnownByTheirNumbers) {
     for (const int id : {4, 256}) {
         Profile profile(id, "number " + std::to_string(id), false);
         provider.create(&profile);
     }
     ASSERT_EQ(provider.init(), 0);
     EXPECT_EQ(provider.getNumOfProfiles(), 5);
-    EXPECT_EQ(provider.loadProfile(3)->getName() + provider.loadProfile(4)->getName(), "number 4");
-    EXPECT_EQ(log.count("E VlrDatabaseProvider: there can't be a profile 256"), 1U);
+    EXPECT_EQ(provider.loadProfile(3)->getName(), "");
+    EXPECT_EQ(provider.loadProfile(4)->getName(), "number 4");
     EXPECT_EQ(provider.loadProfile(5), nullptr);
     EXPECT_EQ(provider.loadProfileEndpoints(-1)[0], nullptr);
+    EXPECT_EQ(provider.loadProfileEndpoint(0, static_cast<Endpoint>(3)), nullptr);
+}
 
+TEST_F(ProviderTest, IeqPresetsAreKnownByTheirNumbers) {
     IeqPreset* const off = provider.loadIeqPreset(0);
     EXPECT_EQ(off->getName(), "off5");
     EXPECT_EQ(provider.loadIeqPreset(1)->size(), 3U) << "no row: empty curves";
     for (const int id : {2, -1}) EXPECT_EQ(provider.loadIeqPreset(id), off);
 }
 
-TEST_F(ProviderTest, WhatAnotherProcessHoldsIsAskedForAgain) {
-    Provider provider;
-    fill(provider, 5, 2);
-    {
-        DatabaseHelper other("kiv_sqlite3.db");
-        other.beginTransaction();
-        EXPECT_TRUE(provider.loadDeviceTuningsForPort(PORT_USB).empty());
-        EXPECT_TRUE(provider.loadDeviceTuningsForPort(static_cast<Port>(99)).empty());
-        EXPECT_EQ(provider.getDefaultXmlSignature(), "");
-        EXPECT_EQ(provider.failedReads(), 2U);
-    }
-    EXPECT_EQ(provider.loadDeviceTuningsForPort(PORT_USB).size(), 2U);
-    EXPECT_EQ(provider.getDefaultXmlSignature(), "5");
-    EXPECT_EQ(provider.failedReads(), 2U);
-    EXPECT_FALSE(provider.isDamaged());
+TEST_F(ProviderTest, ARowWhoseNumberIsNotPlainIsLeftOut) {
+    change("UPDATE profiles SET profile_id='x', name='damaged' WHERE profile_id='0'");
+    EXPECT_EQ(log.count("E DatabaseHelper: a row of profiles is left out, its number is \"x\""),
+              1U);
+    EXPECT_EQ(provider.getRecords(0).profile->getName(), "");
+
+    change("UPDATE profiles SET profile_id='1x', selected_geq_preset_id='9' WHERE profile_id='1'");
+    provider.loadAll();
+    EXPECT_EQ(provider.getRecords(1).profile->getSelectedGeqPreset(), 1) << "as it was created";
 }
 
-TEST_F(ProviderTest, ADamagedFileThatCannotBePutAsideStaysAsItIs) {
-    std::filesystem::create_directories(database.string() + ".damaged/occupied");
-    std::ofstream(database) << std::string(100000, 'x');
-    Provider provider;
-    EXPECT_EQ(provider.init(), -22);
-    provider.replaceDamaged();
-    EXPECT_EQ(log.count("E DatabaseHelper: the damaged database ..."), 1U);
-    EXPECT_TRUE(provider.isDamaged());
-    EXPECT_FALSE(fill(provider, 1));
-    EXPECT_EQ(std::filesystem::file_size(database), 100000U);
+TEST_F(ProviderTest, BothCopiesOfAllRecordsAreLoaded) {
+    EXPECT_TRUE(saveAll(provider, 6));
+    ASSERT_EQ(provider.init(), 0);
+    provider.loadAll();
+    const std::pair<int, Provider::Records> copies[] = {{5, provider.getDefaultRecords(2)},
+                                                        {6, provider.getRecords(2)}};
+    for (const auto& [mark, records] : copies) {
+        EXPECT_EQ(records.profile->getSelectedGeqPreset(), mark);
+        EXPECT_EQ(records.endpoints[2]->getSelectedIeqPreset(), mark);
+        EXPECT_EQ(records.geqPreset->firstOf(GEQ_GAIN, 0), mark);
+    }
+}
+
+TEST_F(ProviderTest, AResetRecordKeepsItsOwnRow) {
+    Profile* const profile = provider.loadProfile(1);
+    const int64_t id = profile->getId();
+    profile->setName("Bob's");
+    provider.save(profile);
+    EXPECT_TRUE(profile->isDirty()) << "its name can't be stored";
+    EXPECT_EQ(provider.reset(profile)->getName(), "profile5");
+    EXPECT_EQ(profile->getId(), id);
+    provider.save(profile);
+    EXPECT_FALSE(profile->isDirty());
+}
+
+TEST_F(ProviderTest, WhatAnotherProcessHoldsIsReadLater) {
+    {
+        const auto other = hold();
+        const ReadSession session = provider.startReading();
+        EXPECT_TRUE(provider.loadDeviceTuningsForPort(static_cast<Port>(99)).empty());
+        EXPECT_TRUE(session.ok()) << "there is nothing to read for this port";
+        EXPECT_TRUE(provider.loadDeviceTuningsForPort(PORT_USB).empty());
+        EXPECT_FALSE(session.ok());
+    }
+    EXPECT_EQ(provider.loadDeviceTuningsForPort(PORT_USB).size(), 2U);
+}
+
+TEST_F(ProviderTest, ATransactionThatCouldNotBeginStoresNothing) {
+    auto other = hold();
+    Transaction transaction(provider);
+    other.reset();
+    provider.setSelectedProfile(9);
+    EXPECT_FALSE(transaction.commit());
+    EXPECT_EQ(provider.getSelectedProfile(), 5);
 }
 
 }  // namespace

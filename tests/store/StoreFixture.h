@@ -6,6 +6,8 @@
 #include "util/RootPrefix.h"
 
 #include <filesystem>
+#include <fstream>
+#include <memory>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -16,10 +18,10 @@ namespace velora::test {
 inline constexpr int kFilledProfiles = 3;
 inline constexpr int kFilledTunings = 12;
 
-/// Fills the store anew with records that all carry `mark`, as from a tuning file.
+/// Replaces everything in the store by records that all contain `mark`, as from a tuning file.
 inline bool fill(Provider& provider, int mark, int tunings = kFilledTunings) {
     const std::string text = std::to_string(mark);
-    provider.beginTransaction();
+    Transaction transaction(provider);
     provider.clear();
     provider.initDatabase();
     IeqPreset ieq(0, "off" + text);
@@ -38,7 +40,6 @@ inline bool fill(Provider& provider, int mark, int tunings = kFilledTunings) {
     }
     for (int i = 0; i < tunings; ++i) {
         Tuning tuning("tuning" + std::to_string(i), Endpoint::HEADPHONE, true);
-        tuning.completeTo(Tuning::kStoredParams);
         tuning.set(AUDIO_OPTIMIZER_GAIN_L, std::vector<int>(40, mark));
         provider.create(&tuning, Provider::kDefaultName);
         DeviceTuning device("device" + std::to_string(i), "usb", tuning.getName());
@@ -46,12 +47,12 @@ inline bool fill(Provider& provider, int mark, int tunings = kFilledTunings) {
     }
     provider.setDefaultXmlSignature(text);
     provider.setSelectedProfile(mark);
-    return provider.commitTransaction();
+    return transaction.commit();
 }
 
-/// Marks the user's copy of everything, and saves it.
+/// Sets `mark` in the user's copy of everything, and saves it.
 inline bool saveAll(Provider& provider, int mark) {
-    provider.beginTransaction();
+    Transaction transaction(provider);
     for (int id = 0; id < kFilledProfiles; ++id) {
         Profile* const profile = provider.loadProfile(id);
         profile->setSelectedGeqPreset(mark);
@@ -65,7 +66,7 @@ inline bool saveAll(Provider& provider, int mark) {
         provider.save(geq);
     }
     provider.setSelectedProfile(mark);
-    return provider.commitTransaction();
+    return transaction.commit();
 }
 
 /// Every cell of a query's rows in the store, as texts.
@@ -83,13 +84,21 @@ inline std::vector<std::string> cells(const std::string& sql) {
 class StoreFixture : public testing::Test {
 protected:
     StoreFixture() {
-        std::filesystem::create_directories(database.parent_path());
         setRootPrefix(dir.path().string());
+        std::filesystem::create_directories(rooted(kDataDirectory));
+    }
+
+    /// Locks the store, as another process would, until the result is destroyed.
+    static std::unique_ptr<DatabaseHelper> hold() {
+        auto other = std::make_unique<DatabaseHelper>("kiv_sqlite3.db");
+        other->beginTransaction();
+        return other;
     }
 
     LogCapture log;
     TempDir dir;
-    const std::filesystem::path database = dir.path() / "data/vendor/velora/kiv_sqlite3.db";
+    const std::filesystem::path database =
+        dir.path().string().append(kDataDirectory).append("kiv_sqlite3.db");
 };
 
 }  // namespace velora::test
