@@ -177,7 +177,6 @@ void DatabaseHelper::deleteRows(const Table& table, const Arguments& key) {
 /// Returns the id of the row, also if it could not be inserted.
 int64_t DatabaseHelper::insertRow(const Table& table, const std::vector<std::string>& texts,
                                   int64_t id) {
-    if (mDatabase.hasTransactionFailed()) return id;
     if (id <= 0) id = getRowCount(table.type) + 1;
     Arguments columns(texts.begin(), texts.end());
     if (!isStorable(columns)) return id;
