@@ -296,7 +296,7 @@ bool Database::write(const std::string& sql, const Arguments& arguments) {
 
 bool Database::runWrite(Statement& statement, const std::string& sql) {
     // Nothing of a failed transaction will be stored, so do not try the rest of it.
-    if (hasTransactionFailed()) return false;
+    if (mState == State::FAILED) return false;
 
     const int result = statement.step();
     statement.reset();

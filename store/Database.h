@@ -70,7 +70,6 @@ public:
     bool isInTransaction() const { return mDepth > 0; }
     /// In a transaction that has not failed, so that nobody else can change the file.
     bool isTransactionOpen() const { return mState == State::OPEN; }
-    bool hasTransactionFailed() const { return mState == State::FAILED; }
 
     /// Runs one statement, once. A statement that SQLite rejects does not fail the transaction.
     bool execute(const std::string& sql);

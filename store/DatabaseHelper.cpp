@@ -7,7 +7,6 @@
 #include "util/RootPrefix.h"
 
 #include <algorithm>
-#include <array>
 
 #include <log/log.h>
 
@@ -31,13 +30,6 @@ constexpr char kDeviceTuningsClearedMessage[] = "Delete existing device tuning w
 
 constexpr std::string_view kTrue = "true";
 constexpr std::string_view kFalse = "false";
-
-constexpr std::array kTableTypes{
-    TableType::CONFIGURATION,  TableType::IEQ_PRESETS,       TableType::GEQ_PRESETS,
-    TableType::PROFILES,       TableType::PROFILE_ENDPOINTS, TableType::TUNINGS,
-    TableType::DEVICE_TUNINGS,
-};
-static_assert(kTableTypes.size() == kNumTables);
 
 /// The statements on the rows of one table. Those by a key are for tables that have one.
 struct RowStatements {
@@ -63,19 +55,16 @@ struct RowStatements {
 };
 
 const RowStatements& statementsOf(const Table& table) {
-    static const auto* const kStatements = [] {
-        auto* const statements = new std::vector<RowStatements>();
-        for (const TableType type : kTableTypes) statements->emplace_back(tableOf(type));
-        return statements;
-    }();
+    static const auto* const kStatements =
+        new std::vector<RowStatements>(allTables().begin(), allTables().end());
     return (*kStatements)[static_cast<size_t>(table.type)];
 }
 
-std::string createStatement(TableType table) {
+std::string createStatement(const Table& table) {
     return std::string("CREATE TABLE ")
-        .append(tableOf(table).name)
+        .append(table.name)
         .append(" (")
-        .append(DatabaseHelper::buildColumnString(table))
+        .append(DatabaseHelper::buildColumnString(table.type))
         .append(")");
 }
 
@@ -108,10 +97,10 @@ void DatabaseHelper::replaceDamaged() {
 }
 
 void DatabaseHelper::init() {
-    for (const TableType table : kTableTypes) createTable(table);
+    for (const Table& table : allTables()) createTable(table.type);
 }
 
-void DatabaseHelper::createTable(TableType table) { execSQL(createStatement(table)); }
+void DatabaseHelper::createTable(TableType table) { execSQL(createStatement(tableOf(table))); }
 
 std::string DatabaseHelper::buildColumnString(TableType table) {
     std::string columns = "_id INTEGER";
@@ -126,15 +115,15 @@ bool DatabaseHelper::hasLayout() {
     const bool wasRead = getAllRows(
         "SELECT name, sql FROM sqlite_master", {},
         [&](std::span<const RowData> row) { statements.emplace(row[0].text, row[1].text); });
-    return wasRead && std::all_of(kTableTypes.begin(), kTableTypes.end(), [&](TableType table) {
-               const auto found = statements.find(tableOf(table).name);
+    return wasRead && std::all_of(allTables().begin(), allTables().end(), [&](const Table& table) {
+               const auto found = statements.find(table.name);
                return found != statements.end() && found->second == createStatement(table);
            });
 }
 
 void DatabaseHelper::clear() {
-    for (const TableType table : kTableTypes) {
-        execSQL(std::string("DROP TABLE IF EXISTS ").append(tableOf(table).name));
+    for (const Table& table : allTables()) {
+        execSQL(std::string("DROP TABLE IF EXISTS ").append(table.name));
     }
 }
 
@@ -188,7 +177,6 @@ void DatabaseHelper::deleteRows(const Table& table, const Arguments& key) {
 /// Returns the id of the row, also if it could not be inserted.
 int64_t DatabaseHelper::insertRow(const Table& table, const std::vector<std::string>& texts,
                                   int64_t id) {
-    if (mDatabase.hasTransactionFailed()) return id;
     if (id <= 0) id = getRowCount(table.type) + 1;
     Arguments columns(texts.begin(), texts.end());
     if (!isStorable(columns)) return id;

@@ -125,7 +125,8 @@ public:
     virtual ProfileEndpoint* reset(ProfileEndpoint* endpoint);
 
     // Store a new record of a tuning file. What the user may change is stored twice, as the factory
-    // copy and as the user's. A failure is logged and fails the current transaction.
+    // copy and as the user's. A text with a single quote costs the record its row; any other
+    // failure fails the current transaction. Both are logged.
     virtual void create(IeqPreset* preset);
     virtual void create(GeqPreset* preset);
     virtual void create(Profile* profile);

@@ -185,7 +185,7 @@ Table recordTable() {
 
 }  // namespace
 
-const Table& tableOf(TableType type) {
+const std::array<Table, kNumTables>& allTables() {
     static const auto* const kTables = new std::array<Table, kNumTables>{
         Table{TableType::CONFIGURATION, "configuration", {"key", "value"}, {}},
         recordTable<IeqPreset>(),
@@ -195,8 +195,10 @@ const Table& tableOf(TableType type) {
         recordTable<Tuning>(),
         recordTable<DeviceTuning>(),
     };
-    return (*kTables)[static_cast<size_t>(type)];
+    return *kTables;
 }
+
+const Table& tableOf(TableType type) { return allTables()[static_cast<size_t>(type)]; }
 
 template <typename Record>
 const Table& tableOf() {

@@ -3,6 +3,7 @@
 #include "model/Parameter.h"
 #include "store/Database.h"
 
+#include <array>
 #include <cstddef>
 #include <span>
 #include <string>
@@ -40,6 +41,9 @@ struct Table {
     std::vector<std::string_view> columns;  ///< after `_id`
     std::vector<size_t> key;                ///< the columns that a record is found by
 };
+
+/// All tables, in the order of their types.
+const std::array<Table, kNumTables>& allTables();
 
 const Table& tableOf(TableType type);
 

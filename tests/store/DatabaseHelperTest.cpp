@@ -41,10 +41,11 @@ TEST_F(DatabaseHelperTest, ANameIsStoredAsEarlierVersionsDidOrItsRowIsLeftOut) {
     EXPECT_THAT(cells("SELECT name FROM ieq_presets"), ElementsAre("x", "1", "0", "two"));
 }
 
+// SQLite rolls back by itself after some failures, and would store what follows.
 TEST_F(DatabaseHelperTest, AFailedWriteFailsItsWholeTransaction) {
     db.insertValue(&preset, "custom", -1);
     db.execSQL(
-        "CREATE TRIGGER no BEFORE INSERT ON geq_presets BEGIN SELECT RAISE(FAIL, 'no'); END");
+        "CREATE TRIGGER no BEFORE INSERT ON geq_presets BEGIN SELECT RAISE(ROLLBACK, 'no'); END");
     EXPECT_FALSE(db.updateGeqValue(&preset, "custom"));
     EXPECT_EQ(db.getRowCount(TableType::GEQ_PRESETS), 1) << "the old row remains";
 
@@ -63,7 +64,8 @@ TEST_F(DatabaseHelperTest, ATransactionThatIsNotCommittedFailsTheOneAroundIt) {
     db.insertConfigurationValue("a", "1");
     { const Transaction inner(db); }
     EXPECT_FALSE(outer.commit());
-    EXPECT_THAT(cells("SELECT key FROM configuration"), ElementsAre());
+    db.insertConfigurationValue("b", "1");
+    EXPECT_THAT(cells("SELECT key FROM configuration"), ElementsAre("b"));
 }
 
 TEST_F(DatabaseHelperTest, AnUpdateReplacesOneCopyAndNeverTheFactoryCopy) {
@@ -84,13 +86,15 @@ TEST_F(DatabaseHelperTest, AnUpdateReplacesOneCopyAndNeverTheFactoryCopy) {
                             "3", "speaker", "5,6", "4", "other", ""));
 }
 
-TEST_F(DatabaseHelperTest, RowsAreCountedAgainAfterOneWasReplaced) {
+TEST_F(DatabaseHelperTest, TheNextIdFollowsTheNumberOfRows) {
     const Transaction transaction(db);
     db.insertValue(&preset, "custom", -1);
     EXPECT_TRUE(db.updateGeqValue(&preset, "custom"));
-    GeqPreset next(2);
-    db.insertValue(&next, "custom", -1);
-    EXPECT_EQ(next.getId(), 2);
+    for (const int64_t id : {2, 3}) {
+        GeqPreset next(9);
+        db.insertValue(&next, "custom", -1);
+        EXPECT_EQ(next.getId(), id);
+    }
 }
 
 TEST_F(DatabaseHelperTest, RowsAreFoundAgainWhenTheirTableMayHaveChanged) {

@@ -24,9 +24,11 @@ TEST_F(ProviderTest, TuningsAreCachedByNameAndDevicesByPort) {
     EXPECT_EQ(provider.loadDeviceTuningsForPort(PORT_USB).size(), 2U);
     Tuning* const tuning = provider.loadTuningForDevice("device1");
     ASSERT_NE(tuning, nullptr);
+    EXPECT_EQ(tuning->getEndpoint(), Endpoint::HEADPHONE);
     change("DELETE FROM tunings WHERE name='tuning1'");
     provider.reloadCachedDeviceTunings();
     EXPECT_EQ(provider.loadTuningForDevice("device1"), nullptr);
+    EXPECT_NE(provider.loadTuningForDevice("device0"), tuning);
     EXPECT_EQ(tuning->getName(), "tuning1") << "its holders may still use it";
 }
 
