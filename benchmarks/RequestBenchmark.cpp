@@ -109,7 +109,7 @@ void postFloor(benchmark::State& state, Load /*unused*/) {
     if (looper->start(false, false) != android::OK) return state.SkipWithError("no thread");
 
     for (auto _ : state) {
-        sp<android::AMessage>::make(1U, handler)->post();
+        if (sp<android::AMessage>::make(1U, handler)->post() != android::OK) break;
         handler->ran.acquire();
     }
     looper->stop();

@@ -106,7 +106,7 @@ TEST_F(SndManagerTest, VirtualBassAlsoSetsTheSourceDistanceAndBothAreSaved) {
     EXPECT_THAT(facade.getParameter(0, 111), ElementsAre(1));
     EXPECT_TRUE(facade.setProfilePortParameter(0, PORT_BLUETOOTH, 111, {60}));
     EXPECT_THAT(facade.getProfilePortParameter(0, PORT_HEADPHONE, 112), ElementsAre(60));
-    facade.saveSndProfileSettings();
+    EXPECT_TRUE(facade.saveSndProfileSettings());
     facade.setParameter(0, 112, {70});
     facade.restoreCurrentProfiles();
     EXPECT_THAT(facade.getProfilePortParameter(0, PORT_INTERNAL_SPEAKER, 112), ElementsAre(50));

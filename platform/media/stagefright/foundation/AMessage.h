@@ -27,7 +27,7 @@ public:
 
     /// Queues the message at the handler's looper. NAME_NOT_FOUND, and the message dropped, if the
     /// handler was destroyed or isn't registered, or if its looper was destroyed or stopped.
-    status_t post();
+    [[nodiscard]] status_t post();
 
 private:
     friend class ALooper;
