@@ -131,12 +131,15 @@ TEST_F(TranslatorTest, ACommandSendsItsBlockUnlessItIsEmpty) {
     EXPECT_THAT(effect.blocks, ElementsAre(ElementsAre(2, 1, -1, 0x6E6F6276, 1, 5)));
 }
 
-TEST(SfxEffectTest, DropsAnInvalidBlockWithoutACommit) {
-    bool committed = false;
-    SfxParamStore::getInstance().setListener([&] { committed = true; });
-    SfxEffect(0, android::String16("test")).send(0, {2, 1});
+TEST(SfxEffectTest, CommitsAValidBlockOnceAndDropsAnInvalidOne) {
+    int commits = 0;
+    SfxParamStore::getInstance().setListener([&] { ++commits; });
+    SfxEffect handle(0, android::String16("test"));
+    handle.send(0, {2, 1});
+    EXPECT_EQ(commits, 0);
+    handle.send(0, {2, 1, 2, 0x6E6F6276, 1, 5});
+    EXPECT_EQ(commits, 1);
     SfxParamStore::getInstance().setListener(nullptr);
-    EXPECT_FALSE(committed);
 }
 
 struct RecordingObserver : ParamChangeObserver {
