@@ -59,6 +59,7 @@ TEST_F(EventHandlerTest, CommandsReachContextStoreAndClients) {
     const std::vector<Case> cases{
         {.request = words(SWITCH_EFFECT, {9, -5}), .state = "off 0, 12 6", .result = -5},
         {.request = words(SWITCH_EFFECT, {9, 3}), .state = "on 0, 12 6", .result = 3},
+        {.request = words(SWITCH_EFFECT, {9, 0}), .state = "on 0, 12 6", .missing = 1},
         {.request = words(PROFILE_PARAMETER, {9, 2, 106, 99}), .state = "on 0, 16 16 *"},
         {.request = words(PROFILE_PORT_PARAMETER, {9, 2, 3, 106, 5}), .state = "on 0, 16 5 *"},
         {.request = words(PROFILE_PORT_PARAMETER, {9, 2, 7, 106, 1}), .state = "on 0, 16 5 *"},
