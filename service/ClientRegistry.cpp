@@ -30,13 +30,13 @@ constexpr int32_t kSpatializerType = 9;
 /// Which counters and flags a client type changes.
 struct VeloraManagerService::ClientRegistry::ClientType {
     int32_t type = 0;
+    bool isCodec = false;  ///< remembered as the last codec type
     /// Counts the registered clients of the type.
     std::atomic<int32_t> ClientRegistry::*counter = nullptr;
     /// Output channels that there are at least, once such a client has registered.
     int64_t channels = 0;
     /// Output channels for which a remaining client counts when a multichannel decoder unregisters.
     int64_t remainingChannels = 0;
-    bool isCodec = false;  ///< remembered as the last codec type
     /// Set as long as a client of the type is registered, and the log line that says so.
     std::atomic<int64_t> ClientRegistry::*flag = nullptr;
     const char* flagMessage = nullptr;
@@ -48,23 +48,23 @@ const VeloraManagerService::ClientRegistry::ClientType
 // The 12 channels of type 5 count only until the next multichannel decoder unregisters.
 const VeloraManagerService::ClientRegistry::ClientType
     VeloraManagerService::ClientRegistry::kClientTypes[] = {
-        {.type = 1, .counter = &ClientRegistry::mCpDecoderCount, .isCodec = true},
-        {.type = 2, .counter = &ClientRegistry::mDvDecoderCount, .isCodec = true},
+        {.type = 1, .isCodec = true, .counter = &ClientRegistry::mCpDecoderCount},
+        {.type = 2, .isCodec = true, .counter = &ClientRegistry::mDvDecoderCount},
         {.type = 3,
+         .isCodec = true,
          .counter = &ClientRegistry::mMultichannelDvDecoderCount,
          .channels = 6,
-         .remainingChannels = 6,
-         .isCodec = true},
+         .remainingChannels = 6},
         {.type = 4,
+         .isCodec = true,
          .counter = &ClientRegistry::mMultichannelDvDecoderCount,
          .channels = 8,
-         .remainingChannels = 8,
-         .isCodec = true},
+         .remainingChannels = 8},
         {.type = 5,
+         .isCodec = true,
          .counter = &ClientRegistry::mMultichannelDvDecoderCount,
-         .channels = 12,
-         .isCodec = true},
-        {.type = 6, .counter = &ClientRegistry::mCpDecoderCount, .isCodec = true},
+         .channels = 12},
+        {.type = 6, .isCodec = true, .counter = &ClientRegistry::mCpDecoderCount},
         {.type = kGameType,
          .flag = &ClientRegistry::mGameSfxRegistered,
          .flagMessage = kGameRegisteredMessage},

@@ -123,7 +123,7 @@ public:
                                           std::vector<std::unique_ptr<DeviceTuning>>* devices);
     /// Names of profiles or IEQ presets of one copy, by number. A row whose number isn't a plain
     /// decimal is left out, with an error in the log.
-    std::map<int, std::string> queryNames(TableType table, std::string_view customName);
+    std::map<int, std::string> queryNames(TableType type, std::string_view customName);
 
     void clearOemTunings();
     void clearOemDeviceTunings();

@@ -29,14 +29,14 @@ public:
 
     /// The rows with this key: the values of the table's key columns, in order. Null if the table
     /// can't be read, which fails the transaction; otherwise valid until the next change.
-    const Rowids* find(TableType table, std::span<const std::string_view> key);
+    const Rowids* find(TableType type, std::span<const std::string_view> key);
     /// Number of rows of a table. None if it can't be read.
-    std::optional<int64_t> count(TableType table);
+    std::optional<int64_t> count(TableType type);
 
     /// A row was inserted: the texts of its columns after `_id`.
-    void insert(TableType table, std::span<const std::string_view> columns, int64_t rowid);
+    void insert(TableType type, std::span<const std::string_view> columns, int64_t rowid);
     /// All rows with this key were deleted.
-    void erase(TableType table, std::span<const std::string_view> key);
+    void erase(TableType type, std::span<const std::string_view> key);
     /// Forgets everything: the tables may have changed in any way.
     void clear();
 
@@ -48,8 +48,8 @@ private:
         std::optional<int64_t> count;
     };
 
-    TableRows& rowsOf(TableType table) { return mTables[static_cast<size_t>(table)]; }
-    Keys* keysOf(TableType table);
+    TableRows& rowsOf(TableType type) { return mTables[static_cast<size_t>(type)]; }
+    Keys* keysOf(TableType type);
 
     Database* const mDatabase;
     std::array<TableRows, kNumTables> mTables;

@@ -121,7 +121,7 @@ TEST_F(SndContextManagerTest, ADamagedStoreIsRebuiltFromTheFile) {
     const std::string factory = stateOf(restart());
     changeEverything();
     const std::string intact = contentsOf(store);
-    for (const size_t page : {0, 1, 2, 3}) {
+    for (const size_t page : {0U, 1U, 2U, 3U}) {
         std::string damaged = intact;
         damaged.replace(page * kPage, kPage, kPage, '\xa5');
         writeStore(damaged);
