@@ -26,6 +26,7 @@ constexpr std::string_view kOemXml = "kiv-extra.xml";  // in kDataDirectory
 // corrected.
 constexpr char kNoDefaultXmlMessage[] = "Default XML Tuning file doesn't exist!!";
 constexpr char kOemLoadedMessage[] = "Load OEM tuning XML after default tuning XML is reloaded";
+constexpr char kSignatureMessage[] = "%s(): XML file md5sum %s";
 constexpr char kXmlUpdatedMessage[] = "Tuning XML file has been updated";
 constexpr char kXmlErrorMessage[] = "XML parses error!!";
 constexpr char kNoOemXmlMessage[] = "OEM Tuning XML doesn't exist!";
@@ -155,7 +156,7 @@ std::string SndContextManager::getChangedSignature(const std::string& path, Prov
 
 std::string SndContextManager::getSignature(const std::string& path) {
     std::string signature = fileSignature(path);
-    if (!signature.empty()) ALOGD("%s(): XML file md5sum %s", __func__, signature.c_str());
+    if (!signature.empty()) ALOGD(kSignatureMessage, __func__, signature.c_str());
     return signature;
 }
 
