@@ -20,7 +20,7 @@ namespace {
 
 using velora::fuzz::check;
 
-/// Where each byte of a change stands, and what its kinds are.
+/// The position of each byte of a change, and the kinds of change.
 enum { kTable, kRow, kColumn, kKind, kLength, kHeader };
 enum { kText, kBlob, kNull, kDeleted, kDoubled, kKinds };
 

@@ -28,7 +28,7 @@ enum class TableType {
 };
 inline constexpr size_t kNumTables = 7;
 
-/// The copies of a record, which the column `custom_name` tells apart.
+/// The copies of a record, which the column `custom_name` distinguishes.
 inline constexpr std::string_view kFactoryCopy = "default";
 inline constexpr std::string_view kUserCopy = "custom";
 inline constexpr std::string_view kOemCopy = "oem";  ///< from the maker's extra file

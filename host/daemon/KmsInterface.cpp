@@ -183,7 +183,7 @@ void KmsInterface::setSelectedTuningDevice(int32_t port, const std::string& name
     requireWithin(name.size() <= VeloraManagerService::kMaxRequestSize, "the name is too long");
     requireValid(isPort(port), "a port is 0 to 6");
 
-    // Clients tell the notification, which is the name, from a command by its first byte.
+    // Clients distinguish the notification, which is the name, from a command by its first byte.
     requireValid(!name.empty() && std::none_of(name.begin(), name.end(), isControlCharacter),
                  "not the name of a device");
 

@@ -169,7 +169,7 @@ TEST_F(DaemonTest, AClientThatNeverReadsIsDroppedAndTheOthersAreServed) {
     EXPECT_EQ(count("log", "is dropped"), 2U);
 }
 
-// The service waits for a store that another process has locked, and the bus thread goes on.
+// The service waits for a store that another process has locked, while the bus thread continues.
 TEST_F(DaemonTest, TheNumberOfPendingRequestsIsBounded) {
     start();
     const auto from = client();
