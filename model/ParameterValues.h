@@ -10,46 +10,48 @@
 
 namespace velora {
 
-/// Base of every record that carries parameters: an ordered map from `Parameter` to its values, and
-/// a flag, dirty, for a record that changed since it was last saved.
+/// Base of every record that carries parameters. It has an ordered map from `Parameter` to a list
+/// of values, and a dirty flag, which is true if the record has changed since it was last saved.
 ///
-/// A copy has the values and the flag of its original. One thread at a time. No operation fails; a
-/// parameter that the record doesn't accept is refused with false.
+/// Whoever creates a record owns it; a copy has the values and the flag of its original. It is not
+/// synchronised: only one thread at a time may use a record. No function reports an error.
 class ParameterValues {
 public:
     using Values = std::vector<int>;
     struct Entry {
         Parameter parameter;
-        Values values;  ///< may be empty
+        Values values;  ///< empty if the parameter has no value here
         bool operator==(const Entry&) const = default;
     };
 
-    /// Rowid in the database; -1 if the record was never stored.
+    /// The id of the record's row in the database; -1 if it was never saved.
     virtual int64_t getId() const = 0;
-    /// Part of the vendor's contract, without a caller here.
+    /// Nothing in this library calls `isDirty`; the vendor's code may.
     virtual bool isDirty() const { return mDirty; }
     virtual void setDirty(bool dirty) { mDirty = dirty; }
     virtual ~ParameterValues() = default;
     /// The parameters that `checkAndUpdate` accepts.
     virtual const ParameterSet& getValidParams() const = 0;
 
-    /// Stores `values` under `parameter` and marks the record dirty, even if nothing changed. For
-    /// trusted sources (tuning file, database): doesn't check that the parameter is valid in this
-    /// record. A number that isn't a parameter is ignored.
+    /// Sets the values of `parameter` and marks the record dirty, even if they are the same.
+    /// Doesn't check that the parameter is valid in this record, because it is for trusted sources:
+    /// the tuning file and the database. Does nothing for a number that is no parameter.
     void set(Parameter parameter, Values values);
-    /// Stores the values that a client asks for and marks the record dirty. False, and neither, if
-    /// the parameter isn't valid in this record or has these values already. A valid parameter that
-    /// had no entry has one afterwards, an empty one if this returns false.
+    /// Sets the values that a client asks for, marks the record dirty, and returns true. Returns
+    /// false, and leaves values and flag unchanged, if the parameter isn't valid in this record or
+    /// already has these values. An empty entry is added first for a valid parameter without one,
+    /// so that asking for an empty list there returns false, too.
     bool checkAndUpdate(Parameter parameter, Values values);
-    /// Gives the record exactly the parameters of `params`: adds an empty list for each that it
-    /// lacks and removes all others. Returns those removed. Doesn't change the dirty flag.
+    /// Makes the record contain entries for exactly the parameters in `params`: adds an empty entry
+    /// for each missing one and removes all other entries. Returns the parameters of the removed
+    /// entries. Doesn't change the dirty flag.
     ParameterSet completeTo(const ParameterSet& params);
 
-    /// The values of `parameter`. Without an entry, `find` returns null and `get` an empty list.
-    /// The result remains valid until the record is changed.
+    /// The values of `parameter`. Without an entry, `find` returns null and `get` returns an empty
+    /// list. The result remains valid until the record is changed, assigned to or destroyed.
     const Values* find(Parameter parameter) const;
     const Values& get(Parameter parameter) const;
-    /// The first value of `parameter`, or `fallback` if it has none.
+    /// The first value of `parameter`; `fallback` if its entry is missing or empty.
     int firstOf(Parameter parameter, int fallback) const;
 
     /// The entries, ascending by parameter.
@@ -57,10 +59,11 @@ public:
     auto end() const { return mValues.end(); }
     size_t size() const { return mValues.size(); }
 
-    /// Compares the entries only, neither the dirty flag nor the fields of a derived record.
+    /// Compares the entries. Ignores the dirty flag and the fields of derived classes.
     bool equals(const ParameterValues& other) const { return mValues == other.mValues; }
 
-    /// One line per entry except `ieq_id`: name, "=", each value followed by ",", line feed.
+    /// One line per entry, such as "ieq_target=1,2,". The entry `ieq_id` is omitted, since an IEQ
+    /// preset's text form contains its number already.
     std::string valuesToString() const;
 
 protected:

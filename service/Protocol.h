@@ -8,10 +8,12 @@
 #include <cstdint>
 
 // What the service and its clients must agree on: the layout of the buffers that they exchange, and
-// the numbers in them. docs/clients.md describes the same for people.
+// the numbers in them. docs/clients.md describes each command with its arguments and answers, the
+// ports, and the integer keys, for the authors of clients.
 //
-// A buffer is a row of 32-bit words. The first one is a command, always big-endian; all others are
-// in the machine's own byte order, since both sides run on the same machine.
+// A buffer is a sequence of 32-bit words. The first word of a request is the command, in big-endian
+// byte order. The other words are in the machine's own byte order, since both sides run on the same
+// machine, except the one that `ProfileAndPort` describes.
 
 namespace velora {
 
@@ -22,7 +24,8 @@ constexpr uint32_t fourCharacters(const char (&text)[5]) {
     return number;
 }
 
-/// The commands of `setSfxParam`, which change something, and of `getSfxParam`, which answers.
+/// The commands. `setSfxParam` uses them to change a setting, `getSfxParam` to read one; the
+/// comments say which of the two accepts each command.
 enum class Command : uint32_t {
     SWITCH_EFFECT = 0,              ///< set and get
     PROFILE_PARAMETER = 1,          ///< set and get
@@ -35,8 +38,9 @@ enum class Command : uint32_t {
     IS_MONO_INTERNAL_SPEAKER = 13,  ///< get
 };
 
-/// Indices of the words of a buffer for `setSfxParam`. Commands 0, 10 and 12 copy their argument
-/// into the result word before the clients are notified.
+/// Indices of the words of a buffer for `setSfxParam`. For SWITCH_EFFECT, SELECTED_PROFILE and
+/// RESET_PROFILE the service writes the first argument into the result word before it notifies the
+/// clients; for all others the result word remains as it was sent.
 struct SetRequest {
     static constexpr size_t kCommand = 0;
     static constexpr size_t kResult = 1;
@@ -50,12 +54,13 @@ struct GetRequest {
     static constexpr size_t kSecondArgument = 2;
 };
 
-/// The command in the first word of a buffer; any number is possible.
+/// The command in the first word of a request. It may be a number without an enumerator; for an
+/// empty buffer it is 0.
 inline Command commandOf(const Words& request) {
     return Command{request.bigEndianAt(SetRequest::kCommand)};
 }
 
-/// The native word whose bytes in memory are the big-endian number of `command`.
+/// `command` as the first word of a request: its number in big-endian byte order.
 constexpr int32_t wordOf(Command command) {
     const auto number = static_cast<uint32_t>(command);
     return std::bit_cast<int32_t>(
@@ -64,10 +69,10 @@ constexpr int32_t wordOf(Command command) {
 }
 
 /// The second argument of a get-request for a profile's value on a port. Its first byte in memory
-/// holds the profile in the upper and the port in the lower half, so only profiles 0 to 15 can be
-/// asked for.
+/// has the profile in the upper four bits and the port in the lower four, the other bytes are 0. So
+/// only profiles 0 to 15 can be asked for.
 struct ProfileAndPort {
-    static constexpr int kProfiles = 16;
+    static constexpr int kProfiles = 16;  ///< that fit into four bits
 
     int profile;
     int port;
@@ -82,13 +87,13 @@ struct ProfileAndPort {
 /// The update that every client gets when a client has registered or unregistered.
 inline constexpr int32_t kRegistrationNotice[] = {-1, 0};
 
-/// True for an update that is such a notice.
+/// Whether `update` is a registration notice.
 inline bool isRegistrationNotice(const Words& update) {
     return update.size() == sizeof kRegistrationNotice && update[0] == kRegistrationNotice[0] &&
            update[1] == kRegistrationNotice[1];
 }
 
-/// Keys of `getIntParam`.
+/// Keys of `getIntParam`; docs/clients.md says what each answers.
 namespace key {
 inline constexpr uint32_t kActiveDevice = fourCharacters("ADEV");
 inline constexpr uint32_t kSystemGain = fourCharacters("AGSG");
@@ -107,7 +112,7 @@ inline constexpr uint32_t kSpatializer = fourCharacters("SPAA");
 inline constexpr uint32_t kMonoSpeaker = fourCharacters("SPKM");
 inline constexpr uint32_t kPortraitSpeaker = fourCharacters("SPKP");
 
-/// The only key of `setIntParam`: reads the extra tuning file again.
+/// The only key of `setIntParam`: reads the maker's extra tuning file again, whatever the value.
 inline constexpr uint32_t kReload = fourCharacters("RLTF");
 }  // namespace key
 

@@ -26,18 +26,20 @@ constexpr char kCountNotPreparedMessage[] = "failed to prepare SQL: %s";
 constexpr char kQueryNotPreparedMessage[] = "failed to prepare sql command: %s, ret = %d, line %d";
 constexpr char kQueryFailedMessage[] = "Unknow error... %d";
 
-/// How long a statement waits for a lock. Nobody else should use the file, so this is for tools
-/// that look at it.
+/// How long a statement waits for a lock. In normal operation only this process uses the file, but
+/// somebody's tool may hold a lock for a moment.
 constexpr int kBusyTimeoutMs = 2000;
 
-/// FULL does not synchronise the directory: after a loss of power, a journal that was deleted could
-/// exist again and roll back a transaction that was reported as stored.
+/// EXTRA and not FULL, which doesn't synchronise the directory after a journal was deleted: after a
+/// loss of power the journal could reappear and roll back a transaction that was reported as
+/// stored.
 constexpr char kDurable[] = "PRAGMA synchronous=EXTRA; PRAGMA journal_mode=DELETE";
 
-/// SQLite's result without what it says in detail.
+/// The primary result code of an extended result code of SQLite.
 int primaryResult(int result) { return result & 0xff; }
 
-/// A failure of the file or of this machine, as opposed to a statement that is wrong.
+/// A failure of the file, of memory, or because of somebody's lock, as opposed to an error in the
+/// statement.
 bool isStorageFailure(int result) {
     switch (primaryResult(result)) {
         case SQLITE_FULL:
@@ -50,7 +52,7 @@ bool isStorageFailure(int result) {
         case SQLITE_LOCKED:
         case SQLITE_CANTOPEN:
             return true;
-        default:  // SQLite's numbers, not ours
+        default:  // the codes are SQLite's, and there are many others
             return false;
     }
 }
@@ -93,7 +95,7 @@ public:
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
 
-    /// SQLITE_OK if it was prepared, otherwise SQLite's reason.
+    /// SQLITE_OK if it was prepared, otherwise SQLite's result code.
     int result() const { return mResult; }
 
     /// The texts must remain valid until `reset`.
@@ -105,11 +107,11 @@ public:
         }
     }
 
-    /// SQLITE_ROW, SQLITE_DONE, or the reason of a failure.
+    /// SQLITE_ROW, SQLITE_DONE, or an error code.
     int step() { return sqlite3_step(mHandle); }
 
-    /// Reads the row that the last step returned into `row`, which is empty or an earlier row of
-    /// the same statement.
+    /// Reads the row that the last step returned into `row`, which must be empty or have been
+    /// filled from this statement. Its texts remain valid until the next step or `reset`.
     void readRow(std::vector<RowData>& row) {
         const int columns = sqlite3_column_count(mHandle);
         for (int i = static_cast<int>(row.size()); i < columns; ++i) {
@@ -118,7 +120,7 @@ public:
         for (int i = 0; i < columns; ++i) readCell(i, row[static_cast<size_t>(i)]);
     }
 
-    /// Makes it ready to run again. Until then a statement may hold a lock on the file.
+    /// Prepares the statement for its next run and releases the lock that it may hold on the file.
     void reset() {
         sqlite3_reset(mHandle);
         sqlite3_clear_bindings(mHandle);
@@ -168,8 +170,8 @@ void Database::open() {
     mConnection = connect(mPath);
     if (!isOpen()) return;
 
-    // Read every page now: damage that only a later write would meet is found while the file can
-    // still be replaced.
+    // Check every page now, because a damaged file can be replaced only at the start. Otherwise the
+    // damage could first be noticed during a later write.
     std::string check;
     int64_t tables = 0;
     const bool wasRead = read("PRAGMA quick_check(1)", {},
@@ -182,10 +184,12 @@ void Database::open() {
         return;
     }
 
-    // A file that only can't be read now is not damaged, but it isn't used either.
+    // A file that can't be read at the moment is not treated as damaged, but it isn't used. A read
+    // that failed because of damage has set `mDamaged` already.
     const int result = sqlite3_errcode(mConnection.get());
     mDamaged = mDamaged || wasRead || !isStorageFailure(result);
-    if (mDamaged) ALOGE("database %s is damaged: %s", mPath.c_str(), check.c_str());
+    const char* const reason = wasRead ? check.c_str() : sqlite3_errstr(result);
+    if (mDamaged) ALOGE("database %s is damaged: %s", mPath.c_str(), reason);
     close();
 }
 
@@ -198,7 +202,8 @@ void Database::close() {
 
 void Database::makeDurable() const {
     if (sqlite3_exec(mConnection.get(), kDurable, nullptr, nullptr, nullptr) == SQLITE_OK) return;
-    ALOGE("a loss of power may lose stored settings: %s", sqlite3_errmsg(mConnection.get()));
+    ALOGE("stored settings may be lost when the power fails: %s",
+          sqlite3_errmsg(mConnection.get()));
 }
 
 void Database::replaceDamaged() {
@@ -212,7 +217,7 @@ void Database::replaceDamaged() {
         return;
     }
 
-    // SQLite would apply the journal of the damaged file to the new one.
+    // The journal belongs to the damaged file. SQLite could apply it to the new one.
     std::filesystem::remove(renamed + "-journal", error);
     std::filesystem::rename(mPath + "-journal", renamed + "-journal", error);
 
@@ -240,8 +245,8 @@ bool Database::commit() {
     mState = State::NONE;
     if (stored) return true;
 
-    // After some failures SQLite has rolled back already.
     ALOGE("the transaction failed, nothing of it is stored");
+    // After some failures SQLite has already rolled back; then there is nothing to roll back.
     if (isOpen() && sqlite3_get_autocommit(mConnection.get()) == 0) execute("ROLLBACK");
     return false;
 }
@@ -250,8 +255,8 @@ void Database::abort() {
     if (isTransactionOpen()) mState = State::FAILED;
 }
 
-// A storage failure fails the whole transaction: SQLite may have rolled it back, and would then
-// store each of the writes that follow by itself.
+// A storage failure fails the whole transaction. SQLite may already have rolled it back; each later
+// write would then be committed on its own.
 void Database::handleFailure(int result) {
     if (!isStorageFailure(result)) return;
     ALOGE("database %s: %s", mPath.c_str(), sqlite3_errmsg(mConnection.get()));
@@ -295,7 +300,7 @@ bool Database::write(const std::string& sql, const Arguments& arguments) {
 }
 
 bool Database::runWrite(Statement& statement, const std::string& sql) {
-    // Nothing of a failed transaction will be stored, so do not try the rest of it.
+    // A failed transaction will be rolled back, so skip its remaining writes.
     if (mState == State::FAILED) return false;
 
     const int result = statement.step();
@@ -306,7 +311,8 @@ bool Database::runWrite(Statement& statement, const std::string& sql) {
     return false;
 }
 
-/// Null if it can't be prepared, with SQLite's reason in `result`.
+/// Returns the kept statement for `sql`, preparing it first if necessary. Returns null, and sets
+/// `*result` to SQLite's result code, if it can't be prepared.
 Database::Statement* Database::prepare(const std::string& sql, int* result) {
     auto& statement = mStatements[sql];
     if (statement != nullptr) return statement.get();
@@ -320,7 +326,7 @@ Database::Statement* Database::prepare(const std::string& sql, int* result) {
 }
 
 bool Database::read(const std::string& sql, const Arguments& arguments, const RowVisitor& visit) {
-    ++mFailedReads;  // until it has succeeded
+    ++mFailedReads;  // reversed at the end, when the read has succeeded
     if (!isOpen()) {
         ALOGE(kNotConnectedMessage);
         return false;

@@ -26,8 +26,8 @@ struct RowData {
     std::vector<int> values() const;
     /// The first of these values; 0 if there is none.
     int number() const;
-    /// The number that the text consists of, written as `std::to_string` writes it. None for any
-    /// other text, such as "1x" or "01".
+    /// The number in a TEXT cell that is written as `std::to_string` writes it. None for any other
+    /// text, such as "1x" or "01", and for any other type of cell.
     std::optional<int> plainNumber() const;
 };
 
@@ -60,18 +60,21 @@ public:
     void replaceDamaged();
 
     /// Transactions nest: only the outermost begin and commit reach the file. For WRITE, the file
-    /// is locked at once; for READ, by the first read. False if the transaction has failed already.
+    /// is locked at once; for READ, by the first read. Only the outermost access counts. Returns
+    /// false if the transaction has failed already; it must be ended by `commit` even then.
     bool begin(Access access);
     /// True if no write has failed since `begin`; at the end of the outermost transaction, if all
     /// of it is stored. Otherwise nothing of it is stored.
     [[nodiscard]] bool commit();
-    /// Lets the current transaction fail, with everything around it.
+    /// Marks the current transaction, with everything around it, as failed. The outermost `commit`
+    /// rolls it back.
     void abort();
     bool isInTransaction() const { return mDepth > 0; }
     /// In a transaction that has not failed, so that nobody else can change the file.
     bool isTransactionOpen() const { return mState == State::OPEN; }
 
-    /// Runs one statement, once. A statement that SQLite rejects does not fail the transaction.
+    /// Runs one statement, once. Unlike `write`, a statement that SQLite rejects does not fail the
+    /// transaction: creating a table that exists is no reason to lose the rest.
     bool execute(const std::string& sql);
     /// Runs a statement that is kept prepared. If it fails, so does the transaction.
     [[nodiscard]] bool write(const std::string& sql, const Arguments& arguments);
@@ -81,7 +84,7 @@ public:
                             const RowVisitor& visit);
     /// None if the table can't be read.
     std::optional<int64_t> countRows(std::string_view table);
-    /// Rowid of the row that was inserted last.
+    /// Rowid of the row that was inserted last. The file must be open.
     int64_t lastRowid() const;
 
     /// Number of failed queries. After one, a value may exist that we could not read.

@@ -15,36 +15,41 @@
 
 namespace android {
 
-/// A thread that delivers messages to their handlers one at a time, in the order posted.
+/// A thread that delivers messages to handlers, one at a time, in the order in which they were
+/// posted.
 ///
-/// It is started once and stopped once. The running thread keeps its looper alive, so whoever
-/// starts it must stop it. Refers to its handlers weakly. Any thread may call it, the looper's own
-/// included.
+/// A looper can be started and stopped only once. The running thread holds a reference to it, so a
+/// looper that is started and never stopped is never destroyed. The looper holds only weak
+/// references to its handlers; messages to a destroyed handler are dropped. Any thread may call its
+/// functions, including the looper's own thread.
 class ALooper : public RefBase {
 public:
     using handler_id = AHandler::handler_id;
 
     ALooper();
 
-    /// Names the thread that `start` creates; the system shows the first 15 characters.
+    /// Names the thread that `start` creates; the system shows the first 15 bytes. Must be called
+    /// before `start`, and not at the same time as any other function.
     void setName(const char* name) { mName = name; }
 
-    /// Makes `handler` a receiver of this looper. Returns its number, unique in the process, or
-    /// INVALID_OPERATION if it is registered already.
+    /// Lets this looper deliver the messages of `handler`. Returns the handler's id, which is
+    /// unique in the process, or INVALID_OPERATION if it is already registered with any looper.
     handler_id registerHandler(const sp<AHandler>& handler);
-    /// The handler receives no further messages, queued ones included; one that is being handled is
-    /// completed. An unknown number has no effect.
+    /// The handler receives no further messages, not even queued ones. A message that is being
+    /// handled is completed; this call doesn't wait for that. An unknown id has no effect.
     void unregisterHandler(handler_id id);
 
-    /// Starts the thread. INVALID_OPERATION for a looper that was started before, and for
-    /// `runOnCallingThread`, which isn't supported here. `canCallJava` and `priority` have no
-    /// meaning on Linux. NO_MEMORY if the system can't create a thread; the call may be repeated.
+    /// Starts the thread. Returns INVALID_OPERATION if the looper was started before, or if
+    /// `runOnCallingThread` is true, which is not supported. `canCallJava` and `priority` are
+    /// ignored. Returns NO_MEMORY if the system can't create a thread; the looper is then not
+    /// started, and `start` may be called again.
     [[nodiscard]] status_t start(bool runOnCallingThread, bool canCallJava,
                                  int32_t priority = PRIORITY_DEFAULT);
 
-    /// Drops the queued messages and ends the thread. Waits for a message that is being handled,
-    /// except on the looper's own thread, whose loop ends when that message is done.
-    /// INVALID_OPERATION unless running, also while another thread is still in `stop`.
+    /// Drops the queued messages and ends the thread. Called on another thread, it waits until the
+    /// current message has been handled. Called on the looper's own thread, it returns at once, and
+    /// the thread ends after the current message. Returns INVALID_OPERATION if the looper isn't
+    /// running, which includes the time while another thread is inside `stop`.
     status_t stop();
 
 protected:
@@ -53,15 +58,17 @@ protected:
 private:
     friend class AMessage;
 
-    /// A queued message, with the number that its handler had when it was posted.
+    /// A queued message, and the id of its handler when it was posted.
     struct Event {
         handler_id id;
         sp<AMessage> message;
     };
 
+    /// Queues a message, also before `start`. Returns NAME_NOT_FOUND if the looper is stopped.
     status_t post(handler_id id, const sp<AMessage>& message);
     void loop();
-    /// False, without an event, once the looper is stopped.
+    /// Waits for a message and puts it into `*event`. Returns false, and leaves `*event` unchanged,
+    /// once the looper is stopped.
     bool waitForEvent(Event* event);
     static void deliver(const Event& event);
 
@@ -69,7 +76,8 @@ private:
 
     std::string mName;  ///< set before the thread starts
 
-    std::mutex mLock;  ///< a standard one, for the condition variable; guards what follows
+    // std::mutex, because std::condition_variable requires it. Guards the members below.
+    std::mutex mLock;
     std::condition_variable mChanged;
     State mState = State::NEW;
     std::deque<Event> mQueue;
