@@ -64,7 +64,7 @@ public:
     void send(int32_t type, const Bytes& data) {
         emit(kUpdateSignal, std::tuple(type, data));
         mUnread += kSignalOverhead + data.size();
-        if (mUnread >= kPingThreshold && mPing == nullptr) ping();
+        pingIfNeeded();
     }
     bool isBehind() const { return mUnread >= kMaxUnread; }
     void sendDropped(const std::string& reason) { emit(kDroppedSignal, reason); }
@@ -83,6 +83,10 @@ private:
         appendTo(signal.get(), content);
 
         check(sd_bus_send_to(mOwner->mBus, signal.get(), name.c_str(), nullptr), "send a signal");
+    }
+
+    void pingIfNeeded() {
+        if (mUnread >= kPingThreshold && mPing == nullptr) ping();
     }
 
     // Messages arrive in order and every D-Bus library answers a ping by itself, so the answer
@@ -116,6 +120,10 @@ private:
 
             connection.mUnread -= connection.mUnreadAtPing;
             connection.mPing.reset();
+
+            // So much may have been sent after the ping that requests are still refused. Then no
+            // update will follow that could cause the next ping.
+            connection.pingIfNeeded();
             return 0;
         });
     }
