@@ -8,41 +8,47 @@
 
 namespace velora {
 
-/// The tuning device that is selected for each port, and the tuning of that device.
+/// The tuning device that is selected for each port, and the tuning in use there: that of the
+/// device, unless the device had no tuning when it was read again. docs/architecture.md explains
+/// port, tuning device and tuning.
 ///
-/// Owned by the sound context and used under its lock. The provider is not owned; it owns the
-/// tunings, which remain valid as long as it exists, even after they were removed from the store.
+/// Owned by SndContext and used under its lock. Does not own the provider, which must outlive it.
+/// The provider owns the tunings: each remains valid until the provider is destroyed, even if the
+/// tuning has been removed from the store. Failures of the store are logged there.
 class TuningSelection {
 public:
     enum class Result {
-        REFUSED,      ///< the device is not available or has no tuning; nothing changed
-        SAME_TUNING,  ///< the device changed, but its tuning was already selected
-        NEW_TUNING,
+        REFUSED,      ///< the port has no such device, or it has no tuning; nothing changed
+        SAME_TUNING,  ///< the device is selected, but its tuning was in use already
+        NEW_TUNING,   ///< the device is selected, and its tuning must be applied
     };
 
     explicit TuningSelection(Provider* provider) : mProvider(provider) {}
 
-    /// Reads the stored device of each supported port, and its tuning. A port that was loaded
-    /// before keeps its device. A stored device that is no longer available is replaced by the
-    /// port's default device.
+    /// Reads the stored device of each supported port, and the device's tuning. On a later call, a
+    /// port keeps its device and its tuning. A stored device that the port doesn't have is replaced
+    /// by the port's default device; the store remains unchanged until `save`.
     void load();
-    /// Stores the device of each supported port, in the caller's transaction.
+    /// Stores the device of each supported port. The caller must have begun a transaction.
     void save() const;
-    /// Reads the tuning of a port's device again. A device that is no longer available is replaced
-    /// by the port's default device. Returns null, and keeps the tuning, if the device has none.
+    /// Reads the tuning of a port's device again, and returns it. A device that the port no longer
+    /// has is replaced by the port's default device. If the device has no tuning, returns null, and
+    /// the tuning that was in use before remains in use.
     Tuning* reload(Port port);
 
-    /// Selects a device of the port. With `force` the result is never `SAME_TUNING`.
+    /// Selects a device of the port. With `force`, the result is NEW_TUNING even if the tuning is
+    /// unchanged, so that the caller applies it again.
     [[nodiscard]] Result select(Port port, const std::string& device, bool force);
 
-    /// Null if none is selected.
+    /// The port's tuning in use, or null if there is none.
     Tuning* getTuning(Port port) const;
-    /// Empty if none is selected.
+    /// The name of the port's selected device, or an empty text if there is none.
     std::string getDevice(Port port) const;
-    /// The devices of a port, in the order of the tuning files.
+    /// The names of the port's devices, in the order in which the tuning files list them.
     std::vector<std::string> getAvailableDevices(Port port) const;
-    /// The first available device whose name begins with `kDefaultDevicePrefix`, else the one named
-    /// like the port, else the first, else the port's name.
+    /// The first available device whose name begins with `kDefaultDevicePrefix`; otherwise the one
+    /// with the same name as the port; otherwise the first. If the port has no device, the port's
+    /// name, which no device then has.
     std::string getDefaultDevice(Port port) const;
 
     /// Whether the tuning of `port` is made for `endpoint`.

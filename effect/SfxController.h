@@ -27,7 +27,7 @@ public:
                                           ProfileEndpoint& endpoint) override;
     void onSelectedProfileIeqChanged(SndContext& context, Port port, IeqPreset& preset) override;
     void onSelectedProfileGeqChanged(SndContext& context, GeqPreset& preset) override;
-    /// Also applies the endpoint and the IEQ preset, if the port has others with this tuning.
+    /// If the tuning gives the port another endpoint or IEQ preset than before, applies those too.
     void onSelectedTuningChanged(SndContext& context, Port port, Tuning& tuning) override;
 
     /// Sends the pending changes of all output devices in one block for `target`: device by device

@@ -299,7 +299,6 @@ constexpr std::array<Translator, kNumTranslators> kAllTranslators{{
 namespace {
 
 /// The translator of each parameter, at the index of its number; null if it has none.
-/// The translator of each parameter, at the index of its number; null if it has none.
 constexpr auto kTranslatorOf = [] {
     std::array<const Translator*, kNumParameters> owners{};
     for (const Translator& translator : kAllTranslators) {

@@ -11,33 +11,38 @@
 
 namespace android {
 
-/// The registered clients by key, and what is counted of them by type.
+/// The registered clients by key, with counts and flags for the types of clients that need them. A
+/// client's key is the sum of its uid and its type.
 ///
-/// Owned by the service; owns the clients. Any thread may call it. Its lock is held while the
-/// clients change and while they are called, so a client must not register, unregister or notify
-/// from its own update. Counts and flags are read without the lock. Nothing fails: what can't be
-/// done is logged and changes nothing.
+/// The service owns it; it shares ownership of the clients. Any thread may call it. The lock is
+/// held while a client is added or removed, and while `notifyAll` calls the clients: a client must
+/// not register, unregister or start another notification while it is being called, which would
+/// deadlock, and a slow client delays all others. Counts and flags can be read at any time; two of
+/// them need not be consistent with each other. No function reports an error; problems are logged.
 class VeloraManagerService::ClientRegistry {
 public:
-    /// Adds the client and links it to the death of its listener. If its key is registered already,
-    /// the client isn't added; the flag and last codec type that its type sets are set
-    /// nevertheless.
+    /// Adds the client, which is from now on notified of the death of its listener. If its key is
+    /// already registered, the client isn't added, but the flag and the last codec type are still
+    /// updated from its type.
     void add(const sp<NotificationClient>& client);
 
-    /// Removes a client that unregisters, and returns it; null if `key` is unknown. The caller
-    /// releases it, which may destroy the listener, while no lock is held.
+    /// Removes the client with this key, because it has unregistered, and returns it. Returns null
+    /// if `key` is unknown. The caller must hold no lock when it releases the client, because that
+    /// may destroy the listener.
     [[nodiscard]] sp<NotificationClient> remove(uint32_t key);
 
-    /// Removes a client whose process died. Only its counter changes: neither the output channels
-    /// nor the flags. A notice that comes late, when the key is free or another client's, changes
-    /// nothing.
+    /// Removes a client whose process has died, and decreases the counter of its type. The output
+    /// channels and the flags deliberately remain unchanged. Does nothing if the key is unused by
+    /// now, or belongs to another client.
     void removeDead(const NotificationClient& died);
 
-    /// Calls every client with `size` bytes at `data` (null: none), in the order of their keys.
-    /// Returns when all have answered; one that fails doesn't keep the others from being called.
+    /// Calls every client, in ascending order of keys, with the `size` bytes at `data`, which
+    /// remain the caller's; with no bytes if `data` is null. Returns after every call has returned.
+    /// A call that failed is logged, and the remaining clients are still called.
     void notifyAll(void* data, uint32_t size);
 
-    /// True for a type that changes no counter and no flag.
+    /// True for a type that changes no counter, no flag and not the last codec type, which includes
+    /// unknown types.
     static bool isPlain(int32_t type);
 
     bool hasCpDecoder() const { return mCpDecoderCount != 0; }
@@ -45,9 +50,11 @@ public:
     bool hasMultichannelDecoder() const { return mMultichannelDvDecoderCount != 0; }
     bool hasGameSfx() const { return mGameSfxRegistered != 0; }
     bool hasSpatializer() const { return mSpatializerRegistered != 0; }
-    /// Type of the decoder that registered last; -1 before the first.
+    /// Type of the last decoder that asked to be registered, even if its key was already
+    /// registered; -1 before the first.
     int64_t lastCodecType() const { return mLastCodecType; }
-    /// Highest channel count of the multichannel decoders, 0 without any.
+    /// Output channels of the multichannel decoders, 0 if there is none. A decoder that dies leaves
+    /// the number unchanged, so it may count one that no longer exists.
     int64_t outputChannels() const { return mMultichannelOutputChannels; }
 
 private:
@@ -64,7 +71,7 @@ private:
     bool isTypeRegisteredLocked(int32_t type) const REQUIRES(mLock);
     int64_t countOutputChannelsLocked() const REQUIRES(mLock);
 
-    // Changed while the lock is held, read at any time.
+    // Written only while the lock is held, read at any time.
     std::atomic<int32_t> mCpDecoderCount{0};
     std::atomic<int32_t> mDvDecoderCount{0};
     std::atomic<int32_t> mMultichannelDvDecoderCount{0};
@@ -73,7 +80,7 @@ private:
     std::atomic<int64_t> mSpatializerRegistered{0};
     std::atomic<int64_t> mGameSfxRegistered{0};
 
-    // Comes before every lock of the facade.
+    // Acquired before any lock of the facade (SndManager), never while one of them is held.
     Mutex mLock;
     DefaultKeyedVector<uint32_t, sp<NotificationClient>> mClients GUARDED_BY(mLock);
 };

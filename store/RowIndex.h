@@ -14,12 +14,14 @@
 
 namespace velora {
 
-/// Which rows the tables have: the rowids of each key, and the number of rows. The tables have no
-/// index of their own, so finding every record through SQLite would be quadratic.
+/// An in-memory index of the database's tables: the rowids of the rows with each key, and the
+/// number of rows of each table. The tables have no SQLite index, so looking up each of n records
+/// with a query would take time proportional to n squared.
 ///
-/// Owned by the database helper, which uses it only inside an open transaction, when nobody else
-/// can change the file, reports every change of its own, and clears it at the end. Reads each table
-/// on first use.
+/// The database helper owns it, and uses it on one thread at a time and only inside an open
+/// transaction, while nobody else can change the file. The helper reports every row that it inserts
+/// or deletes, and calls `clear` when the transaction ends. The index reads a table when it is
+/// first asked for it.
 class RowIndex {
 public:
     using Rowids = std::vector<int64_t>;
@@ -27,17 +29,20 @@ public:
     /// The database must outlive the index.
     explicit RowIndex(Database* database) : mDatabase(database) {}
 
-    /// The rows with this key: the values of the table's key columns, in order. Null if the table
-    /// can't be read, which fails the transaction; otherwise valid until the next change.
+    /// Returns the rowids of the rows with this key, which has the value of each key column in the
+    /// order of the columns; an empty list if there is none. Returns null, and marks the
+    /// transaction as failed, if the table can't be read. The result remains valid until the next
+    /// `insert`, `erase` or `clear`.
     const Rowids* find(TableType type, std::span<const std::string_view> key);
     /// Number of rows of a table. None if it can't be read.
     std::optional<int64_t> count(TableType type);
 
-    /// A row was inserted: the texts of its columns after `_id`.
+    /// Records that a row was inserted. `columns` has the values, as text, of all columns after
+    /// `_id`.
     void insert(TableType type, std::span<const std::string_view> columns, int64_t rowid);
-    /// All rows with this key were deleted.
+    /// Records that all rows with this key were deleted.
     void erase(TableType type, std::span<const std::string_view> key);
-    /// Forgets everything: the tables may have changed in any way.
+    /// Discards everything that was read, because the tables may have changed in any way.
     void clear();
 
 private:

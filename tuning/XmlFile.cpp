@@ -18,11 +18,12 @@ using android::Mutex;
 
 namespace {
 
-/// libxml2's global state, shared by all XmlFiles of the process. Any thread may call.
+/// Initialises libxml2 for the first XmlFile of the process, and cleans it up after the last one.
+/// Each XmlFile is one user. Both functions may be called on any thread.
 ///
-/// It is cleaned up when its last user is removed. That frees the state of the calling thread, but
-/// leaks the state of every other living one; so it is never done once two threads have used the
-/// library since it was initialised.
+/// The library is cleaned up only if a single thread has used it since it was initialised, because
+/// that frees the state of the calling thread only and would leak the state of every other running
+/// thread. Otherwise it remains initialised until the process ends.
 class XmlLibrary {
 public:
     static void addUser() {
@@ -48,7 +49,7 @@ public:
 private:
     static Mutex sLock;
     static int sUsers GUARDED_BY(sLock);
-    /// The thread that initialised the library; none while it isn't initialised.
+    /// The thread that initialised the library; a default id while it isn't initialised.
     static std::thread::id sOnlyThread GUARDED_BY(sLock);
     /// Whether another thread has used the library too.
     static bool sIsShared GUARDED_BY(sLock);
@@ -59,13 +60,15 @@ int XmlLibrary::sUsers = 0;
 std::thread::id XmlLibrary::sOnlyThread;
 bool XmlLibrary::sIsShared = false;
 
-/// Parses one document. No default that the process has set in libxml2 has an influence.
+/// Parses one document. The result doesn't depend on libxml2's process-wide defaults, which other
+/// code of the process may have changed.
 class DocumentReader {
 public:
     DocumentReader() : mContext(xmlNewParserCtxt()) {
         mContext->_private = this;
-        // White space between elements is kept, as `TagIterator::childrenNext` counts it as a
-        // child. No option of `xmlCtxtReadIO` says so if the process has another default.
+        // White space between elements is kept because `TagIterator::childrenNext` counts it as a
+        // child. `xmlCtxtReadIO` has no option that keeps it if the process's default is to drop
+        // it.
         mContext->sax->ignorableWhitespace = mContext->sax->characters;
         mContext->sax->serror = [](void* context, xmlErrorPtr error) {
             readerOf(context).keepError(*error);
@@ -73,7 +76,7 @@ public:
         mContext->sax->entityDecl = [](void* context, const xmlChar*, int, const xmlChar*,
                                        const xmlChar*,
                                        xmlChar*) { readerOf(context).refuseDeclaration(); };
-        // The handler owns the enumeration of the attribute's values.
+        // The handler must free `values`, the list of the values that the attribute may have.
         mContext->sax->attributeDecl = [](void* context, const xmlChar*, const xmlChar*, int, int,
                                           const xmlChar*, xmlEnumerationPtr values) {
             xmlFreeEnumeration(values);
@@ -92,11 +95,12 @@ public:
         xmlDoc* document = xmlCtxtReadIO(mContext, readBytes, nullptr, &file, path.c_str(), nullptr,
                                          XML_PARSE_COMPACT);
 
-        // To libxml2 a failed read is the end of the file, so the document may be cut off.
+        // libxml2 treats a failed read as the end of the file, so the document may be incomplete.
         if (!file.error().empty()) {
             xmlFreeDoc(std::exchange(document, nullptr));
             mError = file.error();
         }
+        if (document == nullptr && mError.empty()) mError = "not well-formed";
         return document;
     }
 
@@ -107,7 +111,8 @@ private:
         return *static_cast<DocumentReader*>(static_cast<xmlParserCtxt*>(context)->_private);
     }
 
-    // Keeps the first error, on one line. Undeclared namespaces don't make a document unreadable.
+    // Keeps the message of the first error, with blanks in place of line feeds. Warnings and
+    // namespace errors are ignored: a document with an undeclared prefix can still be read.
     void keepError(const xmlError& error) {
         const bool matters = error.level >= XML_ERR_ERROR && error.domain != XML_FROM_NAMESPACE;
         if (!mError.empty() || !matters || error.message == nullptr) return;
@@ -119,7 +124,7 @@ private:
     }
 
     void refuseDeclaration() {
-        if (mError.empty()) mError = "entities and attributes can't be declared";
+        if (mError.empty()) mError = "declarations of entities and attributes are not allowed";
         mContext->wellFormed = 0;
         xmlStopParser(mContext);
     }

@@ -48,7 +48,7 @@ TEST_F(XmlFileTest, OnlyPlainFilesAreRead) {
 TEST_F(XmlFileTest, BadContentsAreRefusedWithTheReason) {
     std::string deep;
     for (int i = 0; i < 100000; ++i) deep += "<a>";
-    const std::string declared = "entities and attributes can't be declared";
+    const std::string declared = "declarations of entities and attributes are not allowed";
     const std::pair<std::string, std::string> cases[] = {
         // contents, reason
         {"<r>\n\n<a b='></a>\n<c d='</c></r>", "line 3: Unescaped '<' not allowed"},
