@@ -1,35 +1,24 @@
 #pragma once
 
 #include "context/SndContextManager.h"
-#include "tests/support/LogCapture.h"
-#include "tests/support/TestFiles.h"
-#include "util/RootPrefix.h"
+#include "tests/support/RootFixture.h"
 
 #include <functional>
 #include <string>
 #include <vector>
 
-#include <gmock/gmock.h>
-
 namespace velora::test {
 
-/// A fresh root directory with the sample tuning file, and the context manager, not started.
-class ContextFixture : public testing::Test {
+/// A root directory with the sample tuning file, and the context manager, not started.
+class ContextFixture : public RootFixture {
 protected:
     ContextFixture() {
-        setRootPrefix(dir.path().string());
         manager().release();  // its first use constructs it, which fails without a tuning file
-        std::filesystem::create_directories(dir.path() / "data/vendor/velora");
         install(sample);
     }
     ~ContextFixture() override { manager().release(); }
 
     static SndContextManager& manager() { return SndContextManager::getInstance(); }
-
-    void install(const std::string& xml) {
-        dir.write("odm/etc/velora/multimedia_velora_kiv_default.xml", xml);
-    }
-    void installOem(const std::string& xml) { dir.write("data/vendor/velora/kiv-extra.xml", xml); }
 
     static std::string replaced(std::string text, std::string_view from, std::string_view to) {
         for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
@@ -46,11 +35,6 @@ protected:
         EXPECT_NE(context, nullptr);
         return *context;
     }
-
-    const std::string sample = contentsOf(sourceFile("data/multimedia_velora_kiv_default.xml"));
-    const std::string extra = contentsOf(sourceFile("data/kiv-extra.xml"));
-    LogCapture log;
-    TempDir dir;
 };
 
 /// Records each notification in words.

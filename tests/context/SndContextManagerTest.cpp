@@ -65,29 +65,12 @@ protected:
         return manager().loadOemTuning();
     }
 
-    /// As another process would.
-    static void changeStore(const std::string& sql) {
-        EXPECT_EQ(DatabaseHelper("kiv_sqlite3.db").execSQL(sql), 0);
-    }
-
     void writeStore(const std::string& contents) {
         dir.write("data/vendor/velora/kiv_sqlite3.db", contents);
     }
 
     const std::string noExtra = "<r>\n<format_version major='3' minor='4' maintenance='0'/></r>";
-    const std::string store = dir.path() / "data/vendor/velora/kiv_sqlite3.db";
 };
-
-TEST_F(SndContextManagerTest, TheFirstStartTakesItsSettingsFromTheTuningFile) {
-    install("<broken");
-    manager().init();
-    EXPECT_EQ(manager().getSndContext(), nullptr);
-    install(sample);
-    SndContext& context = restart();
-    EXPECT_TRUE(context.getSfxOn());
-    EXPECT_TRUE(context.isSelected(0));
-    EXPECT_FALSE(context.isProfileModified(4));
-}
 
 TEST_F(SndContextManagerTest, SavedAndResetSettingsAreReadBack) {
     const std::string changed = changeEverything();
@@ -120,13 +103,13 @@ TEST_F(SndContextManagerTest, ADamagedStoreIsRebuiltFromTheFile) {
     constexpr size_t kPage = 4096;
     const std::string factory = stateOf(restart());
     changeEverything();
-    const std::string intact = contentsOf(store);
+    const std::string intact = contentsOf(database);
     for (const size_t page : {0U, 1U, 2U, 3U}) {
         std::string damaged = intact;
         damaged.replace(page * kPage, kPage, kPage, '\xa5');
         writeStore(damaged);
         EXPECT_EQ(stateOf(restart()), factory) << page;
-        EXPECT_EQ(contentsOf(store + ".damaged"), damaged) << page;
+        EXPECT_EQ(contentsOf(database + ".damaged"), damaged) << page;
     }
 }
 
@@ -147,9 +130,9 @@ TEST_F(SndContextManagerTest, SettingsThatCannotBeReadRemainUnchanged) {
 
 TEST_F(SndContextManagerTest, APartlyReadContextIsNotUsed) {
     changeEverything();
-    const std::string intact = contentsOf(store);
+    const std::string intact = contentsOf(database);
     changeStore("DROP TABLE geq_presets");
-    const std::string withoutPresets = contentsOf(store);
+    const std::string withoutPresets = contentsOf(database);
     writeStore(intact);
     onLogLine("Stored database version[1], expected database version[1]",
               [&] { writeStore(withoutPresets); });

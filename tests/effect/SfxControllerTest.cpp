@@ -56,18 +56,6 @@ TEST_F(SfxControllerTest, AChangeIsSentToTheOutputDevicesThatItConcerns) {
     EXPECT_THAT(effect.take(), Contains(StartsWith("40000000 GEBS 20 40 55")));
 }
 
-TEST_F(SfxControllerTest, AReplacedEffectReceivesEverythingAndTheOldOneNothing) {
-    effect.take();
-    context->setSfxOn(true);
-    RecordingEffect replacement;
-    controller.setSfxEffect(replacement, *context);
-    EXPECT_TRUE(replacement.enabled);
-    EXPECT_EQ(devicesOf(replacement), " 2 8 80 400 4000 8000 40000000");
-    context->setProfileParameter(0, REVERB_SUPPRESSION_AMOUNT, {7});
-    EXPECT_THAT(replacement.take(), ElementsAre("40000000 RVSA 7"));
-    EXPECT_TRUE(effect.blocks.empty());
-}
-
 TEST_F(SfxControllerTest, ATuningOfAnotherClassOfOutputAlsoSendsItsEndpointAndPreset) {
     context->setProfileParameter(0, Endpoint::OTHER, PEAK_VALUE, {321});
     context->setProfileParameter(0, Endpoint::OTHER, IEQ_ID, {1});

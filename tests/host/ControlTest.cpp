@@ -8,7 +8,7 @@ using testing::HasSubstr;
 class ControlTest : public HostFixture {
 protected:
     ControlTest() {
-        addExtraTuning();
+        installOem(extra);
         start();
     }
     /// Changes the tuning file by a sed script and starts the daemon again.

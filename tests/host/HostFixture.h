@@ -1,10 +1,8 @@
 #pragma once
 
 #include "host/ctl/Client.h"
-#include "store/DatabaseHelper.h"
 #include "tests/support/Process.h"
-#include "tests/support/TestFiles.h"
-#include "util/RootPrefix.h"
+#include "tests/support/RootFixture.h"
 
 #include <chrono>
 #include <csignal>
@@ -12,10 +10,6 @@
 #include <memory>
 #include <string>
 #include <thread>
-#include <vector>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace velora::test {
 
@@ -30,21 +24,14 @@ struct Outcome {
 
 /// A root directory with the sample tuning file, and a daemon on the session bus, of which each
 /// test program has one of its own.
-class HostFixture : public testing::Test {
+class HostFixture : public RootFixture {
 protected:
-    HostFixture() { addTuning(); }
+    HostFixture() { install(sample); }
     void TearDown() override {
         if (daemon) {
             EXPECT_EQ(daemon->end(SIGTERM), 0) << contentsOf(file("log"));
         }
     }
-
-    void addTuning() { copy("multimedia_velora_kiv_default.xml", "odm/etc/velora/"); }
-    void addExtraTuning() { copy("kiv-extra.xml", "data/vendor/velora/"); }
-    void copy(const std::string& name, const std::string& directory) {
-        root.write(directory + name, contentsOf(sourceFile("data/" + name)));
-    }
-    void removeTuning() { std::filesystem::remove_all(root.path() / "odm"); }
 
     /// Starts a daemon and waits until clients can call it. `launcher` is a command that starts it,
     /// `streams` redirects its standard streams, instead of its log to a file.
@@ -70,8 +57,8 @@ protected:
 
     /// Runs a line of shell, which may use what session.sh defines.
     Outcome run(const std::string& line) {
-        root.write("line", "BIN=" VELORA_BIN " SOURCE=" VELORA_SOURCE_DIR " ROOT=" + file("") +
-                               "\n. $SOURCE/tests/data/session.sh\n" + line);
+        dir.write("line", "BIN=" VELORA_BIN " SOURCE=" VELORA_SOURCE_DIR " ROOT=" + file("") +
+                              "\n. $SOURCE/tests/data/session.sh\n" + line);
         Process shell("sh " + file("line") + " >" + file("out") + " 2>" + file("err"));
         const int exit = shell.wait();
         return {exit, contentsOf(file("out")), contentsOf(file("err"))};
@@ -101,7 +88,7 @@ protected:
         return true;
     }
 
-    std::string file(const std::string& name) const { return root.path() / name; }
+    std::string file(const std::string& name) const { return dir.path() / name; }
     /// Counts the occurrences of a text in a file.
     size_t count(const std::string& name, const std::string& text) const {
         const std::string all = contentsOf(file(name));
@@ -113,15 +100,6 @@ protected:
         return waitFor([&] { return count(name, text) >= times; });
     }
 
-    /// Locks the store against all writers until the result is destroyed.
-    std::unique_ptr<DatabaseHelper> holdStore() {
-        setRootPrefix(root.path().string());
-        auto store = std::make_unique<DatabaseHelper>("kiv_sqlite3.db");
-        store->beginTransaction();
-        return store;
-    }
-
-    TempDir root;
     std::unique_ptr<Process> daemon;
 };
 

@@ -2,7 +2,6 @@
 #include "model/IeqPreset.h"
 #include "model/Profile.h"
 #include "model/Tuning.h"
-#include "util/Words.h"
 
 #include <gtest/gtest.h>
 
@@ -53,12 +52,6 @@ TEST(RecordsTest, ProfilesCompareByNumberAndValuesButNotByName) {
     EXPECT_TRUE(profile.equals(other));
     other.set(CUSTOM_DRC_METADATA, {1});
     EXPECT_FALSE(profile.equals(other));
-}
-
-TEST(WordsTest, AWordThatIsNotEntirelyInsideTheBufferReadsAsZero) {
-    const int32_t buffer[] = {1, 2};
-    EXPECT_EQ(Words(buffer, sizeof(buffer))[1], 2);
-    EXPECT_EQ(Words(buffer, sizeof(buffer) - 1)[1], 0);
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include "tests/service/ServiceFixture.h"
 
-#include <map>
-
 namespace velora::test {
 namespace {
 
@@ -28,7 +26,7 @@ protected:
 };
 
 TEST_F(VeloraManagerServiceTest, AnswersNeutrallyUntilARegistrationInitialises) {
-    std::filesystem::remove_all(dir.path() / "odm");
+    uninstall();
     add(0, 1);
     EXPECT_THAT(
         (std::vector{value("SFXO"), value("SPKM"), value("AGSG"), value("DEAM"), value("DTFV")}),
@@ -43,14 +41,11 @@ TEST_F(VeloraManagerServiceTest, AnswersNeutrallyUntilARegistrationInitialises) 
     EXPECT_GT(value("DTFV"), 0);
 }
 
-TEST_F(VeloraManagerServiceTest, NothingIsInitialisedAfterShutdown) {
+TEST_F(VeloraManagerServiceTest, NothingIsInitialisedOrReloadedAfterShutdown) {
     EXPECT_TRUE(service->shutdown());
     add(0, 1);
     EXPECT_EQ(value("DTFV"), -19);
-}
-
-TEST_F(VeloraManagerServiceTest, NothingIsReloadedAfterShutdown) {
-    const auto client = enter(0, 1);
+    const auto client = restart();
     EXPECT_TRUE(service->shutdown());
     installOem(extra);
     reload();
@@ -163,47 +158,6 @@ TEST_F(VeloraManagerServiceTest, BuffersMayBeMissingOrTooLong) {
     EXPECT_EQ(service->setSfxParam(nullptr, 12), -22);
     EXPECT_EQ(setBytes(Bytes(kMax + 1)), -22);
     EXPECT_EQ(setBytes(Bytes(kMax)), 0);
-}
-
-// The numbers of the commands as clients send them.
-TEST_F(VeloraManagerServiceTest, EachGetRequestIsAnsweredByItsNumber) {
-    enter(0, 1);
-    const std::map<uint32_t, int32_t> kAnswers{{0, 1}, {3, 5}, {4, 4}, {10, 0}, {11, 0}, {13, 0}};
-    for (const auto& [number, answer] : kAnswers) {
-        EXPECT_THAT(ask(Command{number}), ElementsAre(answer)) << number;
-    }
-    for (const uint32_t number : {5u, 9u, 12u, 14u}) EXPECT_THAT(ask(Command{number}), IsEmpty());
-}
-
-TEST_F(VeloraManagerServiceTest, AnAnswerIsWrittenWholeOrNotAtAll) {
-    enter(0, 1);
-    Integers request = words(PROFILE_PARAMETER, {109, 0});
-    for (const int written : {0, 20}) {
-        Integers answer(20, -1);
-        EXPECT_EQ(service->getSfxParam(request.data(), 12, answer.data(), written == 0 ? 79 : 80),
-                  0);
-        EXPECT_EQ(std::count(answer.begin(), answer.end(), 0), written);
-    }
-}
-
-TEST_F(VeloraManagerServiceTest, TheDeviceListIsPaddedWithBlanksOrNotWritten) {
-    enter(0, 1);
-    const int size = service->getAvailableTuningDevicesLen(PORT_USB);
-    std::string list(static_cast<size_t>(size) + 2, '?');
-    service->getAvailableTuningDevices(PORT_USB, list.data(), size - 1);
-    EXPECT_EQ(list, std::string(list.size(), '?'));
-    service->getAvailableTuningDevices(PORT_USB, list.data(), size + 1);
-    EXPECT_EQ(list, "default_usb usb_dac  ?");
-}
-
-TEST_F(VeloraManagerServiceTest, TheDialogEnhancersAmountIsTheDuckingUnlessTheEqualiserIsOff) {
-    const auto client = enter(0, 1);
-    for (const int32_t enable : {1, 0}) {
-        set(PROFILE_PARAMETER, {0, 105, enable});
-        set(PROFILE_PARAMETER, {0, 108, 7});
-        client->take(2);
-        EXPECT_EQ(value("DEAM"), enable * 7);
-    }
 }
 
 TEST_F(VeloraManagerServiceTest, TheFacadeAnswersForTheProfileBehindTheLast) {

@@ -1,4 +1,4 @@
-#include "tests/store/StoreFixture.h"
+#include "tests/store/FilledStore.h"
 
 #include <atomic>
 #include <random>
@@ -35,7 +35,7 @@ int markOfStore() {
     return provider.getDefaultXmlSignature() == factory && marks == whole ? user : -1;
 }
 
-class CrashTest : public StoreFixture {
+class CrashTest : public RootFixture {
 protected:
     CrashTest() {
         Provider provider;

@@ -1,12 +1,12 @@
 #include "store/DatabaseHelper.h"
-#include "tests/store/StoreFixture.h"
+#include "tests/store/FilledStore.h"
 
 namespace velora::test {
 namespace {
 
 using testing::ElementsAre;
 
-class DatabaseHelperTest : public StoreFixture {
+class DatabaseHelperTest : public RootFixture {
 protected:
     DatabaseHelperTest() { db.init(); }
 

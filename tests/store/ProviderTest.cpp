@@ -1,10 +1,10 @@
 #include "store/Provider.h"
-#include "tests/store/StoreFixture.h"
+#include "tests/store/FilledStore.h"
 
 namespace velora::test {
 namespace {
 
-class ProviderTest : public StoreFixture {
+class ProviderTest : public RootFixture {
 protected:
     ProviderTest() {
         EXPECT_TRUE(fill(provider, 5, 2));
@@ -12,7 +12,7 @@ protected:
     }
 
     void change(const std::string& sql) {
-        EXPECT_EQ(DatabaseHelper("kiv_sqlite3.db").execSQL(sql), 0);
+        changeStore(sql);
         EXPECT_EQ(provider.init(), 0);
     }
 
@@ -64,19 +64,6 @@ TEST_F(ProviderTest, ARowWhoseNumberIsNotPlainIsLeftOut) {
     EXPECT_EQ(provider.getRecords(1).profile->getSelectedGeqPreset(), 1) << "as it was created";
 }
 
-TEST_F(ProviderTest, BothCopiesOfAllRecordsAreLoaded) {
-    EXPECT_TRUE(saveAll(provider, 6));
-    ASSERT_EQ(provider.init(), 0);
-    provider.loadAll();
-    const std::pair<int, Provider::Records> copies[] = {{5, provider.getDefaultRecords(2)},
-                                                        {6, provider.getRecords(2)}};
-    for (const auto& [mark, records] : copies) {
-        EXPECT_EQ(records.profile->getSelectedGeqPreset(), mark);
-        EXPECT_EQ(records.endpoints[2]->getSelectedIeqPreset(), mark);
-        EXPECT_EQ(records.geqPreset->firstOf(GEQ_GAIN, 0), mark);
-    }
-}
-
 TEST_F(ProviderTest, AResetRecordKeepsItsOwnRow) {
     Profile* const profile = provider.loadProfile(1);
     const int64_t id = profile->getId();
@@ -91,7 +78,7 @@ TEST_F(ProviderTest, AResetRecordKeepsItsOwnRow) {
 
 TEST_F(ProviderTest, WhatAnotherProcessHoldsIsReadLater) {
     {
-        const auto other = hold();
+        const auto other = holdStore();
         const ReadSession session = provider.startReading();
         EXPECT_TRUE(provider.loadDeviceTuningsForPort(static_cast<Port>(99)).empty());
         EXPECT_TRUE(session.ok()) << "there is nothing to read for this port";
@@ -102,7 +89,7 @@ TEST_F(ProviderTest, WhatAnotherProcessHoldsIsReadLater) {
 }
 
 TEST_F(ProviderTest, ATransactionThatCouldNotBeginStoresNothing) {
-    auto other = hold();
+    auto other = holdStore();
     Transaction transaction(provider);
     other.reset();
     provider.setSelectedProfile(9);

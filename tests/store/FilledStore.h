@@ -1,17 +1,10 @@
 #pragma once
 
 #include "store/Provider.h"
-#include "tests/support/LogCapture.h"
-#include "tests/support/TestFiles.h"
-#include "util/RootPrefix.h"
+#include "tests/support/RootFixture.h"
 
-#include <filesystem>
-#include <fstream>
-#include <memory>
 #include <string>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include <vector>
 
 namespace velora::test {
 
@@ -79,26 +72,5 @@ inline std::vector<std::string> cells(const std::string& sql) {
     });
     return all;
 }
-
-/// A fresh directory as the root of all files, and the log.
-class StoreFixture : public testing::Test {
-protected:
-    StoreFixture() {
-        setRootPrefix(dir.path().string());
-        std::filesystem::create_directories(rooted(kDataDirectory));
-    }
-
-    /// Locks the store, as another process would, until the result is destroyed.
-    static std::unique_ptr<DatabaseHelper> hold() {
-        auto other = std::make_unique<DatabaseHelper>("kiv_sqlite3.db");
-        other->beginTransaction();
-        return other;
-    }
-
-    LogCapture log;
-    TempDir dir;
-    const std::filesystem::path database =
-        dir.path().string().append(kDataDirectory).append("kiv_sqlite3.db");
-};
 
 }  // namespace velora::test
