@@ -76,7 +76,6 @@ const sd_bus_vtable kVtable[] = {
 };
 #undef OPERATION
 // clang-format on
-#undef OPERATION
 
 void requireWithin(bool isWithin, const char* message) {
     if (!isWithin) throw BusError(SD_BUS_ERROR_LIMITS_EXCEEDED, message);
