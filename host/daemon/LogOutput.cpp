@@ -1,7 +1,9 @@
 #include "host/daemon/LogOutput.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <map>
 
 #include <poll.h>
@@ -10,6 +12,7 @@
 #include <unistd.h>
 
 #include <log/log.h>
+#include <utils/Mutex.h>
 
 namespace velora::host {
 
@@ -19,6 +22,10 @@ const std::map<std::string, int32_t> kLevels{
     {"verbose", ANDROID_LOG_VERBOSE}, {"debug", ANDROID_LOG_DEBUG}, {"info", ANDROID_LOG_INFO},
     {"warn", ANDROID_LOG_WARN},       {"error", ANDROID_LOG_ERROR},
 };
+
+/// Bytes of a message that are logged. A pipe that is writable has room for PIPE_BUF bytes, which
+/// include the priority and the tag; a write of more could wait for the reader.
+constexpr size_t kMaxMessage = PIPE_BUF - 128;
 
 /// True if standard error is the journal's stream, which systemd names by device and inode in
 /// JOURNAL_STREAM.
@@ -42,12 +49,7 @@ bool isWritable() {
     return poll(&log, 1, 0) == 1 && (log.revents & POLLOUT) != 0;
 }
 
-void logToTerminal(const __android_log_message* entry) {
-    if (isWritable()) __android_log_stderr_logger(entry);
-}
-
-void logToJournal(const __android_log_message* entry) {
-    if (!isWritable()) return;
+void writeToJournal(const __android_log_message* entry) {
     std::string text = journalPrefix(entry->priority);
     text.append(entry->tag).append(": ").append(entry->message);
 
@@ -56,6 +58,19 @@ void logToJournal(const __android_log_message* entry) {
     text.push_back('\n');
 
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
+}
+
+/// Writes the entry, unless that would block. One thread at a time, so that no other one fills the
+/// pipe after `isWritable`.
+template <__android_logger_function kWrite>
+void logWithoutBlocking(const __android_log_message* entry) {
+    static android::Mutex sLock;
+    android::Mutex::Autolock lock(sLock);
+    if (!isWritable()) return;
+
+    const std::string message(entry->message, strnlen(entry->message, kMaxMessage));
+    const __android_log_message bounded{entry->priority, entry->tag, message.c_str()};
+    kWrite(&bounded);
 }
 
 }  // namespace
@@ -67,7 +82,9 @@ std::vector<std::string> logLevels() {
 }
 
 void startLogging(const std::string& level) {
-    __android_log_set_logger(isConnectedToJournal() ? logToJournal : logToTerminal);
+    __android_log_set_logger(isConnectedToJournal()
+                                 ? logWithoutBlocking<writeToJournal>
+                                 : logWithoutBlocking<__android_log_stderr_logger>);
     __android_log_set_minimum_priority(kLevels.at(level));
 }
 

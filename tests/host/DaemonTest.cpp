@@ -260,6 +260,10 @@ TEST_F(DaemonTest, DoesNotWaitForTheReaderOfItsLog) {
     const int pipe = open(file("pipe").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
     while (write(pipe, "full", 4) > 0) continue;
     start("", "", "2>" + file("pipe"));
+    char page[4096];
+    EXPECT_EQ(read(pipe, page, sizeof page), 4096);
+    client()->call("SetSelectedTuningDevice", 4, std::string(sizeof page, 'x'));  // logs its name
+    EXPECT_EQ(daemon->end(SIGTERM), 0);
     close(pipe);
 }
 
