@@ -66,9 +66,16 @@ void VeloraManagerService::initManager() {
 }
 
 bool VeloraManagerService::saveSettings() {
-    if (mInitialized) mSaved = mManager->saveSndStateAndSettings();
-    if (!mSaved) ALOGE("%s the settings couldn't be stored", __func__);
-    return mSaved;
+    if (!mInitialized) return mSaved;
+
+    bool saved = false;
+    {
+        Mutex::Autolock lock(mSaveLock);
+        saved = mManager->saveSndStateAndSettings();
+        mSaved = saved;
+    }
+    if (!saved) ALOGE("%s the settings couldn't be stored", __func__);
+    return saved;
 }
 
 bool VeloraManagerService::shutdown() {

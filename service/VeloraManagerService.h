@@ -161,6 +161,9 @@ private:
     // and a second `shutdown` waits for the first. It comes before every other lock.
     Mutex mLifecycleLock;
     bool mEnded GUARDED_BY(mLifecycleLock) = false;
+
+    // Held while the settings are saved, so that `mSaved` is the result of the last save.
+    Mutex mSaveLock;
 };
 
 }  // namespace android
