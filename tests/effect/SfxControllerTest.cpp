@@ -7,7 +7,6 @@ namespace {
 
 using testing::Contains;
 using testing::Each;
-using testing::ElementsAre;
 using testing::IsSupersetOf;
 using testing::StartsWith;
 
