@@ -65,7 +65,7 @@ struct Service {
         }
     }
     ~Service() {
-        service->shutdown();
+        (void)service->shutdown();
         service.clear();
         SndContextManager::getInstance().release();
     }

@@ -90,7 +90,6 @@ public:
     /// `IEQ_ID` is the number of the preset in force, which is 0 while IEQ is off.
     Values getProfileParameter(int id, Endpoint endpoint, Parameter parameter) const;
     Values getProfileGeqParameter(int id, Parameter parameter) const;
-    Values getSelectedTuningParameter(Port port, Parameter parameter) const;
 
     Tuning* getSelectedTuning(Port port) const;
     std::string getSelectedTuningDevice(Port port) const;
@@ -109,6 +108,7 @@ public:
     bool isProfileGeqModified(int id) const;
     bool isProfileSpecificSettingsModified(int id) const;
     void resetProfileGeq(int id);
+    Values getSelectedTuningParameter(Port port, Parameter parameter) const;
     std::string getDefaultTuningDevice(Port port) const;
     void selectDefaultTuning(Port port);
 

@@ -72,7 +72,7 @@ void SndContextManager::init() {
 }
 
 void SndContextManager::loadContextLocked(const std::string& path) {
-    if (initDatabase(mProvider.get(), path) != 0) return;
+    initDatabase(mProvider.get(), path);
 
     const ReadSession loading = mProvider->startReading();
     auto observable = std::make_unique<SndContextChangeObservable>();
@@ -98,15 +98,7 @@ void SndContextManager::loadContextLocked(const std::string& path) {
 }
 
 int SndContextManager::initDatabase(Provider* provider, const std::string& path) {
-    DeviceData* data = nullptr;
-    {
-        const ReadSession session = provider->startReading();
-        data = loadXmlIfChanged(path, provider);
-        if (!session.ok()) {
-            ALOGE("The stored settings can't be read, they remain unchanged");
-            return android::INVALID_OPERATION;
-        }
-    }
+    DeviceData* const data = loadXmlIfChanged(path, provider);
     if (data == nullptr) return 0;
 
     // Both files are stored in one transaction: after a crash in between, the new signature would
@@ -114,7 +106,7 @@ int SndContextManager::initDatabase(Provider* provider, const std::string& path)
     // no failure.
     data->validateData();
     Transaction transaction(*provider);
-    populateDatabase(data, provider);
+    if (!populateDatabase(data, provider)) return 0;
     loadOemTuningLocked();
     ALOGI(kOemLoadedMessage);
     (void)transaction.commit();  // a failure is logged; the settings remain unchanged then
@@ -125,7 +117,15 @@ int SndContextManager::initDatabase(Provider* provider, const std::string& path)
 }
 
 DeviceData* SndContextManager::loadXmlIfChanged(const std::string& path, Provider* provider) {
-    const std::string signature = getChangedSignature(path, provider);
+    std::string signature;
+    {
+        const ReadSession session = provider->startReading();
+        signature = getChangedSignature(path, provider);
+        if (!session.ok()) {
+            ALOGE("The stored settings can't be read, they remain unchanged");
+            return nullptr;
+        }
+    }
     if (signature.empty()) return nullptr;
     ALOGD(kXmlUpdatedMessage);
 
@@ -140,6 +140,10 @@ DeviceData* SndContextManager::loadXmlIfChanged(const std::string& path, Provide
     // Contents stored with another file's signature would never be replaced by that file's.
     if (getSignature(path) != signature) {
         ALOGE("The tuning file changed while it was read, it is not used");
+        return nullptr;
+    }
+    if (data->getProfiles().empty()) {
+        ALOGE("The tuning file has no profile, it is not used");
         return nullptr;
     }
     data->setSignature(signature);
@@ -160,9 +164,10 @@ std::string SndContextManager::getSignature(const std::string& path) {
     return signature;
 }
 
-void SndContextManager::populateDatabase(DeviceData* data, Provider* provider) {
-    if (StoreBuilder(provider).populate(*data)) return;
+bool SndContextManager::populateDatabase(DeviceData* data, Provider* provider) {
+    if (StoreBuilder(provider).populate(*data)) return true;
     ALOGE("The tuning file can't be stored, the settings remain unchanged");
+    return false;
 }
 
 int SndContextManager::loadOemTuning() {

@@ -56,15 +56,15 @@ private:
     SndContextManager();
 
     void loadContextLocked(const std::string& path) REQUIRES(mLock);
-    /// Fills the store from the tuning files if the default one changed. 0, or an error if the
-    /// store can't be read; a file that can't be used is not an error.
+    /// Fills the store from the tuning files if the default one changed. Always 0: if the file
+    /// can't be used, or the store can't be read or written, the stored settings remain in use.
     int initDatabase(Provider* provider, const std::string& path) REQUIRES(mLock);
-    /// The records of the file, valid as long as `mParser`; null if it did not change or can't be
-    /// used.
+    /// The records of the file, valid as long as `mParser`. Null if it did not change or can't be
+    /// used, or if the store can't be read, which is logged.
     DeviceData* loadXmlIfChanged(const std::string& path, Provider* provider) REQUIRES(mLock);
     /// The signature of the file if the store must be filled from it, else empty.
     static std::string getChangedSignature(const std::string& path, Provider* provider);
-    static void populateDatabase(DeviceData* data, Provider* provider);
+    static bool populateDatabase(DeviceData* data, Provider* provider);
     int loadOemTuningLocked() REQUIRES(mLock);
     int mergeOemTuningLocked(const DeviceData& oem) REQUIRES(mLock);
     void releaseLocked() REQUIRES(mLock);

@@ -7,17 +7,21 @@ namespace velora {
 
 class SfxEffect;
 
-/// Keeps the effect's parameters consistent with the sound context: after every change it updates
-/// its effect context and sends the resulting changes as one block.
+/// Keeps the effect's parameters consistent with the settings: it observes the sound context
+/// (SndContext) and after every change copies what changed into its own effect context
+/// (SfxContext), whose translators then send the changed parameters to the effect as one block.
 ///
-/// The facade owns it, registers it as an observer of the sound context and uses it under its own
-/// lock. It owns the translators and the effect context, but not the effect. Nothing fails: a port
-/// without an endpoint or a tuning is logged and skipped.
+/// SndManager owns it, registers it as an observer of the sound context, and holds its lock during
+/// every call, so that one thread at a time uses it. It owns the translators and the effect
+/// context, but not the effect. No function reports an error: a port without an endpoint or a
+/// tuning is logged and skipped, and a block that the effect refuses is logged by the effect's
+/// handle.
 class SfxController : public OnSndContextChange {
 public:
     /// `effect` must remain valid as long as this is used, or until `setSfxEffect` replaces it.
     explicit SfxController(SfxEffect& effect);
 
+    /// Applies and sends everything; called once when it is registered.
     void onLoad(SndContext& context) override;
     /// Sends nothing: the effect isn't switched on or off by its parameters.
     void onSfxOnChanged(SndContext& context, bool on) override;
@@ -31,9 +35,11 @@ public:
     void onSelectedTuningChanged(SndContext& context, Port port, Tuning& tuning) override;
 
     /// Sends the pending changes of all output devices in one block for `target`: device by device
-    /// in ascending order, the profile's parameters last. No block without changes.
+    /// in ascending order, the profile's parameters last. `target` is the output device that
+    /// the block's header names, `kAllDevices` in general. Sends nothing if nothing has changed.
     void sendParameters(AndroidDevice target);
-    /// Replaces the effect, sends all parameters to the new one and switches it on or off.
+    /// Replaces the effect, sends all parameters to the new one and switches it on or off. `effect`
+    /// must remain valid as the constructor's.
     void setSfxEffect(SfxEffect& effect, SndContext& context);
 
 private:

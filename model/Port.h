@@ -35,7 +35,8 @@ constexpr std::optional<Endpoint> endpointByName(std::string_view shortName) {
     return std::nullopt;
 }
 
-/// The physical outputs for which a tuning device is selected.
+/// The outputs of the device: those for which a tuning device is selected, and `PORT_OTHER` for any
+/// other, which clients may name but which has no output device here.
 enum Port : int32_t {
     PORT_INTERNAL_SPEAKER,
     PORT_HDMI,
@@ -70,8 +71,8 @@ inline constexpr auto kPorts = std::to_array<PortInfo>({
     {PORT_OTHER, "other", Endpoint::OTHER, kNoDevice},
 });
 
-/// Begins the names of a port's preferred tuning devices; followed by the port's name, that of the
-/// device selected until somebody selects another.
+/// A port prefers tuning devices whose names begin with this. The one whose name continues with the
+/// port's name is selected until a client selects another.
 inline constexpr std::string_view kDefaultDevicePrefix = "default_";
 
 /// Whether `port` is one of the seven ports, for which clients may ask.

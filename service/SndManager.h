@@ -26,8 +26,8 @@ class Tuning;
 ///
 /// Before `init` has succeeded every operation returns a neutral value: false, 0, an empty text or
 /// list, -19 where the result is an error number. Profiles are given by index, ports as `Port`
-/// numbers, parameters by their client-facing numbers (100 and up). What is out of range gets the
-/// neutral value, too, except that the adapter answers for numbers above the last parameter.
+/// numbers, parameters by their client-facing numbers (100 and up). An index or number out of range
+/// gets the neutral value, too; a parameter number above the last one is refused by the adapter.
 class SndManager {
 public:
     using Values = std::vector<int>;
@@ -83,7 +83,7 @@ public:
     void saveSndState();
     void saveSndProfile();
 
-    // Part of the vendor's contract, but called by nothing in this library.
+    // Part of the vendor's contract, without a caller here.
 
     /// Replaces the effect and sends it everything. False before `init`.
     bool recreateSndEffect();

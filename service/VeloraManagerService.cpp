@@ -56,7 +56,7 @@ void VeloraManagerService::onFirstRef() {
 
 VeloraManagerService::~VeloraManagerService() {
     ALOGI(kLifecycleMessage, "~VeloraManagerService");
-    shutdown();
+    (void)shutdown();  // a failure is logged; nobody is left to be told
 }
 
 void VeloraManagerService::initManager() {
@@ -85,7 +85,7 @@ bool VeloraManagerService::shutdown() {
         if (mHandler) mHandler->stop();  // null if nobody ever held the service
 
         // After the looper, so that the request it was handling is saved, too.
-        saveSettings();
+        (void)saveSettings();  // remembered in `mSaved`
     }
     return mSaved;
 }
@@ -110,7 +110,9 @@ void VeloraManagerService::unregisterClient(const sp<IKmsCallbacks>& /*listener*
         return;
     }
 
-    if (ClientRegistry::isPlain(client->type())) saveSettings();
+    if (ClientRegistry::isPlain(client->type())) {
+        (void)saveSettings();  // a failure is logged, and unregistering goes on
+    }
     postRegistrationNotice();
     ALOGD(kRegistrationExitMessage, __func__, type, uid);
 }

@@ -41,7 +41,7 @@ public:
 
     /// Writes all settings to the store, on the calling thread, if initialised. False, with a line
     /// in the log, if they couldn't be stored: they are unchanged, and can be saved again.
-    bool saveSettings();
+    [[nodiscard]] bool saveSettings();
     /// False if the last save failed, whoever asked for it.
     [[nodiscard]] bool isSaved() const { return mSaved; }
 
@@ -50,7 +50,7 @@ public:
     /// initialised or reloaded any more. For a host that needs this done before the process ends;
     /// otherwise the destructor does it. False if the save failed. Later calls only return that
     /// again, concurrent ones after the first is done. Must not be called from a client's update.
-    bool shutdown();
+    [[nodiscard]] bool shutdown();
 
     /// Registers a client, tries to initialise the facade if it isn't yet, and notifies all
     /// clients. `type` says what the client is (1 to 6: decoders, 8: game effects, 9: spatializer,
@@ -73,8 +73,8 @@ public:
                         int* count);
 
     /// Queues a copy of a command buffer (32-bit words: command, result, arguments). Returns 0 at
-    /// once; -19 before initialisation and after `shutdown`, -22 for null with a size and for more
-    /// than kMaxRequestSize bytes, -12 while kMaxQueuedRequests wait.
+    /// once; -19 before initialisation; -22 for null with a size and for more than kMaxRequestSize
+    /// bytes; -12 while kMaxQueuedRequests wait; -19 for a valid request after `shutdown`.
     [[nodiscard]] int setSfxParam(void* data, uint32_t size);
     /// Answers a get-request (32-bit words: command, two arguments) in 32-bit words at `out`, which
     /// has `outLen` bytes: an answer that doesn't fit isn't written. Returns 0; -19 before

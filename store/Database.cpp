@@ -247,7 +247,7 @@ bool Database::commit() {
 
     ALOGE("the transaction failed, nothing of it is stored");
     // After some failures SQLite has already rolled back; then there is nothing to roll back.
-    if (isOpen() && sqlite3_get_autocommit(mConnection.get()) == 0) execute("ROLLBACK");
+    if (isOpen() && sqlite3_get_autocommit(mConnection.get()) == 0) (void)execute("ROLLBACK");
     return false;
 }
 

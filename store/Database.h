@@ -62,7 +62,7 @@ public:
     /// Transactions nest: only the outermost begin and commit reach the file. For WRITE, the file
     /// is locked at once; for READ, by the first read. Only the outermost access counts. Returns
     /// false if the transaction has failed already; it must be ended by `commit` even then.
-    bool begin(Access access);
+    [[nodiscard]] bool begin(Access access);
     /// True if no write has failed since `begin`; at the end of the outermost transaction, if all
     /// of it is stored. Otherwise nothing of it is stored.
     [[nodiscard]] bool commit();
@@ -75,7 +75,7 @@ public:
 
     /// Runs one statement, once. Unlike `write`, a statement that SQLite rejects does not fail the
     /// transaction: creating a table that exists is no reason to lose the rest.
-    bool execute(const std::string& sql);
+    [[nodiscard]] bool execute(const std::string& sql);
     /// Runs a statement that is kept prepared. If it fails, so does the transaction.
     [[nodiscard]] bool write(const std::string& sql, const Arguments& arguments);
     /// Passes every row of a query's result to `visit`, which must not change the database. False

@@ -7,6 +7,7 @@
 #include "util/RootPrefix.h"
 
 #include <algorithm>
+#include <type_traits>
 
 #include <log/log.h>
 
@@ -100,7 +101,9 @@ void DatabaseHelper::init() {
     for (const Table& table : allTables()) createTable(table.type);
 }
 
-void DatabaseHelper::createTable(TableType table) { execSQL(createStatement(tableOf(table))); }
+void DatabaseHelper::createTable(TableType table) {
+    execSQL(createStatement(tableOf(table)));  // rejected, and logged, if the table exists
+}
 
 std::string DatabaseHelper::buildColumnString(TableType table) {
     std::string columns = "_id INTEGER";
@@ -123,6 +126,7 @@ bool DatabaseHelper::hasLayout() {
 
 void DatabaseHelper::clear() {
     for (const Table& table : allTables()) {
+        // A storage failure fails the transaction.
         execSQL(std::string("DROP TABLE IF EXISTS ").append(table.name));
     }
 }
@@ -177,6 +181,9 @@ void DatabaseHelper::deleteRows(const Table& table, const Arguments& key) {
 /// Returns the id of the row, also if it could not be inserted.
 int64_t DatabaseHelper::insertRow(const Table& table, const std::vector<std::string>& texts,
                                   int64_t id) {
+    // A failed transaction will be rolled back, so don't even look for a number.
+    if (mDatabase.isInTransaction() && !mDatabase.isTransactionOpen()) return id;
+
     if (id <= 0) id = getRowCount(table.type) + 1;
     Arguments columns(texts.begin(), texts.end());
     if (!isStorable(columns)) return id;
@@ -296,7 +303,7 @@ bool DatabaseHelper::queryProfileValue(int profileId, std::string_view customNam
 
 bool DatabaseHelper::queryEndpointValue(int profileId, Endpoint endpoint,
                                         std::string_view customName, ProfileEndpoint* record) {
-    return queryRecord({std::to_string(profileId), customName, endpointName(endpoint)}, record,
+    return queryRecord({std::to_string(profileId), endpointName(endpoint), customName}, record,
                        kEndpointMissingMessage);
 }
 
@@ -306,18 +313,19 @@ bool DatabaseHelper::queryTuning(std::string_view name, Tuning* tuning) {
 
 template <typename Record>
 bool DatabaseHelper::queryAllValues(const Finder<Record>& find) {
-    const Table& table = tableOf<Record>();
-    std::string sql = "SELECT ";
-    for (const size_t column : table.key) sql.append(table.columns[column]).append(",");
-    sql.append("* FROM ").append(table.name);
+    constexpr bool kHasEndpoint = std::is_same_v<Record, ProfileEndpoint>;
+    constexpr size_t kKeySize = kHasEndpoint ? 3 : 2;
+    std::string sql = "SELECT profile_id, custom_name, ";
+    if (kHasEndpoint) sql.append("endpoint, ");
+    sql.append("* FROM ").append(tableOf<Record>().name);
 
     return getAllRows(sql, {}, [&](std::span<const RowData> row) {
-        const std::span<const RowData> key = row.first(table.key.size());
-        const auto profileId = key[0].plainNumber();
+        const auto profileId = row[0].plainNumber();
         if (!profileId) return;  // no record is found by it
-        const auto endpoint = key.size() > 2 ? endpointByName(key[2].text) : std::nullopt;
-        if (Record* const record = find({*profileId, key[1].text, endpoint})) {
-            readRow(row.subspan(key.size()), mParameterNames, *record);
+
+        const auto endpoint = kHasEndpoint ? endpointByName(row[2].text) : std::nullopt;
+        if (Record* const record = find({*profileId, row[1].text, endpoint})) {
+            readRow(row.subspan(kKeySize), mParameterNames, *record);
         }
     });
 }
@@ -344,8 +352,10 @@ std::map<int, std::string> DatabaseHelper::queryNames(TableType type, std::strin
                                 .append(", name FROM ")
                                 .append(table.name)
                                 .append(" WHERE custom_name=?");
+
+    // Whoever must know whether all rows could be read asks the read session.
     std::map<int, std::string> names;
-    getAllRows(sql, {customName}, [&](std::span<const RowData> row) {
+    (void)getAllRows(sql, {customName}, [&](std::span<const RowData> row) {
         if (const auto number = row[0].plainNumber()) {
             names.emplace(*number, row[1].text);
             return;
@@ -382,10 +392,10 @@ void DatabaseHelper::insertConfigurationValue(std::string_view key, std::string_
 
 std::string DatabaseHelper::queryConfigurationValue(std::string_view key) {
     std::optional<std::string> value;
-    getAllRows("SELECT value FROM configuration WHERE key=?", {key},
-               [&](std::span<const RowData> row) {
-                   if (!value) value = row[0].text;
-               });
+    (void)getAllRows("SELECT value FROM configuration WHERE key=?", {key},
+                     [&](std::span<const RowData> row) {
+                         if (!value) value = row[0].text;
+                     });
     return value.value_or("");
 }
 

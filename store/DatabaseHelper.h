@@ -63,9 +63,11 @@ public:
 
     // `Transaction` and `ReadSession` are the way to use these. Transactions nest: only the
     // outermost begin and commit reach the file.
-    void beginTransaction() { mDatabase.begin(Database::Access::WRITE); }
+    void beginTransaction() {
+        (void)mDatabase.begin(Database::Access::WRITE);  // the commit fails as well
+    }
     /// Begins a transaction for reads. False if it couldn't begin.
-    bool beginReading() { return mDatabase.begin(Database::Access::READ); }
+    [[nodiscard]] bool beginReading() { return mDatabase.begin(Database::Access::READ); }
     /// True if no write has failed since the beginning; at the end of the outermost transaction, if
     /// all of it is stored. Otherwise nothing of it is.
     bool commitTransaction();
@@ -79,7 +81,8 @@ public:
     int64_t getRowCount(TableType table);
     /// Passes every row of a query's result to `visit`, which must not change the database. False
     /// if not all of them could be read.
-    bool getAllRows(const std::string& sql, const Arguments& arguments, const RowVisitor& visit);
+    [[nodiscard]] bool getAllRows(const std::string& sql, const Arguments& arguments,
+                                  const RowVisitor& visit);
 
     // An id of 0 or less means the next one, the number of rows plus one, which is also set in the
     // record.
@@ -90,13 +93,14 @@ public:
     void insertValue(Tuning* tuning, std::string_view customName);
     void insertValue(DeviceTuning* deviceTuning, std::string_view customName);
 
-    // Replace the row of a copy. True if it is stored, or will be by the current transaction. The
-    // factory copy, "default", can't be replaced.
+    // Replace the row of a copy. True if it is stored, or, inside another transaction, if that one
+    // will store it. The factory copy, "default", can't be replaced.
     bool updateGeqValue(GeqPreset* preset, std::string_view customName);
     bool updateProfileValue(Profile* profile, std::string_view customName);
     bool updateProfileEndpointValue(ProfileEndpoint* endpoint, std::string_view customName);
 
-    // Fill a record from its row. False, and nothing filled, if it has none or can't be read.
+    // Fill a record from its row. False, and the record unchanged, if it has no row or the row
+    // can't be read. Of several rows with the same key, the last one counts.
     bool queryIeqValue(int presetId, std::string_view customName, IeqPreset* preset);
     bool queryGeqValue(int profileId, std::string_view customName, GeqPreset* preset);
     bool queryProfileValue(int profileId, std::string_view customName, Profile* profile);
@@ -116,7 +120,7 @@ public:
     /// Fills all records of a type, Profile, ProfileEndpoint or GeqPreset, in one pass over their
     /// table. False if not all rows could be read.
     template <typename Record>
-    bool queryAllValues(const Finder<Record>& find);
+    [[nodiscard]] bool queryAllValues(const Finder<Record>& find);
 
     /// Appends the devices of a port in the order of their rows. False if they can't be read.
     [[nodiscard]] bool queryDeviceTunings(std::string_view port,

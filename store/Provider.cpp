@@ -12,6 +12,9 @@
 
 namespace velora {
 
+// Results of queries are ignored here: a record that has no row, or whose row can't be read, keeps
+// its values. Whoever must know whether everything could be read asks the read session.
+
 namespace {
 
 // Log texts that are part of the interface: they must not change, nor may their spelling be
@@ -92,6 +95,7 @@ void Provider::createProfileRecords(const std::map<int, std::string>& names) {
             ALOGE("there can't be a profile %d", number);
             continue;
         }
+
         while (getNumOfProfiles() <= number) {
             const int id = getNumOfProfiles();
             const std::string known = id == number ? name : std::string();
@@ -183,15 +187,18 @@ Provider::Records Provider::getRecords(int profileId) const {
 
 void Provider::loadAll() {
     using Key = DatabaseHelper::ProfileKey;
-    mDatabase.queryAllValues<Profile>([this](const Key& key) {
+
+    (void)mDatabase.queryAllValues<Profile>([this](const Key& key) {
         ProfileRecords* const records = findRecords(key.profileId, key.customName);
         return records != nullptr ? &records->profile : nullptr;
     });
-    mDatabase.queryAllValues<GeqPreset>([this](const Key& key) {
+
+    (void)mDatabase.queryAllValues<GeqPreset>([this](const Key& key) {
         ProfileRecords* const records = findRecords(key.profileId, key.customName);
         return records != nullptr ? &records->geqPreset : nullptr;
     });
-    mDatabase.queryAllValues<ProfileEndpoint>([this](const Key& key) -> ProfileEndpoint* {
+
+    (void)mDatabase.queryAllValues<ProfileEndpoint>([this](const Key& key) -> ProfileEndpoint* {
         ProfileRecords* const records = findRecords(key.profileId, key.customName);
         if (records == nullptr || !key.endpoint) return nullptr;
         return &records->endpoints[static_cast<size_t>(*key.endpoint)];

@@ -106,6 +106,7 @@ public:
     virtual Profile* loadProfile(int profileId);
     virtual GeqPreset* loadDefaultGeqPreset(int profileId);
     virtual GeqPreset* loadGeqPreset(int profileId);
+    /// Part of the vendor's contract, without a caller here.
     virtual ProfileEndpoint* loadProfileEndpoint(int profileId, Endpoint endpoint);
     // All null for a profile that doesn't exist.
     virtual Endpoints loadDefaultProfileEndpoints(int profileId);

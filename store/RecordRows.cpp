@@ -127,7 +127,7 @@ template <>
 struct Layout<ProfileEndpoint> {
     static constexpr TableType kType = TableType::PROFILE_ENDPOINTS;
     static constexpr std::string_view kName = "profile_endpoints";
-    static constexpr std::array<std::string_view, 3> kKey{"profile_id", "custom_name", "endpoint"};
+    static constexpr std::array<std::string_view, 3> kKey{"profile_id", "endpoint", "custom_name"};
     static constexpr Attribute<ProfileEndpoint> kAttributes[] = {
         {"profile_id", write<&ProfileEndpoint::getProfileId>, nullptr},
         {"endpoint", write<&ProfileEndpoint::getEndpoint>, nullptr},
@@ -176,6 +176,7 @@ Table recordTable() {
     for (const Parameter parameter : Layout<Record>::kParams) {
         table.columns.push_back(parameterInfo(parameter).column);
     }
+
     for (const std::string_view column : Layout<Record>::kKey) {
         const auto place = std::find(table.columns.begin(), table.columns.end(), column);
         table.key.push_back(static_cast<size_t>(place - table.columns.begin()));
@@ -210,6 +211,7 @@ std::vector<std::string> rowTexts(const Record& record, std::string_view copy) {
     std::vector<std::string> texts;
     texts.reserve(tableOf<Record>().columns.size());
     texts.emplace_back(copy);
+
     for (const auto& attribute : Layout<Record>::kAttributes) {
         texts.push_back(attribute.write(record));
     }

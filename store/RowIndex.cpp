@@ -33,7 +33,8 @@ RowIndex::Keys* RowIndex::keysOf(TableType type) {
         keys[key].push_back(row.front().integer);
     };
     if (!mDatabase->read(sql, {}, add)) {
-        // Whoever replaced a row without finding the old one would leave both.
+        // The transaction must fail: replacing a row that could not be found would leave the old
+        // row beside the new one.
         mDatabase->abort();
         return nullptr;
     }

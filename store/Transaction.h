@@ -10,7 +10,7 @@ namespace velora {
 /// life is stored by `commit`, or nothing of it. Without a commit, it is rolled back at the end of
 /// its life. Inside another transaction, it is a part of that one: a failure fails both.
 template <typename Store>
-class Transaction {
+class [[nodiscard]] Transaction {
 public:
     /// The store must outlive the transaction.
     explicit Transaction(Store& store) : mStore(store) { mStore.beginTransaction(); }
@@ -36,7 +36,7 @@ private:
 
 /// Queries that belong together: during its life they see one state of the file, and lock it only
 /// once.
-class ReadSession {
+class [[nodiscard]] ReadSession {
 public:
     /// The database must outlive the session.
     explicit ReadSession(DatabaseHelper& database)

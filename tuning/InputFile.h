@@ -7,8 +7,8 @@ namespace velora {
 
 /// A plain file, opened for reading from its start to its end.
 ///
-/// Owns its descriptor; one thread at a time. The first failure, in opening or in reading, stays:
-/// `error` then has its reason, and nothing more can be read.
+/// Owns its file descriptor; one thread at a time may use it. After the first failure, in opening
+/// or in reading, `error` returns the reason, and every later read fails.
 class InputFile {
 public:
     /// Opens the file at `path`. Anything but a plain file is refused: a pipe could block, and a

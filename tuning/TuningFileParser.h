@@ -34,6 +34,7 @@ public:
 
     /// Reads the whole file and closes it. Does nothing without an open file.
     void parseTuningFile();
+    /// Part of the vendor's contract, without a caller here.
     bool isParsed() const { return mIsParsed; }
 
     /// What was read; empty before that. Never null.

@@ -3,6 +3,7 @@
 #include "tuning/InputFile.h"
 
 #include <algorithm>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -65,6 +66,7 @@ bool XmlLibrary::sIsShared = false;
 class DocumentReader {
 public:
     DocumentReader() : mContext(xmlNewParserCtxt()) {
+        if (mContext == nullptr) throw std::bad_alloc();
         mContext->_private = this;
         // White space between elements is kept because `TagIterator::childrenNext` counts it as a
         // child. `xmlCtxtReadIO` has no option that keeps it if the process's default is to drop

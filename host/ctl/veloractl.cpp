@@ -29,7 +29,7 @@ void addArguments(CLI::App& command, const CommandInfo& info, Arguments& argumen
         }
     }
 
-    // Known to the program too, so that it may be given before or after the command.
+    // The program itself has this option too, so that it may be given before or after the command.
     command.add_flag("--json", arguments.json, "Answer in JSON");
 }
 

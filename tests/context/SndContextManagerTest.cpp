@@ -123,8 +123,6 @@ TEST_F(SndContextManagerTest, SettingsThatCannotBeReadRemainUnchanged) {
         onLogLine("Unknow error... 5", [&] { other.commitTransaction(); });
     });
     manager().init();
-    EXPECT_EQ(manager().getSndContext(), nullptr);
-    manager().init();
     EXPECT_EQ(stateOf(*manager().getSndContext()), changed);
 }
 
@@ -159,6 +157,14 @@ TEST_F(SndContextManagerTest, AFileThatChangesWhileItIsReadReplacesNothing) {
     install(sample + "\n");
     onLogLine("Tuning XML file has been updated", [&] { install(sample); });
     EXPECT_EQ(stateOf(restart()), changed);
+}
+
+TEST_F(SndContextManagerTest, AFileWithoutProfilesReplacesNothing) {
+    const std::string changed = changeEverything();
+    install("<device_data/>");
+    const LogCapture log;
+    EXPECT_EQ(stateOf(restart()), changed);
+    EXPECT_EQ(log.count("E SndContextManager: The tuning file has no profile, it is not used"), 1U);
 }
 
 TEST_F(SndContextManagerTest, TheExtraFileAddsDevicesAndTheDefaultFileWins) {

@@ -52,7 +52,7 @@ protected:
     }
     /// Waits for every service that was made, also for those that end on their looper threads.
     void endService() {
-        if (service) service->shutdown();
+        if (service) (void)service->shutdown();
         service.clear();
         for (const auto& end : std::exchange(mEnds, {})) {
             EXPECT_EQ(end.wait_for(kPatience), std::future_status::ready);

@@ -47,7 +47,7 @@ TEST_F(DatabaseTest, ADamagedFileThatCannotBeRenamedRemainsUnchanged) {
 
 TEST_F(DatabaseTest, DamageThatNoQueryHasMetIsFound) {
     constexpr size_t kPage = 4096;
-    open("").execute("CREATE TABLE a (b)");
+    EXPECT_TRUE(open("").execute("CREATE TABLE a (b)"));
     std::string contents = contentsOf(database);
     contents.replace(contents.size() - kPage, kPage, kPage, '\xa5');
     EXPECT_TRUE(open(contents).isDamaged());

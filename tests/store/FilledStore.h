@@ -65,11 +65,12 @@ inline bool saveAll(Provider& provider, int mark) {
 /// Every cell of a query's rows in the store, as texts.
 inline std::vector<std::string> cells(const std::string& sql) {
     std::vector<std::string> all;
-    DatabaseHelper("kiv_sqlite3.db").getAllRows(sql, {}, [&](std::span<const RowData> row) {
+    DatabaseHelper store("kiv_sqlite3.db");
+    EXPECT_TRUE(store.getAllRows(sql, {}, [&](std::span<const RowData> row) {
         for (const RowData& cell : row)
             all.push_back(cell.storageClass == 1 ? std::to_string(cell.integer)
                                                  : std::string(cell.text));
-    });
+    }));
     return all;
 }
 
