@@ -162,7 +162,6 @@ TEST_F(SndContextManagerTest, AFileThatChangesWhileItIsReadReplacesNothing) {
 TEST_F(SndContextManagerTest, AFileWithoutProfilesReplacesNothing) {
     const std::string changed = changeEverything();
     install("<device_data/>");
-    const LogCapture log;
     EXPECT_EQ(stateOf(restart()), changed);
     EXPECT_EQ(log.count("E SndContextManager: The tuning file has no profile, it is not used"), 1U);
 }
