@@ -14,13 +14,22 @@ constexpr const char* kHolders[] = {
     "the profile", "each class of output", "each class of output", "headphone",
     "speaker",     "the profile"};
 
-TEST(DocumentationTest, TheTableOfParametersHasTheNumbersRangesAndHoldersOfTheService) {
+/// The name of a parameter in the table.
+std::string nameOf(const AdapterParameter& row) {
+    const bool isOfOneEndpoint = row.scope == Scope::HEADPHONE || row.scope == Scope::SPEAKER;
+    const std::string endpoint = kHolders[static_cast<size_t>(row.scope)];
+    const std::string column(parameterInfo(row.parameter).column);
+    return isOfOneEndpoint ? endpoint + "_" + column : column;
+}
+
+TEST(DocumentationTest, TheTableOfParametersHasTheNamesRangesAndHoldersOfTheService) {
     std::ostringstream table;
     for (const AdapterParameter& row : kAdapterParameters) {
         const bool byPresets = row.max == kUpToIeqPresets;
-        table << "[|] " << row.id << " [|][^|]+[|] " << row.min << " to "
-              << (byPresets ? "the number of presets" : std::to_string(row.max)) << " [|] "
-              << row.length << " [|] " << kHolders[static_cast<size_t>(row.scope)] << " [|]\n";
+        table << "[|] " << row.id << " [|] `" << nameOf(row) << "` [|][^|]+[|][^|]+[|] " << row.min
+              << " to " << (byPresets ? "the number of presets" : std::to_string(row.max))
+              << " [|] " << row.length << " [|] " << kHolders[static_cast<size_t>(row.scope)]
+              << " [|]\n";
     }
     EXPECT_THAT(doc, testing::ContainsRegex("-[|]\n" + table.str() + "\n"));
 }
