@@ -16,6 +16,22 @@ namespace {
 // corrected.
 constexpr char kNoEndpointMessage[] = "Couldn't find the profile endpoint fo %d";
 
+void restoreValues(ParameterValues& record, const ParameterValues& factory) {
+    for (const auto& [parameter, values] : factory) record.set(parameter, values);
+}
+
+void restore(Profile& record, const Profile& factory) {
+    record.setName(factory.getName());
+    record.setMobility(factory.isMobility());
+    record.setSelectedGeqPreset(factory.getSelectedGeqPreset());
+    restoreValues(record, factory);
+}
+
+void restore(ProfileEndpoint& record, const ProfileEndpoint& factory) {
+    record.setSelectedIeqPreset(factory.getSelectedIeqPreset());
+    restoreValues(record, factory);
+}
+
 }  // namespace
 
 ProfileContext::Defaults::Defaults(Provider* provider, int id)
@@ -41,6 +57,29 @@ void ProfileContext::useLoaded() {
     mDefaults = std::make_unique<Defaults>(mProvider->getDefaultRecords(mId));
 }
 
+void ProfileContext::takeChanges(UserSettings* settings) {
+    const auto take = [&](auto* record) {
+        if (!record->isChanged()) return;
+        settings->add(*record);
+        record->setChanged(false);
+    };
+    take(mProfile);
+    for (ProfileEndpoint* const endpoint : mEndpoints) take(endpoint);
+    take(mGeqPreset);
+}
+
+void ProfileContext::restoreDefaults() {
+    restore(*mProfile, *mDefaults->profile);
+    for (const ProfileEndpoint* const factory : mDefaults->endpoints) {
+        restore(*getProfileEndpoint(factory->getEndpoint()), *factory);
+    }
+    restoreDefaultGeq();
+}
+
+void ProfileContext::restoreDefaultGeq() {
+    restoreValues(*mGeqPreset, *mDefaults->geqPreset);
+}
+
 void ProfileContext::save() {
     mProvider->save(mProfile);
     for (ProfileEndpoint* const endpoint : mEndpoints) mProvider->save(endpoint);
@@ -48,19 +87,21 @@ void ProfileContext::save() {
 }
 
 void ProfileContext::reset() {
+    restoreDefaults();
     Transaction transaction(*mProvider);
-    mProfile = mProvider->reset(mProfile);
-    for (ProfileEndpoint*& endpoint : mEndpoints) endpoint = mProvider->reset(endpoint);
-    mGeqPreset = mProvider->reset(mGeqPreset);
     save();
-    (void)transaction.commit();  // a failure is logged; the next save stores it
+    if (transaction.commit()) return;
+
+    mProfile->setChanged(true);
+    for (ProfileEndpoint* const endpoint : mEndpoints) endpoint->setChanged(true);
+    mGeqPreset->setChanged(true);
 }
 
 void ProfileContext::resetGeq() {
+    restoreDefaultGeq();
     Transaction transaction(*mProvider);
-    mGeqPreset = mProvider->reset(mGeqPreset);
     mProvider->save(mGeqPreset);
-    (void)transaction.commit();  // a failure is logged; the next save stores it
+    if (!transaction.commit()) mGeqPreset->setChanged(true);
 }
 
 ProfileEndpoint* ProfileContext::getProfileEndpoint(Endpoint endpoint) const {
@@ -77,7 +118,7 @@ ProfileEndpoint* ProfileContext::getProfileEndpoint(Endpoint endpoint) const {
 IeqPreset* ProfileContext::getSelectedIeqPreset(Endpoint endpoint) const {
     const ProfileEndpoint* const record = getProfileEndpoint(endpoint);
     const bool isOn = record->firstOf(IEQ_ENABLE, 0) != 0;
-    return mProvider->loadIeqPreset(isOn ? record->getSelectedIeqPreset() : 0);
+    return mProvider->getIeqPreset(isOn ? record->getSelectedIeqPreset() : 0);
 }
 
 bool ProfileContext::isModified() const {
@@ -97,9 +138,9 @@ bool ProfileContext::isProfileSpecificSettingsModified() const {
                        });
 }
 
-// Unlike `mDefaults`, the provider has the factory copy that the store has now.
+// Unlike `mDefaults`, the provider has the factory copy that was read last.
 bool ProfileContext::isGeqModified() const {
-    return !mProvider->loadDefaultGeqPreset(mId)->equals(*mGeqPreset);
+    return !mProvider->getDefaultRecords(mId).geqPreset->equals(*mGeqPreset);
 }
 
 }  // namespace velora

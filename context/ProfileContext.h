@@ -22,10 +22,15 @@ public:
     void load();
     /// Uses the records of both copies as `Provider::loadAll` has filled them.
     void useLoaded();
-    /// Writes all records. A failure fails the caller's transaction.
+    /// Copies the records that must be stored to `settings`, which will be.
+    void takeChanges(UserSettings* settings);
+    /// Restores the factory copy of all records, or of the GEQ preset. Nothing is stored.
+    void restoreDefaults();
+    void restoreDefaultGeq();
+
+    // Part of the vendor's contract, without a caller here. These write to the store themselves,
+    // in one transaction; what fails is stored by the next save.
     void save();
-    /// Restores the factory copy of all records, or of the GEQ preset, and stores it. If that
-    /// fails, the next `save` stores it.
     void reset();
     void resetGeq();
 

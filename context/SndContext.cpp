@@ -5,6 +5,7 @@
 #include "context/Fatal.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <log/log.h>
 
@@ -30,11 +31,15 @@ SndContext::SndContext(Provider* provider, SndContextChangeObservable* observabl
       mObservable(observable),
       mNumOfIeqPresets(provider->getNumOfIeqPresets()),
       mNumOfProfiles(provider->getNumOfProfiles()),
+      mWriter(std::make_shared<StoreWriter>(provider)),
       mTunings(provider) {
     for (int id = 0; id < mNumOfProfiles; ++id) {
         mProfileContexts.push_back(std::make_unique<ProfileContext>(provider, id));
     }
 }
+
+// The provider may be destroyed next, while somebody still waits for a save.
+SndContext::~SndContext() { mWriter->stop(); }
 
 void SndContext::registerObserver(OnSndContextChange* observer) {
     mObservable->registerObserver(observer);
@@ -64,28 +69,44 @@ void SndContext::loadSelectionLocked() {
         selected = 0;
     }
     mSelectedContext = getContextLocked(selected);
+    mStoredProfile = selected;
 
     mSfxOn = mProvider->isSfxOn();
+    mStoredSfxOn = mSfxOn;
 }
 
-bool SndContext::save() {
+SndContext::Save SndContext::beginSave(Part part) {
     Mutex::Autolock lock(mLock);
-    Transaction transaction(*mProvider);
-    saveProfilesLocked();
-    mProvider->setSfxOn(mSfxOn);
-    mTunings.save();
-    return transaction.commit();
+    const bool isAll = part == Part::EVERYTHING;
+    UserSettings changed;
+    if (isAll || part == Part::PROFILES) takeProfilesLocked(&changed);
+    if (isAll || part == Part::SWITCH) takeSwitchLocked(&changed);
+    if (part != Part::SWITCH) takeSelectedProfileLocked(&changed);
+    if (isAll) mTunings.takeChanges(&changed);
+    return mWriter->submit(std::move(changed));
 }
 
-void SndContext::saveProfilesLocked() {
-    for (const auto& context : mProfileContexts) context->save();
-    mProvider->setSelectedProfile(mSelectedContext->getId());
+void SndContext::takeProfilesLocked(UserSettings* settings) {
+    for (const auto& context : mProfileContexts) context->takeChanges(settings);
+}
+
+void SndContext::takeSwitchLocked(UserSettings* settings) {
+    if (std::exchange(mStoredSfxOn, mSfxOn) != mSfxOn) settings->sfxOn = mSfxOn;
+}
+
+void SndContext::takeSelectedProfileLocked(UserSettings* settings) {
+    const int id = mSelectedContext->getId();
+    if (std::exchange(mStoredProfile, id) != id) settings->selectedProfile = id;
 }
 
 void SndContext::reloadAllProfile() {
     bool on = false;
     {
         Mutex::Autolock lock(mLock);
+        // Saves that are under way are not lost.
+        (void)mWriter->submit({}).wait();
+        mWriter->discardPending();
+        Mutex::Autolock database(mWriter->databaseLock());
         for (const auto& context : mProfileContexts) context->load();
         loadSelectionLocked();
         on = mSfxOn;
@@ -93,6 +114,11 @@ void SndContext::reloadAllProfile() {
 
     mObservable->onSelectedProfileChanged(*this);
     mObservable->onSfxOnChanged(*this, on);
+}
+
+void SndContext::useTunings(Provider::Tunings tunings) {
+    Mutex::Autolock lock(mLock);
+    mProvider->useTunings(std::move(tunings));
 }
 
 void SndContext::reloadTuning() {
@@ -104,23 +130,6 @@ void SndContext::reloadTuning() {
         }
         if (tuning != nullptr) mObservable->onSelectedTuningChanged(*this, port, *tuning);
     }
-}
-
-void SndContext::saveSndState() {
-    Mutex::Autolock lock(mLock);
-    mProvider->setSfxOn(mSfxOn);
-}
-
-void SndContext::saveSndProfile() {
-    Mutex::Autolock lock(mLock);
-    mProvider->setSelectedProfile(mSelectedContext->getId());
-}
-
-bool SndContext::saveSndProfileSettings() {
-    Mutex::Autolock lock(mLock);
-    Transaction transaction(*mProvider);
-    saveProfilesLocked();
-    return transaction.commit();
 }
 
 bool SndContext::getSfxOn() const {
@@ -183,7 +192,7 @@ GeqPreset* SndContext::getProfileGeq(int id) const {
 
 Profile* SndContext::getDefaultProfile(int id) const {
     Mutex::Autolock lock(mLock);
-    return mProvider->loadDefaultProfile(id);
+    return mProvider->getDefaultRecords(id).profile;
 }
 
 ProfileEndpoint* SndContext::getProfileEndpoint(Endpoint endpoint) const {
@@ -221,7 +230,7 @@ std::string SndContext::getIeqPresetName(int id) const {
         ALOGE(kInvalidIeqNameMessage);
         return {};
     }
-    return mProvider->loadIeqPreset(id)->getName();
+    return mProvider->getIeqPreset(id)->getName();
 }
 
 bool SndContext::isProfileModified(int id) const {
@@ -239,26 +248,36 @@ bool SndContext::isProfileSpecificSettingsModified(int id) const {
     return getContextLocked(id)->isProfileSpecificSettingsModified();
 }
 
-void SndContext::resetProfile(int id) {
+SndContext::Save SndContext::beginReset(int id) {
+    Save save;
     bool selected = false;
     {
         Mutex::Autolock lock(mLock);
-        getContextLocked(id)->reset();
+        UserSettings changed;
+        getContextLocked(id)->restoreDefaults();
+        getContextLocked(id)->takeChanges(&changed);
+        save = mWriter->submit(std::move(changed));
         selected = isSelectedLocked(id);
     }
 
     if (selected) mObservable->onSelectedProfileChanged(*this);
+    return save;
 }
 
 void SndContext::resetProfileGeq(int id) {
+    Save save;
     GeqPreset* preset = nullptr;
     {
         Mutex::Autolock lock(mLock);
-        getContextLocked(id)->resetGeq();
+        UserSettings changed;
+        getContextLocked(id)->restoreDefaultGeq();
+        getContextLocked(id)->takeChanges(&changed);
+        save = mWriter->submit(std::move(changed));
         if (isSelectedLocked(id)) preset = getContextLocked(id)->getSelectedGeqPreset();
     }
 
     if (preset != nullptr) mObservable->onSelectedProfileGeqChanged(*this, *preset);
+    (void)save.wait();  // a failure is logged; the next save stores it
 }
 
 bool SndContext::setParameter(ParameterValues& record, Parameter parameter, const Values& values) {

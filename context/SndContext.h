@@ -4,6 +4,7 @@
 #include "context/SndContextChangeObservable.h"
 #include "context/TuningSelection.h"
 #include "store/Provider.h"
+#include "store/StoreWriter.h"
 
 #include <memory>
 #include <string>
@@ -14,8 +15,12 @@
 namespace velora {
 
 /// The current settings: whether the effect is on, the selected profile, the tuning device of every
-/// port, and the parameters of every profile. Reads and writes through the provider, and notifies
-/// its observers of every change that matters to the effect.
+/// port, and the parameters of every profile. Reads through the provider, stores on the thread of
+/// its StoreWriter, and notifies its observers of every change that matters to the effect.
+///
+/// A save stores only what has changed since the last one; it copies that while the lock is held,
+/// and waits for the disk without it. A caller that holds a lock of its own begins the save with
+/// the lock held and waits after releasing it.
 ///
 /// Owned by the context manager; owns the profile contexts. The records that it returns are owned
 /// by the provider. Any thread may call it, one at a time (the facade's lock). Its own lock is
@@ -25,12 +30,15 @@ namespace velora {
 class SndContext {
 public:
     using Values = ParameterValues::Values;
+    using Save = StoreWriter::Save;
 
     /// The ports that a tuning is kept for, ascending.
     static constexpr auto kSupportedPorts = velora::kSupportedPorts;
 
     /// Empty until `load`. Both must outlive the context.
     SndContext(Provider* provider, SndContextChangeObservable* observable);
+    /// Stores what is still to be stored.
+    ~SndContext();
     SndContext(const SndContext&) = delete;
     SndContext& operator=(const SndContext&) = delete;
 
@@ -41,18 +49,29 @@ public:
     /// Reads everything from the store. A port that has a device keeps it; a stored device that is
     /// no longer available is replaced by the port's default device.
     void load();
-    /// Writes everything in one transaction. On failure returns false, and the store remains
-    /// unchanged.
-    [[nodiscard]] bool save();
-    /// Reads the profiles and the effect switch again.
+    /// What a save stores, of what has changed.
+    enum class Part { EVERYTHING, SWITCH, SELECTED_PROFILE, PROFILES };
+    /// Begins a save.
+    [[nodiscard]] Save beginSave(Part part);
+    /// False if the last save failed; the next one stores what that was to store, too.
+    bool isSaved() const { return mWriter->isStored(); }
+    // Return when the settings are stored, in one transaction. If that fails, which is logged, the
+    // store remains unchanged.
+    [[nodiscard]] bool save() { return beginSave(Part::EVERYTHING).wait(); }
+    void saveSndState() { (void)beginSave(Part::SWITCH).wait(); }
+    void saveSndProfile() { (void)beginSave(Part::SELECTED_PROFILE).wait(); }
+    /// All profiles, and which one is selected.
+    [[nodiscard]] bool saveSndProfileSettings() { return beginSave(Part::PROFILES).wait(); }
+
+    /// Reads the profiles and the effect switch again. What was changed and not stored is lost.
     void reloadAllProfile();
-    /// Reads the tunings again after they were replaced in the store. A device that is no longer
+    /// Replaces the tunings by those that were read from the store again.
+    void useTunings(Provider::Tunings tunings);
+    /// Selects the tuning of every port again after they were replaced. A device that is no longer
     /// available is replaced by the port's default device. Notifies for every port with a tuning.
     void reloadTuning();
-    void saveSndState();
-    void saveSndProfile();
-    /// Writes all profiles and which one is selected, like `save`.
-    [[nodiscard]] bool saveSndProfileSettings();
+    /// Held by whoever else uses the provider's database.
+    android::Mutex& databaseLock() { return mWriter->databaseLock(); }
 
     bool getSfxOn() const;
     /// Not stored until `saveSndState` or `save`.
@@ -73,8 +92,10 @@ public:
     /// invalid one.
     std::string getIeqPresetName(int id) const;
     bool isProfileModified(int id) const;
-    /// Restores the factory copy, in the store too.
-    void resetProfile(int id);
+    /// Restores the factory copy, and begins to store it.
+    [[nodiscard]] Save beginReset(int id);
+    /// Restores the factory copy, in the store too: returns when it is stored.
+    void resetProfile(int id) { (void)beginReset(id).wait(); }
 
     /// Stores `values` unless they are a prefix of the stored list; an empty list is stored only
     /// where there is none. True if stored; false also for a parameter that isn't valid in the
@@ -117,7 +138,9 @@ private:
     bool isSelectedLocked(int id) const REQUIRES(mLock);
     bool isInForceLocked(int id, Port port, Endpoint endpoint) const REQUIRES(mLock);
     void loadSelectionLocked() REQUIRES(mLock);
-    void saveProfilesLocked() REQUIRES(mLock);
+    void takeSwitchLocked(UserSettings* settings) REQUIRES(mLock);
+    void takeSelectedProfileLocked(UserSettings* settings) REQUIRES(mLock);
+    void takeProfilesLocked(UserSettings* settings) REQUIRES(mLock);
     void selectIeqPreset(int id, Endpoint endpoint, const Values& values);
     void notifyEndpoint(int id, Endpoint endpoint);
     void notifyIeqPreset(int id, Endpoint endpoint);
@@ -126,12 +149,16 @@ private:
     SndContextChangeObservable* const mObservable;
     const int mNumOfIeqPresets;
     const int mNumOfProfiles;
+    const std::shared_ptr<StoreWriter> mWriter;
 
     mutable android::Mutex mLock;
     std::vector<std::unique_ptr<ProfileContext>> mProfileContexts GUARDED_BY(mLock);  ///< by id
     TuningSelection mTunings GUARDED_BY(mLock);
     bool mSfxOn GUARDED_BY(mLock) = false;
     ProfileContext* mSelectedContext GUARDED_BY(mLock) = nullptr;
+    // What the store has, or will have when the saves that were begun are done.
+    bool mStoredSfxOn GUARDED_BY(mLock) = false;
+    int mStoredProfile GUARDED_BY(mLock) = 0;
 };
 
 }  // namespace velora

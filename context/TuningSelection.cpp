@@ -33,14 +33,17 @@ void TuningSelection::load() {
         // The stored device may come from an extra file that was removed since.
         Selection& selection = place->second;
         selection.device = mProvider->getDeviceTuning(portName(port));
+        selection.stored = selection.device;
         replaceIfUnavailable(port, selection.device);
         selection.tuning = mProvider->loadTuningForDevice(selection.device);
     }
 }
 
-void TuningSelection::save() const {
-    for (const Port port : kSupportedPorts) {
-        mProvider->updateDeviceTuning(portName(port), getDevice(port));
+void TuningSelection::takeChanges(UserSettings* settings) {
+    for (auto& [port, selection] : mSelections) {
+        if (selection.stored == selection.device) continue;
+        selection.stored = selection.device;
+        settings->devices.emplace(port, selection.device);
     }
 }
 

@@ -29,8 +29,8 @@ public:
     /// port keeps its device and its tuning. A stored device that the port doesn't have is replaced
     /// by the port's default device; the store remains unchanged until `save`.
     void load();
-    /// Stores the device of each supported port. The caller must have begun a transaction.
-    void save() const;
+    /// Adds the devices that must be stored to `settings`, which will be.
+    void takeChanges(UserSettings* settings);
     /// Reads the tuning of a port's device again, and returns it. A device that the port no longer
     /// has is replaced by the port's default device. If the device has no tuning, returns null, and
     /// the tuning that was in use before remains in use.
@@ -59,6 +59,7 @@ public:
 private:
     struct Selection {
         std::string device;
+        std::string stored;  ///< the device that the store has, or will have
         Tuning* tuning = nullptr;
     };
 

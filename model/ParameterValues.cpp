@@ -30,7 +30,7 @@ ParameterValues::Entry& ParameterValues::findOrInsert(Parameter parameter) {
 
 void ParameterValues::set(Parameter parameter, Values values) {
     if (!isParameter(parameter)) return;
-    findOrInsert(parameter).values = std::move(values);
+    setField(findOrInsert(parameter).values, std::move(values));
     setDirty(true);
 }
 

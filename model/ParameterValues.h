@@ -6,12 +6,15 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace velora {
 
 /// Base of every record that carries parameters. It has an ordered map from `Parameter` to a list
-/// of values, and a dirty flag, which is true if the record has changed since it was last saved.
+/// of values, and two flags. The dirty flag is part of the vendor's contract: it is set by every
+/// `set`, also by those that read the record from the store. The mark of change says whether the
+/// record must be stored: only a value that becomes another one sets it.
 ///
 /// Whoever creates a record owns it; a copy has the values and the flag of its original. It is not
 /// synchronised: only one thread at a time may use a record. No function reports an error.
@@ -29,6 +32,10 @@ public:
     /// Nothing in this library calls `isDirty`; the vendor's code may.
     virtual bool isDirty() const { return mDirty; }
     virtual void setDirty(bool dirty) { mDirty = dirty; }
+    /// Whether anything has become different since the mark was last cleared. Whoever stores the
+    /// record, or has read it from the store, clears the mark.
+    bool isChanged() const { return mChanged; }
+    void setChanged(bool changed) { mChanged = changed; }
     virtual ~ParameterValues() = default;
     /// The parameters that `checkAndUpdate` accepts.
     virtual const ParameterSet& getValidParams() const = 0;
@@ -68,6 +75,12 @@ public:
 
 protected:
     explicit ParameterValues(bool dirty) : mDirty(dirty) {}
+    /// Sets a field of a derived class, and the mark of change if it becomes different.
+    template <typename Field>
+    void setField(Field& field, Field value) {
+        if (field != value) mChanged = true;
+        field = std::move(value);
+    }
     ParameterValues(const ParameterValues&) = default;
     ParameterValues& operator=(const ParameterValues&) = default;
 
@@ -75,6 +88,7 @@ private:
     Entry& findOrInsert(Parameter parameter);
 
     bool mDirty;
+    bool mChanged = false;
     std::vector<Entry> mValues;  ///< ascending by parameter
 };
 

@@ -81,6 +81,14 @@ constexpr bool isPort(int port) { return port >= 0 && static_cast<size_t>(port) 
 /// The row of a port, which must be one of the seven.
 constexpr const PortInfo& portInfo(Port port) { return kPorts[static_cast<size_t>(port)]; }
 
+/// The port of this name; nullopt for any other text.
+constexpr std::optional<Port> portByName(std::string_view name) {
+    for (const PortInfo& info : kPorts) {
+        if (info.name == name) return info.port;
+    }
+    return std::nullopt;
+}
+
 /// The ports for which a tuning device can be selected, ascending: those with an output device.
 inline constexpr std::array kSupportedPorts{PORT_INTERNAL_SPEAKER, PORT_HDMI,      PORT_MIRACAST,
                                             PORT_HEADPHONE,        PORT_BLUETOOTH, PORT_USB};

@@ -20,12 +20,12 @@ Profile::Profile(int64_t id, int profileId, std::string name, bool mobility)
       mSelectedGeqPreset(profileId) {}
 
 void Profile::setName(std::string name) {
-    mName = std::move(name);
+    setField(mName, std::move(name));
     setDirty(true);
 }
 
 void Profile::setSelectedGeqPreset(int preset) {
-    mSelectedGeqPreset = preset;
+    setField(mSelectedGeqPreset, preset);
     setDirty(true);
 }
 

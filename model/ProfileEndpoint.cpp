@@ -18,7 +18,7 @@ ProfileEndpoint::ProfileEndpoint(int32_t id, int profileId, Endpoint endpoint,
       mSelectedIeqPreset(selectedIeqPreset) {}
 
 void ProfileEndpoint::setSelectedIeqPreset(int preset) {
-    mSelectedIeqPreset = preset;
+    setField(mSelectedIeqPreset, preset);
     setDirty(true);
 }
 

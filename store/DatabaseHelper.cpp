@@ -69,6 +69,12 @@ std::string createStatement(const Table& table) {
         .append(")");
 }
 
+/// From `_id`, the device, its port and its tuning.
+std::unique_ptr<DeviceTuning> makeDeviceTuning(std::span<const RowData> row) {
+    return std::make_unique<DeviceTuning>(row[0].integer, std::string(row[1].text),
+                                          std::string(row[2].text), std::string(row[3].text));
+}
+
 bool isStorable(const Database::Arguments& values) {
     const auto quoted = std::find_if(values.begin(), values.end(), [](std::string_view value) {
         return value.find('\'') != std::string_view::npos;
@@ -338,11 +344,20 @@ bool DatabaseHelper::queryDeviceTunings(std::string_view port,
                                         std::vector<std::unique_ptr<DeviceTuning>>* devices) {
     return getAllRows(
         "SELECT _id, device, port, tuning_id FROM device_tunings WHERE port=? ORDER BY rowid",
-        {port}, [&](std::span<const RowData> row) {
-            devices->push_back(
-                std::make_unique<DeviceTuning>(row[0].integer, std::string(row[1].text),
-                                               std::string(row[2].text), std::string(row[3].text)));
-        });
+        {port},
+        [&](std::span<const RowData> row) { devices->push_back(makeDeviceTuning(row)); });
+}
+
+bool DatabaseHelper::queryAllDeviceTunings(
+    const std::function<void(std::unique_ptr<DeviceTuning>)>& add) {
+    return getAllRows("SELECT _id, device, port, tuning_id FROM device_tunings ORDER BY rowid", {},
+                      [&](std::span<const RowData> row) { add(makeDeviceTuning(row)); });
+}
+
+bool DatabaseHelper::queryAllTunings(const std::function<Tuning*(std::string_view name)>& find) {
+    return getAllRows("SELECT name, * FROM tunings", {}, [&](std::span<const RowData> row) {
+        readRow(row.subspan(1), mParameterNames, *find(row.front().text));
+    });
 }
 
 std::map<int, std::string> DatabaseHelper::queryNames(TableType type, std::string_view customName) {

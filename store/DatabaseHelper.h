@@ -125,6 +125,12 @@ public:
     /// Appends the devices of a port in the order of their rows. False if they can't be read.
     [[nodiscard]] bool queryDeviceTunings(std::string_view port,
                                           std::vector<std::unique_ptr<DeviceTuning>>* devices);
+    /// Passes the devices of all ports on, in the order of their rows. False if they can't be read.
+    [[nodiscard]] bool queryAllDeviceTunings(
+        const std::function<void(std::unique_ptr<DeviceTuning>)>& add);
+    /// Fills the record that `find` returns for each tuning's name. False if not all rows could be
+    /// read.
+    [[nodiscard]] bool queryAllTunings(const std::function<Tuning*(std::string_view name)>& find);
     /// Names of profiles or IEQ presets of one copy, by number. A row whose number isn't a plain
     /// decimal is left out, with an error in the log.
     std::map<int, std::string> queryNames(TableType type, std::string_view customName);

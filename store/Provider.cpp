@@ -45,6 +45,16 @@ Record completed(Record record) {
     return record;
 }
 
+template <typename Record>
+void markStored(Record& record) {
+    record.setDirty(false);
+    record.setChanged(false);
+}
+
+std::unique_ptr<Tuning> newTuning(std::string_view name) {
+    return std::make_unique<Tuning>(completed(Tuning(std::string(name), Endpoint::SPEAKER, false)));
+}
+
 }  // namespace
 
 Provider::ProfileRecords::ProfileRecords(int profileId, const std::string& name)
@@ -53,6 +63,12 @@ Provider::ProfileRecords::ProfileRecords(int profileId, const std::string& name)
                 completed(ProfileEndpoint(profileId, Endpoint::HEADPHONE, 0)),
                 completed(ProfileEndpoint(profileId, Endpoint::OTHER, 0))},
       geqPreset(completed(GeqPreset(profileId))) {}
+
+void Provider::ProfileRecords::setChanged(bool changed) {
+    profile.setChanged(changed);
+    for (ProfileEndpoint& endpoint : endpoints) endpoint.setChanged(changed);
+    geqPreset.setChanged(changed);
+}
 
 Provider::Records Provider::ProfileRecords::pointers() {
     return {&profile, {&endpoints[0], &endpoints[1], &endpoints[2]}, &geqPreset};
@@ -203,11 +219,19 @@ void Provider::loadAll() {
         if (records == nullptr || !key.endpoint) return nullptr;
         return &records->endpoints[static_cast<size_t>(*key.endpoint)];
     });
+
+    for (const auto& copies : {&mDefaults, &mCustoms}) {
+        for (const auto& records : *copies) records->setChanged(false);
+    }
+    for (int id = 0; id <= getNumOfIeqPresets(); ++id) loadIeqPreset(id);
+    reloadCachedDeviceTunings();
 }
 
 Profile* Provider::loadProfile(int profileId, std::string_view customName) {
     Profile* const profile = recordsOf(profileId, customName).profile;
-    if (profile != nullptr) mDatabase.queryProfileValue(profileId, customName, profile);
+    const bool loaded =
+        profile != nullptr && mDatabase.queryProfileValue(profileId, customName, profile);
+    if (loaded) profile->setChanged(false);
     return profile;
 }
 
@@ -219,7 +243,9 @@ Profile* Provider::loadProfile(int profileId) { return loadProfile(profileId, kC
 
 GeqPreset* Provider::loadGeqPreset(int profileId, std::string_view customName) {
     GeqPreset* const preset = recordsOf(profileId, customName).geqPreset;
-    if (preset != nullptr) mDatabase.queryGeqValue(profileId, customName, preset);
+    const bool loaded =
+        preset != nullptr && mDatabase.queryGeqValue(profileId, customName, preset);
+    if (loaded) preset->setChanged(false);
     return preset;
 }
 
@@ -233,7 +259,9 @@ Provider::Endpoints Provider::loadProfileEndpoints(int profileId, std::string_vi
     const Endpoints endpoints = recordsOf(profileId, customName).endpoints;
     for (ProfileEndpoint* const record : endpoints) {
         if (record == nullptr) continue;
-        mDatabase.queryEndpointValue(profileId, record->getEndpoint(), customName, record);
+        const Endpoint endpoint = record->getEndpoint();
+        const bool loaded = mDatabase.queryEndpointValue(profileId, endpoint, customName, record);
+        if (loaded) record->setChanged(false);
     }
     return endpoints;
 }
@@ -255,37 +283,61 @@ ProfileEndpoint* Provider::loadProfileEndpoint(int profileId, Endpoint endpoint)
     }
 
     ProfileEndpoint* const record = endpoints[index];
-    if (record != nullptr) {
-        mDatabase.queryEndpointValue(profileId, endpoint, kCustomName, record);
-    }
+    const bool loaded = record != nullptr && mDatabase.queryEndpointValue(profileId, endpoint,
+                                                                          kCustomName, record);
+    if (loaded) record->setChanged(false);
     return record;
 }
 
-IeqPreset* Provider::loadIeqPreset(int presetId) {
-    if (presetId < 0 || presetId > getNumOfIeqPresets()) {
-        ALOGE("There is no IEQ preset %d", presetId);
-        presetId = 0;
+/// The place of a preset's record; that of preset 0 for a number that doesn't exist.
+std::unique_ptr<IeqPreset>& Provider::findIeqPreset(int presetId) {
+    if (presetId >= 0 && presetId <= getNumOfIeqPresets()) {
+        return mIeqPresets[static_cast<size_t>(presetId)];
     }
+    ALOGE("There is no IEQ preset %d", presetId);
+    return mIeqPresets.front();
+}
 
-    auto& preset = mIeqPresets[static_cast<size_t>(presetId)];
+IeqPreset* Provider::loadIeqPreset(int presetId) {
+    auto& preset = findIeqPreset(presetId);
+    const int number = static_cast<int>(&preset - mIeqPresets.data());
     if (preset == nullptr) {
-        const char* const name = presetId == 0 ? "off" : "";
-        preset = std::make_unique<IeqPreset>(completed(IeqPreset(presetId, name)));
+        const char* const name = number == 0 ? "off" : "";
+        preset = std::make_unique<IeqPreset>(completed(IeqPreset(number, name)));
     }
-    mDatabase.queryIeqValue(presetId, kDefaultName, preset.get());
+    mDatabase.queryIeqValue(number, kDefaultName, preset.get());
     return preset.get();
 }
 
+IeqPreset* Provider::getIeqPreset(int presetId) {
+    const auto& preset = findIeqPreset(presetId);
+    return preset != nullptr ? preset.get() : loadIeqPreset(presetId);
+}
+
 void Provider::save(GeqPreset* preset) {
-    if (mDatabase.updateGeqValue(preset, kCustomName)) preset->setDirty(false);
+    if (mDatabase.updateGeqValue(preset, kCustomName)) markStored(*preset);
 }
 
 void Provider::save(Profile* profile) {
-    if (mDatabase.updateProfileValue(profile, kCustomName)) profile->setDirty(false);
+    if (mDatabase.updateProfileValue(profile, kCustomName)) markStored(*profile);
 }
 
 void Provider::save(ProfileEndpoint* endpoint) {
-    if (mDatabase.updateProfileEndpointValue(endpoint, kCustomName)) endpoint->setDirty(false);
+    if (mDatabase.updateProfileEndpointValue(endpoint, kCustomName)) markStored(*endpoint);
+}
+
+bool Provider::storeSettings(UserSettings& settings) {
+    Transaction transaction(*this);
+    for (auto& [key, profile] : settings.profiles) save(&profile);
+    for (auto& [key, endpoint] : settings.endpoints) save(&endpoint);
+    for (auto& [key, preset] : settings.geqPresets) save(&preset);
+
+    if (settings.sfxOn) setSfxOn(*settings.sfxOn);
+    if (settings.selectedProfile) setSelectedProfile(*settings.selectedProfile);
+    for (const auto& [port, device] : settings.devices) {
+        updateDeviceTuning(portInfo(port).name, device);
+    }
+    return transaction.commit();
 }
 
 // The record keeps the id of its own row, not that of the factory copy.
@@ -373,24 +425,24 @@ std::string Provider::getDeviceTuning(std::string_view port) {
 
 // Devices that can't be read are not cached, so the next call tries again.
 void Provider::loadDevices(Port port) {
-    if (!isPort(port) || mDeviceTunings.contains(port)) return;
-    Devices devices;
+    if (!isPort(port) || mTunings.devices.contains(port)) return;
+    std::vector<std::unique_ptr<DeviceTuning>> devices;
     if (mDatabase.queryDeviceTunings(portInfo(port).name, &devices)) {
-        mDeviceTunings[port] = std::move(devices);
+        mTunings.devices[port] = std::move(devices);
     }
 }
 
 std::vector<DeviceTuning*> Provider::loadDeviceTuningsForPort(Port port) {
     loadDevices(port);
     std::vector<DeviceTuning*> devices;
-    const auto loaded = mDeviceTunings.find(port);
-    if (loaded == mDeviceTunings.end()) return devices;
+    const auto loaded = mTunings.devices.find(port);
+    if (loaded == mTunings.devices.end()) return devices;
     for (const auto& device : loaded->second) devices.push_back(device.get());
     return devices;
 }
 
 const DeviceTuning* Provider::findDevice(const std::string& device) const {
-    for (const auto& [port, devices] : mDeviceTunings) {
+    for (const auto& [port, devices] : mTunings.devices) {
         for (const auto& candidate : devices) {
             if (candidate->getDevice() == device) return candidate.get();
         }
@@ -406,39 +458,59 @@ Tuning* Provider::loadTuningForDevice(const std::string& device) {
     }
 
     const std::string name = found->getTuning();
-    const auto cached = mTunings.find(name);
-    if (cached != mTunings.end()) {
+    const auto loaded = mTunings.tunings.find(name);
+    if (loaded != mTunings.tunings.end()) {
         ALOGD(kTuningFoundMessage, name.c_str(), device.c_str());
-        return cached->second.get();
+        return loaded->second.get();
     }
 
-    auto tuning = std::make_unique<Tuning>(completed(Tuning(name, Endpoint::SPEAKER, false)));
+    auto tuning = newTuning(name);
     if (!mDatabase.queryTuning(name, tuning.get())) {
         ALOGW("There is no tuning[%s] for device[%s]", name.c_str(), device.c_str());
         return nullptr;
     }
     ALOGD(kTuningLoadedMessage, name.c_str(), device.c_str());
-    return (mTunings[name] = std::move(tuning)).get();
+    return (mTunings.tunings[name] = std::move(tuning)).get();
 }
 
-void Provider::reloadCachedDeviceTunings() {
-    for (const auto& [port, devices] : mDeviceTunings) {
+void Provider::reloadCachedDeviceTunings() { useTunings(readTunings()); }
+
+Provider::Tunings Provider::readTunings() {
+    Tunings read;
+    (void)mDatabase.queryAllDeviceTunings([&](std::unique_ptr<DeviceTuning> device) {
+        const auto port = portByName(device->getPort());
+        if (port) read.devices[*port].push_back(std::move(device));
+    });
+    for (const PortInfo& port : kPorts) read.devices.try_emplace(port.port);
+
+    (void)mDatabase.queryAllTunings([&](std::string_view name) {
+        auto& tuning = read.tunings[std::string(name)];
+        tuning = newTuning(name);
+        return tuning.get();
+    });
+    return read;
+}
+
+void Provider::useTunings(Tunings tunings) {
+    for (const auto& [port, devices] : mTunings.devices) {
         for (const auto& device : devices) {
             ALOGD(kDeviceClearedMessage, device->getPort().c_str(), device->getDevice().c_str());
         }
     }
-    mDeviceTunings.clear();
-    for (const Port port : kSupportedPorts) loadDevices(port);
+    mTunings.devices = std::move(tunings.devices);
 
     // Callers hold the tunings that were returned, so these objects remain, also without a row.
-    for (auto place = mTunings.begin(); place != mTunings.end();) {
-        if (mDatabase.queryTuning(place->first, place->second.get())) {
-            ++place;
+    for (auto& [name, tuning] : mTunings.tunings) {
+        auto& read = tunings.tunings[name];
+        if (read != nullptr) {
+            *tuning = std::move(*read);
+            read = std::move(tuning);
         } else {
-            mRemovedTunings.push_back(std::move(place->second));
-            place = mTunings.erase(place);
+            mRemovedTunings.push_back(std::move(tuning));
         }
     }
+    std::erase_if(tunings.tunings, [](const auto& entry) { return entry.second == nullptr; });
+    mTunings.tunings = std::move(tunings.tunings);
 }
 
 }  // namespace velora

@@ -3,6 +3,7 @@
 #include "model/Port.h"
 #include "store/DatabaseHelper.h"
 #include "store/Transaction.h"
+#include "store/UserSettings.h"
 
 #include <array>
 #include <map>
@@ -94,12 +95,14 @@ public:
         Endpoints endpoints{};
         GeqPreset* geqPreset = nullptr;
     };
-    /// Fills the records of all profiles, both copies, in one pass over each table. What can't be
-    /// read is logged, and its records remain unchanged.
+    /// Fills the records of all profiles, both copies, all IEQ presets, devices and tunings, in one
+    /// pass over each table. What can't be read is logged, and its records remain unchanged.
     virtual void loadAll();
     // The records of a profile as they were last filled. Nothing is read.
     virtual Records getDefaultRecords(int profileId) const;
     virtual Records getRecords(int profileId) const;
+    /// Like `loadIeqPreset`, but the preset is read only if it wasn't before.
+    virtual IeqPreset* getIeqPreset(int presetId);
 
     // Null for a profile or an endpoint that doesn't exist.
     virtual Profile* loadDefaultProfile(int profileId);
@@ -120,7 +123,10 @@ public:
     virtual void save(Profile* profile);
     virtual void save(ProfileEndpoint* endpoint);
 
-    // Fill the record from the factory copy and return it. Nothing is stored.
+    /// Stores all of `settings` in one transaction. False if that failed: nothing of them is stored.
+    [[nodiscard]] virtual bool storeSettings(UserSettings& settings);
+
+    // Fill the record from the stored factory copy and return it. Nothing is stored.
     virtual GeqPreset* reset(GeqPreset* preset);
     virtual Profile* reset(Profile* profile);
     virtual ProfileEndpoint* reset(ProfileEndpoint* endpoint);
@@ -149,29 +155,40 @@ public:
     virtual void updateDeviceTuning(std::string_view port, std::string_view device);
     virtual std::string getDeviceTuning(std::string_view port);
 
-    /// The devices of a port in the order of the tuning files.
+    /// The devices of a port in the order of the tuning files. Read once.
     virtual std::vector<DeviceTuning*> loadDeviceTuningsForPort(Port port);
-    /// The tuning of a device, whose port must have been loaded; null if there is none.
+    /// The tuning of a device, whose port must have been loaded; null if there is none. Read once.
     virtual Tuning* loadTuningForDevice(const std::string& device);
-    /// Reads all devices again, and fills the tunings that were returned before. These remain the
-    /// same objects; one that no longer has a row is not returned again.
+    /// `readTunings` and `useTunings`.
     virtual void reloadCachedDeviceTunings();
+
+    /// The devices of all ports, and all tunings.
+    struct Tunings {
+        std::map<Port, std::vector<std::unique_ptr<DeviceTuning>>> devices;
+        std::map<std::string, std::unique_ptr<Tuning>> tunings;  ///< by name
+    };
+    /// Reads them without changing what was loaded.
+    virtual Tunings readTunings();
+    /// Replaces what was loaded. Tunings that were returned before remain the same objects, with
+    /// new values; one that is gone isn't returned again, but remains valid.
+    virtual void useTunings(Tunings tunings);
 
 private:
     /// The objects of one copy of a profile.
     struct ProfileRecords {
         ProfileRecords(int profileId, const std::string& name);
         Records pointers();
+        void setChanged(bool changed);
 
         Profile profile;
         std::array<ProfileEndpoint, kEndpoints.size()> endpoints;
         GeqPreset geqPreset;
     };
-    using Devices = std::vector<std::unique_ptr<DeviceTuning>>;
 
     void createProfileRecords(const std::map<int, std::string>& names);
     ProfileRecords* findRecords(int profileId, std::string_view customName) const;
     Records recordsOf(int profileId, std::string_view customName) const;
+    std::unique_ptr<IeqPreset>& findIeqPreset(int presetId);
     Profile* loadProfile(int profileId, std::string_view customName);
     GeqPreset* loadGeqPreset(int profileId, std::string_view customName);
     Endpoints loadProfileEndpoints(int profileId, std::string_view customName);
@@ -188,8 +205,9 @@ private:
     std::vector<std::unique_ptr<ProfileRecords>> mCustoms;
     /// Presets 0 to the count, which is included; each null until it is first loaded.
     std::vector<std::unique_ptr<IeqPreset>> mIeqPresets{1};
-    std::map<Port, Devices> mDeviceTunings;                   ///< of the ports that were loaded
-    std::map<std::string, std::unique_ptr<Tuning>> mTunings;  ///< by name
+    /// The devices of the ports, and the tunings, that were loaded. A tuning that has no row is
+    /// null.
+    Tunings mTunings;
     /// Tunings without a row, which somebody may still hold.
     std::vector<std::unique_ptr<Tuning>> mRemovedTunings;
 };

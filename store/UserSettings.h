@@ -1,0 +1,49 @@
+#pragma once
+
+#include "model/GeqPreset.h"
+#include "model/Port.h"
+#include "model/Profile.h"
+#include "model/ProfileEndpoint.h"
+
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace velora {
+
+/// Settings that a user can change: all of them, or those that a save must store. It has copies of
+/// the records, so that it can be passed to another thread.
+struct UserSettings {
+    std::map<int, Profile> profiles;  ///< by number
+    std::map<std::pair<int, Endpoint>, ProfileEndpoint> endpoints;
+    std::map<int, GeqPreset> geqPresets;  ///< by the number of their profile
+    std::optional<bool> sfxOn;
+    std::optional<int> selectedProfile;
+    std::map<Port, std::string> devices;  ///< the selected tuning device of a port
+
+    bool empty() const {
+        return profiles.empty() && endpoints.empty() && geqPresets.empty() && !sfxOn &&
+               !selectedProfile && devices.empty();
+    }
+
+    void add(const Profile& record) { profiles.insert_or_assign(record.getProfileId(), record); }
+    void add(const ProfileEndpoint& record) {
+        endpoints.insert_or_assign({record.getProfileId(), record.getEndpoint()}, record);
+    }
+    void add(const GeqPreset& record) {
+        geqPresets.insert_or_assign(record.getProfileId(), record);
+    }
+    /// Adds `newer`, which replaces what it has as well.
+    void add(UserSettings newer) {
+        newer.profiles.merge(profiles);
+        newer.endpoints.merge(endpoints);
+        newer.geqPresets.merge(geqPresets);
+        newer.devices.merge(devices);
+        if (!newer.sfxOn) newer.sfxOn = sfxOn;
+        if (!newer.selectedProfile) newer.selectedProfile = selectedProfile;
+        *this = std::move(newer);
+    }
+};
+
+}  // namespace velora
