@@ -76,9 +76,7 @@ void ProfileContext::restoreDefaults() {
     restoreDefaultGeq();
 }
 
-void ProfileContext::restoreDefaultGeq() {
-    restoreValues(*mGeqPreset, *mDefaults->geqPreset);
-}
+void ProfileContext::restoreDefaultGeq() { restoreValues(*mGeqPreset, *mDefaults->geqPreset); }
 
 void ProfileContext::save() {
     mProvider->save(mProfile);

@@ -64,12 +64,12 @@ void SndContext::load() {
 
 void SndContext::loadSelectionLocked() {
     int selected = mProvider->getSelectedProfile();
+    mStoredProfile = selected;
     if (selected < 0 || selected >= mNumOfProfiles) {
         ALOGW("There is no profile %d, profile 0 is selected", selected);
         selected = 0;
     }
     mSelectedContext = getContextLocked(selected);
-    mStoredProfile = selected;
 
     mSfxOn = mProvider->isSfxOn();
     mStoredSfxOn = mSfxOn;

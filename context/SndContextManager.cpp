@@ -37,9 +37,29 @@ constexpr char kOemVersionMessage[] =
     "OEM tuning format V=%s is not consistent with current V=%s, abort loading OEM tuning XML.";
 constexpr char kReloadingMessage[] = "Tell database to reload cached device tuning mappings.";
 
+std::string oemPath() { return rooted(std::string(kDataDirectory).append(kOemXml)); }
+
 bool exists(const std::string& path) {
     struct stat info {};
     return stat(path.c_str(), &info) == 0;
+}
+
+/// The records of the extra file, owned by `parser`. Null if it can't be used with a default file
+/// of this version.
+const DeviceData* parseOem(const std::string& path, const std::string& currentVersion,
+                           TuningFileParser& parser) {
+    ALOGD(kLoadingOemMessage, path.c_str());
+    if (parser.setTuningFile(path) != 0) {
+        ALOGE(kOemErrorMessage);
+        return nullptr;
+    }
+    parser.parseTuningFile();
+    const DeviceData* const oem = parser.getDeviceData();
+    ALOGI(kOemParsedMessage, static_cast<const void*>(oem));
+
+    if (oem->getFormatVersion() == currentVersion) return oem;
+    ALOGE(kOemVersionMessage, oem->getFormatVersion().c_str(), currentVersion.c_str());
+    return nullptr;
 }
 
 }  // namespace
@@ -109,10 +129,9 @@ int SndContextManager::initDatabase(Provider* provider, const std::string& path)
     if (!populateDatabase(data, provider)) return 0;
     loadOemTuningLocked();
     ALOGI(kOemLoadedMessage);
-    (void)transaction.commit();  // a failure is logged; the settings remain unchanged then
+    // A failure is logged; the settings remain unchanged then.
+    if (!transaction.commit()) mOemSignature.clear();
 
-    // The merge cached devices that are not stored if the transaction failed.
-    provider->reloadCachedDeviceTunings();
     return 0;
 }
 
@@ -171,59 +190,88 @@ bool SndContextManager::populateDatabase(DeviceData* data, Provider* provider) {
 }
 
 int SndContextManager::loadOemTuning() {
-    Mutex::Autolock lock(mLock);
-    if (mContext == nullptr) return android::NO_INIT;
-    const int result = loadOemTuningLocked();
-    if (result == 0) mContext->reloadTuning();
-    return result;
+    Mutex nobodyElse;
+    return loadOemTuning(nobodyElse);
 }
 
-int SndContextManager::loadOemTuningLocked() {
-    const std::string path = rooted(std::string(kDataDirectory).append(kOemXml));
+int SndContextManager::loadOemTuning(Mutex& callersLock) {
+    Mutex::Autolock reloading(mReloadLock);
+    SndContext* const context = getSndContext();
+    if (context == nullptr) return android::NO_INIT;
+    const std::string path = oemPath();
     if (!exists(path)) {
         ALOGI(kNoOemXmlMessage);
         return android::NAME_NOT_FOUND;
     }
 
-    ALOGD(kLoadingOemMessage, path.c_str());
-    TuningFileParser oemParser;
-    if (oemParser.setTuningFile(path) != 0) {
-        ALOGE(kOemErrorMessage);
-        return android::BAD_VALUE;
+    const std::string signature = fileSignature(path);
+    const bool isChanged = signature.empty() || signature != getOemSignature();
+    Provider::Tunings tunings;
+    if (isChanged) {
+        const int result = mergeChangedOem(path, signature, &tunings);
+        if (result != 0) return result;
     }
-    oemParser.parseTuningFile();
-    const DeviceData* const oem = oemParser.getDeviceData();
-    ALOGI(kOemParsedMessage, static_cast<const void*>(oem));
 
-    const std::string currentVersion = mProvider->getDefaultXmlFormatVersion();
-    if (oem->getFormatVersion() != currentVersion) {
-        ALOGE(kOemVersionMessage, oem->getFormatVersion().c_str(), currentVersion.c_str());
-        return android::BAD_VALUE;
-    }
-    return mergeOemTuningLocked(*oem);
+    Mutex::Autolock lock(callersLock);
+    if (isChanged) context->useTunings(std::move(tunings));
+    context->reloadTuning();
+    return 0;
 }
 
-// The default file is parsed again for the names that it defines.
-int SndContextManager::mergeOemTuningLocked(const DeviceData& oem) {
-    const std::string path = rooted(kDefaultXml);
-    TuningFileParser defaultParser;
-    // The names must be those of the stored records, so a file that changed since is of no use.
-    if (getSignature(path) != mProvider->getDefaultXmlSignature() ||
-        defaultParser.setTuningFile(path) != 0) {
-        ALOGE("The default tuning XML is not the stored one, abort loading OEM tuning XML.");
-        return android::BAD_VALUE;
-    }
-    defaultParser.parseTuningFile();
+int SndContextManager::mergeChangedOem(const std::string& path, const std::string& signature,
+                                       Provider::Tunings* tunings) {
+    // The file is parsed before any lock is taken that a query or a save could wait for.
+    TuningFileParser parser;
+    const DeviceData* const oem = parseOem(path, getDefaultXmlFormatVersion(), parser);
+    if (oem == nullptr) return android::BAD_VALUE;
 
-    StoreBuilder builder(mProvider.get());
-    if (!builder.mergeOemTuning(oem, *defaultParser.getDeviceData())) {
-        return android::INVALID_OPERATION;
-    }
+    Mutex::Autolock database(getSndContext()->databaseLock());
+    Provider* const provider = getProvider();
+    setOemSignature({});  // until everything has succeeded
+    if (!StoreBuilder(provider).mergeOemTuning(*oem)) return android::INVALID_OPERATION;
 
     ALOGI(kReloadingMessage);
-    const ReadSession reloading = mProvider->startReading();
-    mProvider->reloadCachedDeviceTunings();
-    return reloading.ok() ? 0 : android::INVALID_OPERATION;
+    const ReadSession reading = provider->startReading();
+    *tunings = provider->readTunings();
+    if (!reading.ok()) return android::INVALID_OPERATION;
+
+    // A file that changed while it was read is read again next time.
+    if (fileSignature(path) == signature) setOemSignature(signature);
+    return 0;
+}
+
+// At start-up, in the transaction that fills the store from the default file.
+int SndContextManager::loadOemTuningLocked() {
+    const std::string path = oemPath();
+    if (!exists(path)) {
+        ALOGI(kNoOemXmlMessage);
+        return android::NAME_NOT_FOUND;
+    }
+
+    const std::string signature = fileSignature(path);
+    TuningFileParser parser;
+    const DeviceData* const oem = parseOem(path, mProvider->getDefaultXmlFormatVersion(), parser);
+    if (oem == nullptr) return android::BAD_VALUE;
+    if (!StoreBuilder(mProvider.get()).mergeOemTuning(*oem)) return android::INVALID_OPERATION;
+
+    ALOGI(kReloadingMessage);
+    if (fileSignature(path) == signature) mOemSignature = signature;
+    return 0;
+}
+
+Provider* SndContextManager::getProvider() const {
+    Mutex::Autolock lock(mLock);
+    return mProvider.get();
+}
+
+std::string SndContextManager::getOemSignature() const {
+    Mutex::Autolock lock(mLock);
+    return mOemSignature;
+}
+
+void SndContextManager::setOemSignature(const std::string& signature) {
+    Mutex::Autolock lock(mLock);
+    mOemSignature = signature;
 }
 
 SndContext* SndContextManager::getSndContext() const {
@@ -248,9 +296,11 @@ void SndContextManager::releaseLocked() {
     mProvider.reset();
     mFormatVersion.clear();
     mZenithGameSystemGain = 0;
+    mOemSignature.clear();
 }
 
 void SndContextManager::release() {
+    Mutex::Autolock reloading(mReloadLock);
     Mutex::Autolock lock(mLock);
     releaseLocked();
 }

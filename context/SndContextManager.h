@@ -19,9 +19,9 @@ namespace velora {
 /// tuning file (OEM), and loads the sound context.
 ///
 /// Owns provider, observable and context. Any thread may call `init`, `getSignature` and the
-/// getters. `loadOemTuning` and `release` also change what the context uses, so they must be called
-/// under the lock that serialises the context's callers (the facade's). Observers must not call
-/// back into the manager.
+/// getters. `loadOemTuning` and `release` also change what the context uses: the first takes the
+/// lock that serialises the context's callers (the facade's), the other must be called while nobody
+/// uses the context. Observers must not call back into the manager.
 ///
 /// If start-up fails, which is logged, there is no context, and `init` may be called again. It
 /// fails without a default tuning file, if stored settings can't be read, and if nothing is stored
@@ -35,10 +35,14 @@ public:
     SndContext* getSndContext() const;
 
     /// Reads the extra tuning file again, stores what it contains, and reloads the context's
-    /// tunings. Returns 0 on success. Otherwise the selected tunings remain the same: the file is
-    /// missing, malformed or of another version than the default file, the default file is no
-    /// longer the stored one, the store fails, or there is no context.
+    /// tunings. A file that was merged last and has not changed since is neither parsed nor stored
+    /// again. Returns 0 on success. Otherwise the selected tunings remain the same: the file is
+    /// missing, malformed or of another version than the default file, the store fails, or there is
+    /// no context.
     [[nodiscard]] int loadOemTuning();
+    /// The same while other threads use the context with `callersLock` held: only the last step,
+    /// which changes the context and notifies its observers, takes that lock.
+    [[nodiscard]] int loadOemTuning(android::Mutex& callersLock);
 
     /// Of the stored default tuning file; empty and 0 without a context.
     std::string getDefaultXmlFormatVersion() const;
@@ -66,8 +70,16 @@ private:
     static std::string getChangedSignature(const std::string& path, Provider* provider);
     static bool populateDatabase(DeviceData* data, Provider* provider);
     int loadOemTuningLocked() REQUIRES(mLock);
-    int mergeOemTuningLocked(const DeviceData& oem) REQUIRES(mLock);
+    /// Merges the extra file of this signature and reads the tunings again. 0 or an error.
+    int mergeChangedOem(const std::string& path, const std::string& signature,
+                        Provider::Tunings* tunings) REQUIRES(mReloadLock);
     void releaseLocked() REQUIRES(mLock);
+    Provider* getProvider() const;
+    std::string getOemSignature() const;
+    void setOemSignature(const std::string& signature);
+
+    /// Held by `loadOemTuning` and `release`. It comes before the callers' lock and `mLock`.
+    android::Mutex mReloadLock;
 
     mutable android::Mutex mLock;
     std::unique_ptr<Provider> mProvider GUARDED_BY(mLock);
@@ -78,6 +90,7 @@ private:
     // Of the stored default tuning file.
     std::string mFormatVersion GUARDED_BY(mLock);
     int mZenithGameSystemGain GUARDED_BY(mLock) = 0;
+    std::string mOemSignature GUARDED_BY(mLock);  ///< of the extra file that was merged last
 };
 
 }  // namespace velora

@@ -3,7 +3,6 @@
 #include "context/StoreBuilder.h"
 
 #include <algorithm>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -35,13 +34,6 @@ std::vector<Record*> sorted(std::vector<Record*> records, Key key) {
     std::stable_sort(records.begin(), records.end(),
                      [&](const Record* a, const Record* b) { return key(*a) < key(*b); });
     return records;
-}
-
-template <typename Record, typename Getter>
-std::set<std::string> allNames(const std::vector<Record*>& records, Getter getName) {
-    std::set<std::string> names;
-    for (const Record* record : records) names.insert((record->*getName)());
-    return names;
 }
 
 }  // namespace
@@ -85,21 +77,22 @@ void StoreBuilder::selectDefaultDevices() {
     }
 }
 
-bool StoreBuilder::mergeOemTuning(const DeviceData& oem, const DeviceData& defaults) {
+bool StoreBuilder::mergeOemTuning(const DeviceData& oem) {
     Transaction transaction(*mProvider);
-    replaceOemTunings(oem, defaults);
-    replaceOemDevices(oem, defaults);
+    const auto defaults = mProvider->readFactoryNames();
+    if (!defaults) return false;
+    replaceOemTunings(oem, *defaults);
+    replaceOemDevices(oem, *defaults);
     return transaction.commit();
 }
 
-void StoreBuilder::replaceOemTunings(const DeviceData& oem, const DeviceData& defaults) {
-    const auto defaultTunings = allNames(defaults.getTunings(), &Tuning::getName);
-
+void StoreBuilder::replaceOemTunings(const DeviceData& oem,
+                                     const Provider::FactoryNames& defaults) {
     mProvider->clearOemTunings();
     ALOGI(kNumOfTuningsMessage, oem.getTunings().size());
     for (Tuning* const tuning : oem.getTunings()) {
         const std::string& name = tuning->getName();
-        if (defaultTunings.contains(name)) {
+        if (defaults.tunings.contains(name)) {
             ALOGI(kTuningDroppedMessage, name.c_str());
             continue;
         }
@@ -109,21 +102,19 @@ void StoreBuilder::replaceOemTunings(const DeviceData& oem, const DeviceData& de
     }
 }
 
-void StoreBuilder::replaceOemDevices(const DeviceData& oem, const DeviceData& defaults) {
-    const auto defaultTunings = allNames(defaults.getTunings(), &Tuning::getName);
-    const auto defaultDevices = allNames(defaults.getDeviceTunings(), &DeviceTuning::getDevice);
-
+void StoreBuilder::replaceOemDevices(const DeviceData& oem,
+                                     const Provider::FactoryNames& defaults) {
     mProvider->clearOemDeviceTunings();
     ALOGI(kNumOfDevicesMessage, oem.getDeviceTunings().size());
     for (DeviceTuning* const device : oem.getDeviceTunings()) {
         const std::string name = device->getDevice();
         const std::string tuning = device->getTuning();
         // Every device refers to a tuning of its own file, which in this case was dropped.
-        if (defaultTunings.contains(tuning)) {
+        if (defaults.tunings.contains(tuning)) {
             ALOGI(kDeviceOfDroppedTuningMessage, tuning.c_str());
             continue;
         }
-        if (defaultDevices.contains(name)) {
+        if (defaults.devices.contains(name)) {
             ALOGI(kDeviceDroppedMessage, name.c_str());
             continue;
         }

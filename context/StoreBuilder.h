@@ -19,14 +19,14 @@ public:
     [[nodiscard]] bool populate(const DeviceData& data);
 
     /// Replaces the tunings and devices that came from the maker's extra tuning file (OEM) by those
-    /// of `oem`. What has a name that `defaults`, the default tuning file, defines is left out.
-    [[nodiscard]] bool mergeOemTuning(const DeviceData& oem, const DeviceData& defaults);
+    /// of `oem`. What has a name that the default tuning file defines is left out.
+    [[nodiscard]] bool mergeOemTuning(const DeviceData& oem);
 
 private:
     void createRecords(const DeviceData& data);
     void selectDefaultDevices();
-    void replaceOemTunings(const DeviceData& oem, const DeviceData& defaults);
-    void replaceOemDevices(const DeviceData& oem, const DeviceData& defaults);
+    void replaceOemTunings(const DeviceData& oem, const Provider::FactoryNames& defaults);
+    void replaceOemDevices(const DeviceData& oem, const Provider::FactoryNames& defaults);
 
     Provider* const mProvider;
 };

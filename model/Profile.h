@@ -31,7 +31,9 @@ public:
     int getSelectedGeqPreset() const { return mSelectedGeqPreset; }
 
     void setName(std::string name);
-    void setMobility(bool mobility) { setField(mMobility, mobility); }  ///< doesn't mark the record dirty
+    void setMobility(bool mobility) {
+        setField(mMobility, mobility);
+    }  ///< doesn't mark the record dirty
     void setSelectedGeqPreset(int preset);
 
     /// Compares the profile number and the values.

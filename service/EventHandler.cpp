@@ -74,6 +74,18 @@ void VeloraManagerService::EventHandler::stop() {
     mLooper->unregisterHandler(id());
     mWaiting = 0;  // what is queued is dropped, since it has no receiver any more
     mLooper->stop();
+
+    Mutex::Autolock lock(mSaveLock);
+    mStopped = true;
+    mSaveDone.broadcast();
+}
+
+void VeloraManagerService::EventHandler::saveAfterQueued() {
+    Mutex::Autolock lock(mSaveLock);
+    if (sp<AMessage>::make(SAVE, this)->post() != OK) return;
+
+    const uint64_t number = ++mSavesPosted;
+    while (mSavesDone < number && !mStopped) mSaveDone.wait(mSaveLock);
 }
 
 status_t VeloraManagerService::EventHandler::sendMessage(const void* data, uint32_t size,
@@ -122,6 +134,14 @@ void VeloraManagerService::EventHandler::onMessageReceived(const sp<AMessage>& m
     // other reference is released meanwhile, the service is destroyed here, on the looper thread.
     const sp<VeloraManagerService> owner = mOwner.promote();
     if (!owner) return;
+
+    if (message->what() == SAVE) {
+        (void)owner->saveSettings();  // a failure is logged
+        Mutex::Autolock lock(mSaveLock);
+        ++mSavesDone;
+        mSaveDone.broadcast();
+        return;
+    }
 
     sp<ABuffer> buffer;
     switch (message->what()) {

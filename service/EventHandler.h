@@ -10,7 +10,9 @@
 #include <media/stagefright/foundation/AHandler.h>
 #include <media/stagefright/foundation/ALooper.h>
 #include <media/stagefright/foundation/AMessage.h>
+#include <utils/Condition.h>
 #include <utils/Errors.h>
+#include <utils/Mutex.h>
 
 namespace android {
 
@@ -31,6 +33,8 @@ public:
         SET_SELECTED_TUNING = velora::fourCharacters("sett"),
         /// A client's request. "buffer": a command, see velora::SetRequest.
         SET_PARAM = velora::fourCharacters("setp"),
+        /// Saves the settings, for `saveAfterQueued`. Nobody is notified.
+        SAVE = velora::fourCharacters("save"),
     };
 
     /// Creates the looper; it doesn't run yet. `manager` must live as long as `owner`.
@@ -47,6 +51,10 @@ public:
     [[nodiscard]] status_t sendMessage(const void* data, uint32_t size, uint32_t what);
     [[nodiscard]] status_t sendMessage(const void* data, uint32_t size, int32_t port,
                                        uint32_t what);
+
+    /// Saves the settings when everything that is queued has been executed. Returns when that is
+    /// done, or at once after `stop`. Must not be called on the looper thread.
+    void saveAfterQueued();
 
 protected:
     void onMessageReceived(const sp<AMessage>& message) override;
@@ -68,6 +76,13 @@ private:
     velora::SndManager* const mSndManager;
     const wp<VeloraManagerService> mOwner;
     std::atomic<int> mWaiting{0};  ///< requests that are queued and not yet begun
+
+    Mutex mSaveLock;
+    Condition mSaveDone;
+    // Numbers of the saves for `saveAfterQueued`, which are done in their order.
+    uint64_t mSavesPosted GUARDED_BY(mSaveLock) = 0;
+    uint64_t mSavesDone GUARDED_BY(mSaveLock) = 0;
+    bool mStopped GUARDED_BY(mSaveLock) = false;
 };
 
 }  // namespace android

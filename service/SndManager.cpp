@@ -196,9 +196,13 @@ int SndManager::getSelectedProfile() {
 }
 
 bool SndManager::resetProfile(int profile) {
-    Mutex::Autolock lock(sLock);
-    if (!prepareChangeLocked() || !isProfileLocked(profile)) return false;
-    mContext->resetProfile(profile);
+    SndContext::Save save;
+    {
+        Mutex::Autolock lock(sLock);
+        if (!prepareChangeLocked() || !isProfileLocked(profile)) return false;
+        save = mContext->beginReset(profile);
+    }
+    (void)save.wait();
     return true;
 }
 
@@ -327,10 +331,12 @@ std::string SndManager::getDefaultXmlFormatVersion() {
 }
 
 int SndManager::reloadTuningXml() {
-    Mutex::Autolock lock(sLock);
-    if (mContext == nullptr) return android::NO_INIT;
-    ALOGI(kReloadMessage);
-    return SndContextManager::getInstance().loadOemTuning();
+    {
+        Mutex::Autolock lock(sLock);
+        if (mContext == nullptr) return android::NO_INIT;
+        ALOGI(kReloadMessage);
+    }
+    return SndContextManager::getInstance().loadOemTuning(sLock);
 }
 
 void SndManager::restoreCurrentProfiles() {
@@ -338,24 +344,26 @@ void SndManager::restoreCurrentProfiles() {
     if (mContext != nullptr) mContext->reloadAllProfile();
 }
 
-bool SndManager::saveSndStateAndSettings() {
-    Mutex::Autolock lock(sLock);
-    return mContext == nullptr || mContext->save();
+bool SndManager::save(SndContext::Part part) {
+    SndContext::Save save;
+    {
+        Mutex::Autolock lock(sLock);
+        if (mContext != nullptr) save = mContext->beginSave(part);
+    }
+    return save.wait();
 }
 
-void SndManager::saveSndState() {
-    Mutex::Autolock lock(sLock);
-    if (mContext != nullptr) mContext->saveSndState();
-}
+bool SndManager::saveSndStateAndSettings() { return save(SndContext::Part::EVERYTHING); }
 
-void SndManager::saveSndProfile() {
-    Mutex::Autolock lock(sLock);
-    if (mContext != nullptr) mContext->saveSndProfile();
-}
+void SndManager::saveSndState() { (void)save(SndContext::Part::SWITCH); }
 
-bool SndManager::saveSndProfileSettings() {
+void SndManager::saveSndProfile() { (void)save(SndContext::Part::SELECTED_PROFILE); }
+
+bool SndManager::saveSndProfileSettings() { return save(SndContext::Part::PROFILES); }
+
+bool SndManager::isSaved() {
     Mutex::Autolock lock(sLock);
-    return mContext == nullptr || mContext->saveSndProfileSettings();
+    return mContext == nullptr || mContext->isSaved();
 }
 
 }  // namespace velora

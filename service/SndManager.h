@@ -1,5 +1,6 @@
 #pragma once
 
+#include "context/SndContext.h"
 #include "model/Parameter.h"
 #include "model/Port.h"
 
@@ -14,15 +15,15 @@ namespace velora {
 class ParameterAdapter;
 class SfxController;
 class SfxEffect;
-class SndContext;
 class Tuning;
 
 /// The one object through which the service reaches the rest of the library.
 ///
 /// Owned by the service; owns the effect's handle and controller and the adapter of the
 /// client-facing parameters. The sound context belongs to the process. Any thread may call it: one
-/// lock for the whole process is held during the whole of each operation, so that everything below
-/// is used by one thread at a time, also while one facade follows another.
+/// lock for the whole process is held during each operation, so that everything below is used by
+/// one thread at a time, also while one facade follows another. Only waiting for the disk, and
+/// reading a tuning file, happen without the lock.
 ///
 /// Before `init` has succeeded every operation returns a neutral value: false, 0, an empty text or
 /// list, -19 where the result is an error number. Profiles are given by index, ports as `Port`
@@ -50,6 +51,7 @@ public:
     std::string getProfileName(int profile);
     bool setSelectedProfile(int profile);
     int getSelectedProfile();
+    /// Returns when the reset profile is stored, or storing it has failed, which is logged.
     bool resetProfile(int profile);
     bool isProfileModified(int profile);
     bool isMobilityProfileSelected();
@@ -80,8 +82,12 @@ public:
 
     /// False if not everything could be stored; what is in memory remains unchanged.
     [[nodiscard]] bool saveSndStateAndSettings();
+    /// Return when the switch, or the number of the selected profile, is stored, or storing it has
+    /// failed, which is logged.
     void saveSndState();
     void saveSndProfile();
+    /// False if the last save failed. The next one stores what that was to store, too.
+    bool isSaved();
 
     // Part of the vendor's contract, without a caller here.
 
@@ -111,6 +117,8 @@ protected:
     virtual std::unique_ptr<SfxEffect> createSfxEffect(int sessionId) REQUIRES(sLock);
 
 private:
+    /// Saves a part of the settings. True if they are stored, or if there are none.
+    bool save(SndContext::Part part);
     bool isProfileLocked(int profile) const REQUIRES(sLock);
     bool isParameterLocked(int profile, int id) const REQUIRES(sLock);
     std::string profileNameLocked(int profile) REQUIRES(sLock);

@@ -66,14 +66,9 @@ void VeloraManagerService::initManager() {
 }
 
 bool VeloraManagerService::saveSettings() {
-    if (!mInitialized) return mSaved;
+    if (!mInitialized) return true;
 
-    bool saved = false;
-    {
-        Mutex::Autolock lock(mSaveLock);
-        saved = mManager->saveSndStateAndSettings();
-        mSaved = saved;
-    }
+    const bool saved = mManager->saveSndStateAndSettings();
     if (!saved) ALOGE("%s the settings couldn't be stored", __func__);
     return saved;
 }
@@ -85,9 +80,9 @@ bool VeloraManagerService::shutdown() {
         if (mHandler) mHandler->stop();  // null if nobody ever held the service
 
         // After the looper, so that the request it was handling is saved, too.
-        (void)saveSettings();  // remembered in `mSaved`
+        mSavedAtEnd = saveSettings();
     }
-    return mSaved;
+    return mSavedAtEnd;
 }
 
 void VeloraManagerService::registerClient(const sp<IKmsCallbacks>& listener, int32_t type,
@@ -111,7 +106,7 @@ void VeloraManagerService::unregisterClient(const sp<IKmsCallbacks>& /*listener*
     }
 
     if (ClientRegistry::isPlain(client->type())) {
-        (void)saveSettings();  // a failure is logged, and unregistering goes on
+        mHandler->saveAfterQueued();  // a failure is logged, and unregistering goes on
     }
     postRegistrationNotice();
     ALOGD(kRegistrationExitMessage, __func__, type, uid);
@@ -167,9 +162,16 @@ void VeloraManagerService::setSelectedTuningDevice(int port, void* name, int len
     if (result != OK) ALOGE("%s: the request can't be queued, error %d", __func__, result);
 }
 
+/// True if the clients must be notified.
 bool VeloraManagerService::reloadTuning() {
+    const uint64_t request = ++mReloadsRequested;
     Mutex::Autolock lock(mLifecycleLock);
     if (mEnded) return false;
+
+    // A reload that began after this request has answered it as well.
+    if (request <= mReloadsAnswered) return false;
+    mReloadsAnswered = mReloadsRequested;
+
     ALOGD(kReloadMessage);
     return mManager->reloadTuningXml() == OK;
 }

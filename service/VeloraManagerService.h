@@ -39,11 +39,12 @@ public:
 
     VeloraManagerService();
 
-    /// Writes all settings to the store, on the calling thread, if initialised. False, with a line
-    /// in the log, if they couldn't be stored: they are unchanged, and can be saved again.
+    /// Stores all settings that have changed, if initialised, and returns when they are stored. No
+    /// query waits meanwhile. False, with a line in the log, if they couldn't be stored: they are
+    /// unchanged, and can be saved again.
     [[nodiscard]] bool saveSettings();
     /// False if the last save failed, whoever asked for it.
-    [[nodiscard]] bool isSaved() const { return mSaved; }
+    [[nodiscard]] bool isSaved() const { return !mInitialized || mManager->isSaved(); }
 
     /// Ends the service: stops the looper, waiting for the request that it is handling, and then
     /// saves. Requests that are still queued are dropped, later ones refused, and nothing is
@@ -57,8 +58,9 @@ public:
     /// any other: plain). A client is identified by `uid + type` (wrapping): a second one with the
     /// same sum is not added. `listener` may be null.
     void registerClient(const sp<IKmsCallbacks>& listener, int32_t type, uint32_t uid);
-    /// Removes the client `uid + type`, whatever `listener` is, and notifies the others. All
-    /// settings are saved when a plain client unregisters.
+    /// Removes the client `uid + type`, whatever `listener` is, and notifies the others. When a
+    /// plain client unregisters, returns after every request that was queued before has been
+    /// executed, and all settings are stored.
     void unregisterClient(const sp<IKmsCallbacks>& listener, int32_t type, uint32_t uid);
 
     /// Calls every client with `size` bytes at `data` (null: none), in the order of their keys, and
@@ -115,8 +117,9 @@ public:
 
     /// One integer by its four-character key (velora::key), -1 for an unknown one.
     int64_t getIntParam(uint32_t key);
-    /// "RLTF", whatever the value, reads the maker's extra tuning file again and, if that succeeds,
-    /// notifies every client with an empty update. Other keys do nothing.
+    /// "RLTF", whatever the value, reads the maker's extra tuning file again, stores what it
+    /// contains and, if that succeeds, notifies every client with an empty update. A call that
+    /// comes while another one waits is answered together with it. Other keys do nothing.
     void setIntParam(uint32_t key, int64_t value);
 
 protected:
@@ -152,18 +155,18 @@ private:
 
     // Read without a lock.
     std::atomic<bool> mInitialized{false};
-    std::atomic<bool> mSaved{true};
     std::atomic<int32_t> mActiveDevice{AUDIO_DEVICE_OUT_SPEAKER};
     std::atomic<int32_t> mChctValue{2};
     std::atomic<int64_t> mLastActiveDeviceQueryMs{-1000};
+
+    std::atomic<uint64_t> mReloadsRequested{0};
 
     // Held while the facade is initialised, reloads or ends, so that nothing begins after the end
     // and a second `shutdown` waits for the first. It comes before every other lock.
     Mutex mLifecycleLock;
     bool mEnded GUARDED_BY(mLifecycleLock) = false;
-
-    // Held while the settings are saved, so that `mSaved` is the result of the last save.
-    Mutex mSaveLock;
+    bool mSavedAtEnd GUARDED_BY(mLifecycleLock) = true;
+    uint64_t mReloadsAnswered GUARDED_BY(mLifecycleLock) = 0;
 };
 
 }  // namespace android

@@ -344,8 +344,7 @@ bool DatabaseHelper::queryDeviceTunings(std::string_view port,
                                         std::vector<std::unique_ptr<DeviceTuning>>* devices) {
     return getAllRows(
         "SELECT _id, device, port, tuning_id FROM device_tunings WHERE port=? ORDER BY rowid",
-        {port},
-        [&](std::span<const RowData> row) { devices->push_back(makeDeviceTuning(row)); });
+        {port}, [&](std::span<const RowData> row) { devices->push_back(makeDeviceTuning(row)); });
 }
 
 bool DatabaseHelper::queryAllDeviceTunings(
@@ -379,6 +378,17 @@ std::map<int, std::string> DatabaseHelper::queryNames(TableType type, std::strin
               static_cast<int>(row[0].text.size()), row[0].text.data());
     });
     return names;
+}
+
+bool DatabaseHelper::queryTexts(TableType type, std::string_view column,
+                                std::string_view customName, std::set<std::string>* texts) {
+    const std::string sql = std::string("SELECT ")
+                                .append(column)
+                                .append(" FROM ")
+                                .append(tableOf(type).name)
+                                .append(" WHERE custom_name=?");
+    return getAllRows(sql, {customName},
+                      [&](std::span<const RowData> row) { texts->emplace(row[0].text); });
 }
 
 void DatabaseHelper::clearOem(const Table& table, const char* message) {

@@ -16,6 +16,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -134,6 +135,10 @@ public:
     /// Names of profiles or IEQ presets of one copy, by number. A row whose number isn't a plain
     /// decimal is left out, with an error in the log.
     std::map<int, std::string> queryNames(TableType type, std::string_view customName);
+
+    /// The texts of one column in the rows of one copy. False if they can't be read.
+    [[nodiscard]] bool queryTexts(TableType type, std::string_view column,
+                                  std::string_view customName, std::set<std::string>* texts);
 
     void clearOemTunings();
     void clearOemDeviceTunings();

@@ -24,11 +24,6 @@ constexpr char kProfilesFoundMessage[] = "%s(): Total %d profiles found";
 constexpr char kNoIeqPresetsMessage[] = "%s(): No ieq presets found from the database";
 constexpr char kIeqPresetsFoundMessage[] = "%s(): Total %d ieq presets found";
 constexpr char kVersionsMessage[] = "Stored database version[%s], expected database version[%s]";
-constexpr char kNoDeviceMessage[] = "Cannot find device with name %s in mDeviceTunings";
-constexpr char kTuningFoundMessage[] = "Found existing tuning[%s] from cache device[%s]";
-constexpr char kTuningLoadedMessage[] =
-    "Load tuning[%s] from cache device[%s], and put it in cached mTunings";
-constexpr char kDeviceClearedMessage[] = "Clear cached device tuning Port[%s]:Device[%s]";
 
 constexpr std::string_view kDatabaseFile = "kiv_sqlite3.db";
 
@@ -49,10 +44,6 @@ template <typename Record>
 void markStored(Record& record) {
     record.setDirty(false);
     record.setChanged(false);
-}
-
-std::unique_ptr<Tuning> newTuning(std::string_view name) {
-    return std::make_unique<Tuning>(completed(Tuning(std::string(name), Endpoint::SPEAKER, false)));
 }
 
 }  // namespace
@@ -243,8 +234,7 @@ Profile* Provider::loadProfile(int profileId) { return loadProfile(profileId, kC
 
 GeqPreset* Provider::loadGeqPreset(int profileId, std::string_view customName) {
     GeqPreset* const preset = recordsOf(profileId, customName).geqPreset;
-    const bool loaded =
-        preset != nullptr && mDatabase.queryGeqValue(profileId, customName, preset);
+    const bool loaded = preset != nullptr && mDatabase.queryGeqValue(profileId, customName, preset);
     if (loaded) preset->setChanged(false);
     return preset;
 }
@@ -283,8 +273,8 @@ ProfileEndpoint* Provider::loadProfileEndpoint(int profileId, Endpoint endpoint)
     }
 
     ProfileEndpoint* const record = endpoints[index];
-    const bool loaded = record != nullptr && mDatabase.queryEndpointValue(profileId, endpoint,
-                                                                          kCustomName, record);
+    const bool loaded =
+        record != nullptr && mDatabase.queryEndpointValue(profileId, endpoint, kCustomName, record);
     if (loaded) record->setChanged(false);
     return record;
 }
@@ -421,96 +411,6 @@ void Provider::updateDeviceTuning(std::string_view port, std::string_view device
 
 std::string Provider::getDeviceTuning(std::string_view port) {
     return mDatabase.queryConfigurationValue(port);
-}
-
-// Devices that can't be read are not cached, so the next call tries again.
-void Provider::loadDevices(Port port) {
-    if (!isPort(port) || mTunings.devices.contains(port)) return;
-    std::vector<std::unique_ptr<DeviceTuning>> devices;
-    if (mDatabase.queryDeviceTunings(portInfo(port).name, &devices)) {
-        mTunings.devices[port] = std::move(devices);
-    }
-}
-
-std::vector<DeviceTuning*> Provider::loadDeviceTuningsForPort(Port port) {
-    loadDevices(port);
-    std::vector<DeviceTuning*> devices;
-    const auto loaded = mTunings.devices.find(port);
-    if (loaded == mTunings.devices.end()) return devices;
-    for (const auto& device : loaded->second) devices.push_back(device.get());
-    return devices;
-}
-
-const DeviceTuning* Provider::findDevice(const std::string& device) const {
-    for (const auto& [port, devices] : mTunings.devices) {
-        for (const auto& candidate : devices) {
-            if (candidate->getDevice() == device) return candidate.get();
-        }
-    }
-    return nullptr;
-}
-
-Tuning* Provider::loadTuningForDevice(const std::string& device) {
-    const DeviceTuning* const found = findDevice(device);
-    if (found == nullptr) {
-        ALOGW(kNoDeviceMessage, device.c_str());
-        return nullptr;
-    }
-
-    const std::string name = found->getTuning();
-    const auto loaded = mTunings.tunings.find(name);
-    if (loaded != mTunings.tunings.end()) {
-        ALOGD(kTuningFoundMessage, name.c_str(), device.c_str());
-        return loaded->second.get();
-    }
-
-    auto tuning = newTuning(name);
-    if (!mDatabase.queryTuning(name, tuning.get())) {
-        ALOGW("There is no tuning[%s] for device[%s]", name.c_str(), device.c_str());
-        return nullptr;
-    }
-    ALOGD(kTuningLoadedMessage, name.c_str(), device.c_str());
-    return (mTunings.tunings[name] = std::move(tuning)).get();
-}
-
-void Provider::reloadCachedDeviceTunings() { useTunings(readTunings()); }
-
-Provider::Tunings Provider::readTunings() {
-    Tunings read;
-    (void)mDatabase.queryAllDeviceTunings([&](std::unique_ptr<DeviceTuning> device) {
-        const auto port = portByName(device->getPort());
-        if (port) read.devices[*port].push_back(std::move(device));
-    });
-    for (const PortInfo& port : kPorts) read.devices.try_emplace(port.port);
-
-    (void)mDatabase.queryAllTunings([&](std::string_view name) {
-        auto& tuning = read.tunings[std::string(name)];
-        tuning = newTuning(name);
-        return tuning.get();
-    });
-    return read;
-}
-
-void Provider::useTunings(Tunings tunings) {
-    for (const auto& [port, devices] : mTunings.devices) {
-        for (const auto& device : devices) {
-            ALOGD(kDeviceClearedMessage, device->getPort().c_str(), device->getDevice().c_str());
-        }
-    }
-    mTunings.devices = std::move(tunings.devices);
-
-    // Callers hold the tunings that were returned, so these objects remain, also without a row.
-    for (auto& [name, tuning] : mTunings.tunings) {
-        auto& read = tunings.tunings[name];
-        if (read != nullptr) {
-            *tuning = std::move(*read);
-            read = std::move(tuning);
-        } else {
-            mRemovedTunings.push_back(std::move(tuning));
-        }
-    }
-    std::erase_if(tunings.tunings, [](const auto& entry) { return entry.second == nullptr; });
-    mTunings.tunings = std::move(tunings.tunings);
 }
 
 }  // namespace velora

@@ -8,6 +8,8 @@
 #include <array>
 #include <map>
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -123,7 +125,8 @@ public:
     virtual void save(Profile* profile);
     virtual void save(ProfileEndpoint* endpoint);
 
-    /// Stores all of `settings` in one transaction. False if that failed: nothing of them is stored.
+    /// Stores all of `settings` in one transaction. False if that failed: nothing of them is
+    /// stored.
     [[nodiscard]] virtual bool storeSettings(UserSettings& settings);
 
     // Fill the record from the stored factory copy and return it. Nothing is stored.
@@ -159,6 +162,14 @@ public:
     virtual std::vector<DeviceTuning*> loadDeviceTuningsForPort(Port port);
     /// The tuning of a device, whose port must have been loaded; null if there is none. Read once.
     virtual Tuning* loadTuningForDevice(const std::string& device);
+    /// The names that the default tuning file defines.
+    struct FactoryNames {
+        std::set<std::string> tunings;
+        std::set<std::string> devices;
+    };
+    /// Nullopt if they can't be read.
+    virtual std::optional<FactoryNames> readFactoryNames();
+
     /// `readTunings` and `useTunings`.
     virtual void reloadCachedDeviceTunings();
 
