@@ -52,20 +52,19 @@ TEST_F(VeloraManagerServiceTest, NothingIsInitialisedOrReloadedAfterShutdown) {
     EXPECT_THAT(client->take(0), IsEmpty());
 }
 
-TEST_F(VeloraManagerServiceTest, AFailedSaveIsReportedEvenIfAnotherOneSucceedsMeanwhile) {
-    static std::function<void()> onFailure;
-    enter(0, 1);
-    const auto store = dir.path() / "data/vendor/velora/kiv_sqlite3.db";
-    std::filesystem::rename(store, store.string() + ".away");
-    onFailure = [&] {
-        std::filesystem::rename(store.string() + ".away", store);
-        EXPECT_TRUE(service->saveSettings());
-    };
-    __android_log_set_logger([](const __android_log_message* entry) {
-        if (std::string(entry->message).ends_with("couldn't be stored")) onFailure();
-    });
-    EXPECT_FALSE(service->saveSettings());
+TEST_F(VeloraManagerServiceTest, WhatCouldNotBeStoredIsStoredByTheNextSave) {
+    const auto client = enter(0, 1);
+    EXPECT_EQ(set(PROFILE_PARAMETER, {2, 106, 11}), 0);
+    client->take(1);
+    {
+        const auto other = holdStore();
+        EXPECT_FALSE(service->saveSettings());
+    }
+    EXPECT_FALSE(service->isSaved());
+    EXPECT_TRUE(service->saveSettings());
     EXPECT_TRUE(service->isSaved());
+    restart();
+    EXPECT_EQ(parameter(2, 106), Integers{11});
 }
 
 TEST_F(VeloraManagerServiceTest, EachTypeChangesItsOwnCountersAndFlags) {
