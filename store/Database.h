@@ -18,7 +18,9 @@ namespace velora {
 /// One cell of a result. Its text remains valid until the next row is read.
 struct RowData {
     std::string_view column;
-    int storageClass;  ///< 1 integer, 3 text, as SQLite numbers them
+    static constexpr int kInteger = 1;
+
+    int storageClass;  ///< `kInteger`, or 3 for a text, as SQLite numbers them
     int64_t integer;
     std::string_view text;
 

@@ -1,0 +1,224 @@
+#define LOG_TAG "DatabaseHelper"
+
+#include "store/RowChecksums.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include <endian.h>
+
+#include <log/log.h>
+
+namespace velora {
+
+namespace {
+
+constexpr std::string_view kTable = "row_checksums";
+
+/// A hash of 64 bits that depends on every bit of every cell and on the borders between them.
+class Checksum {
+public:
+    void add(std::string_view text) {
+        mix(text.size());
+        while (text.size() >= sizeof(uint64_t)) {
+            mix(load(text.substr(0, sizeof(uint64_t))));
+            text.remove_prefix(sizeof(uint64_t));
+        }
+        mix(load(text));
+    }
+    int64_t value() const { return static_cast<int64_t>(mState); }
+
+private:
+    /// Up to eight bytes as a number that is the same on every machine.
+    static uint64_t load(std::string_view bytes) {
+        uint64_t word = 0;
+        memcpy(&word, bytes.data(), bytes.size());
+        return le64toh(word);
+    }
+    // An odd factor, and a shift that brings the high bits down: both can be undone, so that two
+    // states never become one.
+    void mix(uint64_t word) {
+        mState = (mState ^ word) * 0x9e3779b97f4a7c15U;
+        mState ^= mState >> 32;
+    }
+
+    uint64_t mState = 0x243f6a8885a308d3U;
+};
+
+int64_t checksumOf(RowChecksums::Cells row) {
+    Checksum sum;
+    for (const std::string_view cell : row) sum.add(cell);
+    return sum.value();
+}
+
+/// As the row was written: `_id` in decimal, the others as texts.
+int64_t checksumOf(std::span<const RowData> row) {
+    Checksum sum;
+    for (const RowData& cell : row) {
+        if (cell.storageClass == RowData::kInteger) {
+            sum.add(std::to_string(cell.integer));
+        } else {
+            sum.add(cell.text);
+        }
+    }
+    return sum.value();
+}
+
+std::string typeOf(const Table& table) { return std::to_string(static_cast<int>(table.type)); }
+
+/// The first columns of a row, which say what it is about.
+std::string describe(std::span<const RowData> row) {
+    constexpr size_t kFirst = 2;  // after the rowid and `_id`
+    constexpr size_t kCount = 3;
+    constexpr size_t kMaxLength = 40;  // a damaged text may be long
+    std::string text;
+    for (const RowData& cell : row.subspan(kFirst, std::min(kCount, row.size() - kFirst))) {
+        text.append(text.empty() ? "" : ", ").append(cell.text.substr(0, kMaxLength));
+    }
+    return text;
+}
+
+}  // namespace
+
+const std::vector<std::string>& RowChecksums::createStatements() {
+    static const auto* const kStatements = [] {
+        const std::string table(kTable);
+        auto* const statements = new std::vector<std::string>{
+            "CREATE TABLE " + table +
+            " (table_type INTEGER, row INTEGER, checksum INTEGER,"
+            " PRIMARY KEY (table_type, row)) WITHOUT ROWID"};
+        for (const Table& each : allTables()) {
+            const std::string name(each.name);
+            const std::string action = " ON " + name + " BEGIN DELETE FROM " + table +
+                                       " WHERE table_type=" + typeOf(each) +
+                                       " AND row=OLD.rowid; END";
+            statements->push_back("CREATE TRIGGER " + name + "_updated AFTER UPDATE" + action);
+            statements->push_back("CREATE TRIGGER " + name + "_deleted AFTER DELETE" + action);
+        }
+        return statements;
+    }();
+    return *kStatements;
+}
+
+const std::vector<std::string>& RowChecksums::dropStatements() {
+    static const auto* const kStatements = [] {
+        auto* const statements =
+            new std::vector<std::string>{"DROP TABLE IF EXISTS " + std::string(kTable)};
+        for (const Table& each : allTables()) {
+            for (const char* const event : {"_updated", "_deleted"}) {
+                statements->push_back("DROP TRIGGER IF EXISTS " + std::string(each.name) + event);
+            }
+        }
+        return statements;
+    }();
+    return *kStatements;
+}
+
+/// Whether the table and the triggers exist as this version creates them.
+bool RowChecksums::hasTables() {
+    std::set<std::string> existing;
+    const bool wereRead = mDatabase->read(
+        "SELECT sql FROM sqlite_master WHERE type='trigger' OR name='row_checksums'", {},
+        [&](std::span<const RowData> row) { existing.emplace(row[0].text); });
+    const auto& expected = createStatements();
+    return wereRead && std::all_of(expected.begin(), expected.end(), [&](const auto& statement) {
+               return existing.contains(statement);
+           });
+}
+
+RowChecksums::Sums& RowChecksums::sums(const Table& table) {
+    if (!mSums) {
+        mSums.emplace();
+        mHasTables = hasTables();
+        mIsIncomplete = mIsIncomplete || !mHasTables;
+        if (mHasTables) {
+            (void)mDatabase->read(
+                "SELECT table_type, row, checksum FROM row_checksums", {},
+                [&](std::span<const RowData> row) {
+                    const auto type = static_cast<size_t>(row[0].integer);
+                    if (type < kNumTables) (*mSums)[type][row[1].integer] = row[2].integer;
+                });
+        }
+    }
+    return (*mSums)[static_cast<size_t>(table.type)];
+}
+
+bool RowChecksums::isIntact(const Table& table, std::span<const RowData> row) {
+    const Sums& known = sums(table);
+    const auto sum = known.find(row.front().integer);
+    if (sum == known.end()) {
+        mIsIncomplete = true;
+        return true;
+    }
+    if (sum->second == checksumOf(row.subspan(1))) return true;
+
+    ALOGE("a row of %s is damaged: %s", table.name.data(), describe(row).c_str());
+    return false;
+}
+
+bool RowChecksums::isWhole(const Table& table, const std::set<int64_t>& rowids) {
+    const Sums& known = sums(table);
+    const auto lost = std::count_if(known.begin(), known.end(), [&](const auto& sum) {
+        return !rowids.contains(sum.first);
+    });
+    if (lost == 0) return true;
+    ALOGE("%d rows of %s are lost", static_cast<int>(lost), table.name.data());
+    return false;
+}
+
+std::set<int64_t> RowChecksums::rowidsOf(const Table& table) {
+    std::set<int64_t> rowids;
+    for (const auto& [rowid, sum] : sums(table)) rowids.insert(rowid);
+    return rowids;
+}
+
+void RowChecksums::store(const Table& table, int64_t rowid, Cells row) {
+    Sums& known = sums(table);
+    if (!mHasTables) return;  // `complete` stores all of them
+
+    const int64_t sum = checksumOf(row);
+    const std::string type = typeOf(table);
+    const std::string rowidText = std::to_string(rowid);
+    const std::string sumText = std::to_string(sum);
+    const bool stored = mDatabase->write("INSERT OR REPLACE INTO row_checksums VALUES (?,?,?)",
+                                         {type, rowidText, sumText});
+    if (stored) known[rowid] = sum;
+}
+
+void RowChecksums::complete() {
+    if (!mIsIncomplete) return;
+    if (!hasTables()) {
+        for (const std::string& statement : dropStatements()) (void)mDatabase->execute(statement);
+        for (const std::string& statement : createStatements()) {
+            if (!mDatabase->execute(statement)) mDatabase->abort();
+        }
+        clear();
+    }
+
+    struct Row {
+        int64_t rowid;
+        std::vector<std::string> cells;
+    };
+    for (const Table& table : allTables()) {
+        const Sums& known = sums(table);
+        std::vector<Row> rows;  // the database must not change while it is read
+        const std::string sql = "SELECT rowid, * FROM " + std::string(table.name);
+        const bool wereRead = mDatabase->read(sql, {}, [&](std::span<const RowData> row) {
+            if (known.contains(row.front().integer)) return;
+            Row& added = rows.emplace_back(Row{row.front().integer, {}});
+            for (const RowData& cell : row.subspan(1)) {
+                const bool isText = cell.storageClass != RowData::kInteger;
+                added.cells.push_back(isText ? std::string(cell.text)
+                                             : std::to_string(cell.integer));
+            }
+        });
+        if (!wereRead) mDatabase->abort();
+        for (const Row& row : rows) {
+            const std::vector<std::string_view> cells(row.cells.begin(), row.cells.end());
+            store(table, row.rowid, cells);
+        }
+    }
+    mIsIncomplete = !mDatabase->isTransactionOpen();
+}
+
+}  // namespace velora

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "store/Database.h"
+#include "store/RecordRows.h"
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velora {
+
+/// The checksum of every row of the seven tables, in a table beside them, so that it is noticed
+/// when the disk has changed something inside a row.
+///
+/// Triggers remove the checksum of a row that anybody changes or deletes. So a row that an earlier
+/// release has written, or that was edited by hand, has no checksum: it is accepted, and gets one
+/// with the next transaction. A checksum without a row, on the other hand, is a sign of damage.
+///
+/// The database helper owns it, and so does the salvage of a damaged file. One thread at a time
+/// uses it, inside a transaction, which the owner ends with `clear`.
+class RowChecksums {
+public:
+    using Cells = std::span<const std::string_view>;
+
+    /// The database must outlive this.
+    explicit RowChecksums(Database* database) : mDatabase(database) {}
+
+    /// The statements that create, or drop, the table of checksums and the triggers.
+    static const std::vector<std::string>& createStatements();
+    static const std::vector<std::string>& dropStatements();
+
+    /// False, with a line in the log that names the row, if its checksum is wrong. `row` has the
+    /// rowid, `_id` and all columns.
+    bool isIntact(const Table& table, std::span<const RowData> row);
+    /// False, with a line in the log, if a row of the table that has a checksum is not among
+    /// `rowids`, those of all its rows.
+    bool isWhole(const Table& table, const std::set<int64_t>& rowids);
+    /// The rowids of a table that have a checksum.
+    std::set<int64_t> rowidsOf(const Table& table);
+
+    /// Stores the checksum of a row that was just written. `row` has the texts of `_id` and of all
+    /// columns. A failure fails the transaction.
+    void store(const Table& table, int64_t rowid, Cells row);
+    /// Records that a row was deleted.
+    void erase(const Table& table, int64_t rowid) { sums(table).erase(rowid); }
+    /// Stores the checksums of all rows without one, if a query has met such rows. A failure fails
+    /// the transaction.
+    void complete();
+    /// Discards what was read, because the tables may change in any way.
+    void clear() { mSums.reset(); }
+
+private:
+    using Sums = std::map<int64_t, int64_t>;  ///< by rowid
+
+    Sums& sums(const Table& table);
+    bool hasTables();
+
+    Database* const mDatabase;
+    std::optional<std::array<Sums, kNumTables>> mSums;  ///< none until they are read
+    bool mHasTables = false;                            ///< when they were read
+    bool mIsIncomplete = false;                         ///< a row without a checksum was met
+};
+
+}  // namespace velora
