@@ -69,6 +69,7 @@ protected:
         dir.write("data/vendor/velora/kiv_sqlite3.db", contents);
     }
 
+    /// An extra file of the right version that contains nothing.
     const std::string noExtra = "<r>\n<format_version major='3' minor='4' maintenance='0'/></r>";
 };
 
@@ -113,7 +114,20 @@ TEST_F(SndContextManagerTest, ADamagedStoreIsRebuiltFromTheFile) {
     }
 }
 
-// What can't be read must not be mistaken for what isn't there.
+// The damage is found by the first write. The damaged file can't be renamed, so there is no new
+// store.
+TEST_F(SndContextManagerTest, AContextIsNotUsedAfterItsStoreProvedDamaged) {
+    changeEverything();
+    std::string damaged = contentsOf(database);
+    damaged.replace(32, 8, 8, '\1');  // the place and the number of the file's unused pages
+    std::filesystem::create_directories(database + ".damaged/occupied");
+    install(sample + "\n");
+    onLogLine("Tuning XML file has been updated", [&] { writeStore(damaged); });
+    manager().init();
+    EXPECT_EQ(manager().getSndContext(), nullptr);
+}
+
+// Settings that can't be read must not be treated as missing.
 TEST_F(SndContextManagerTest, SettingsThatCannotBeReadRemainUnchanged) {
     const std::string changed = changeEverything();
     DatabaseHelper other("kiv_sqlite3.db");

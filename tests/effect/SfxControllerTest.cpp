@@ -18,7 +18,7 @@ protected:
     /// The output devices of the entries since the last call, in order; repetitions count once.
     static std::string devicesOf(RecordingEffect& effect) {
         std::string text;
-        for (const auto& entry : effect.take()) {
+        for (const auto& entry : effect.drain()) {
             const std::string device = " " + entry.substr(0, entry.find(' '));
             if (!text.ends_with(device)) text += device;
         }
@@ -52,17 +52,17 @@ TEST_F(SfxControllerTest, AChangeIsSentToTheOutputDevicesThatItConcerns) {
         EXPECT_EQ(devicesOf(effect), row.devices) << &row - rows;
     }
     context->setSelectedProfile(2);
-    EXPECT_THAT(effect.take(), Contains(StartsWith("40000000 GEBS 20 40 55")));
+    EXPECT_THAT(effect.drain(), Contains(StartsWith("40000000 GEBS 20 40 55")));
 }
 
 TEST_F(SfxControllerTest, ATuningOfAnotherClassOfOutputAlsoSendsItsEndpointAndPreset) {
     context->setProfileParameter(0, Endpoint::OTHER, PEAK_VALUE, {321});
     context->setProfileParameter(0, Endpoint::OTHER, IEQ_ID, {1});
-    effect.take();
+    effect.drain();
     Tuning* const tuning = context->getSelectedTuning(PORT_HEADPHONE);
     tuning->setEndpoint(Endpoint::OTHER);
     controller.onSelectedTuningChanged(*context, PORT_HEADPHONE, *tuning);
-    EXPECT_THAT(effect.take(), IsSupersetOf({"8 DPLP 321", "8 IEID 1"}));
+    EXPECT_THAT(effect.drain(), IsSupersetOf({"8 DPLP 321", "8 IEID 1"}));
 }
 
 TEST_F(SfxControllerTest, APortWithoutATuningIsLoggedAndSentEverythingWhenItGetsOne) {
@@ -73,10 +73,10 @@ TEST_F(SfxControllerTest, APortWithoutATuningIsLoggedAndSentEverythingWhenItGets
     context->registerObserver(&fresh);
     EXPECT_THAT(log.lines(), Contains("E SfxController: No profile endpoint found for port : 5"));
     EXPECT_THAT(log.lines(), Contains("E SfxController: No tuning found for port : usb"));
-    effect.take();
+    effect.drain();
     installOem(replaced(extra, "\"bluetooth\"", "\"usb\""));
     EXPECT_EQ(manager().loadOemTuning(), 0);
-    const auto sent = effect.take();
+    const auto sent = effect.drain();
     EXPECT_THAT(sent, Each(StartsWith("4000 ")));
     for (const char* entry : {"4000 DPLP 0", "4000 IEID ", "4000 SVM "}) {
         EXPECT_THAT(sent, Contains(StartsWith(entry))) << "from endpoint, preset and tuning";

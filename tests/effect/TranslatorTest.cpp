@@ -23,7 +23,7 @@ protected:
         translator.translatePending(command);
         command.execute(effect);
         std::string sent;
-        for (const auto& entry : effect.take())
+        for (const auto& entry : effect.drain())
             sent += (sent.empty() ? "" : ", ") + entry.substr(2);
         return sent;
     }
@@ -59,7 +59,7 @@ TEST_F(TranslatorTest, AChangeOfAllParametersSendsTheDocumentedEntriesInOrder) {
 }
 
 // The sources of a translator are set to 13 14 15, to 23 24, to 33 34 and so on, in their order.
-TEST_F(TranslatorTest, ACompositeJoinsItsPartsWhicheverOfThemChanges) {
+TEST_F(TranslatorTest, ACompositeTranslatorSendsAllItsSourcesWhenAnyOfThemChanges) {
     const struct {
         Parameter firstSource;
         std::string sent;

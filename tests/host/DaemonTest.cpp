@@ -119,7 +119,7 @@ TEST_F(DaemonTest, AReloadSendsItsUpdateBeforeItsAnswer) {
     EXPECT_TRUE(isUpdated);
 }
 
-TEST_F(DaemonTest, AWaitForAnUpdateEnds) {
+TEST_F(DaemonTest, WaitingForAnUpdateEndsAfterTheTimeoutOrWithTheService) {
     start();
     const auto exitAfter = [&](int signal, uint64_t timeoutUs) {
         const auto waiting = client();
