@@ -7,6 +7,7 @@ namespace {
 
 using testing::Contains;
 using testing::Each;
+using testing::ElementsAre;
 using testing::IsSupersetOf;
 using testing::StartsWith;
 
@@ -16,13 +17,12 @@ protected:
     ~SfxControllerTest() override { context->unregisterObserver(&controller); }
 
     /// The output devices of the entries since the last call, in order; repetitions count once.
-    static std::string devicesOf(RecordingEffect& effect) {
-        std::string text;
-        for (const auto& entry : effect.drain()) {
-            const std::string device = " " + entry.substr(0, entry.find(' '));
-            if (!text.ends_with(device)) text += device;
-        }
-        return text;
+    static std::vector<std::string> devicesOf(RecordingEffect& effect) {
+        std::vector<std::string> devices;
+        for (const auto& entry : effect.drain())
+            devices.push_back(entry.substr(0, entry.find(' ')));
+        devices.erase(std::unique(devices.begin(), devices.end()), devices.end());
+        return devices;
     }
 
     SndContext* context = &restart();
@@ -33,19 +33,20 @@ protected:
 TEST_F(SfxControllerTest, AChangeIsSentToTheOutputDevicesThatItConcerns) {
     EXPECT_EQ(effect.blocks.size(), 1U);
     EXPECT_EQ(effect.blocks.front().front(), 0x40000000);
-    EXPECT_EQ(devicesOf(effect), " 2 8 80 400 4000 8000 40000000");
+    EXPECT_THAT(devicesOf(effect), ElementsAre("2", "8", "80", "400", "4000", "8000", "40000000"));
     const auto headphone = Endpoint::HEADPHONE;
     const struct {
         std::function<void()> change;
-        std::string devices;
+        std::vector<std::string> devices;
     } rows[] = {
-        {[&] { context->setProfileParameter(0, REVERB_SUPPRESSION_AMOUNT, {9}); }, " 40000000"},
-        {[&] { context->setProfileGeqParameter(0, GEQ_GAIN, {77}); }, " 40000000"},
-        {[&] { context->setProfileParameter(0, headphone, PEAK_VALUE, {123}); }, " 8 80 4000"},
-        {[&] { context->setProfileParameter(0, headphone, IEQ_ID, {1}); }, " 8 80 4000"},
-        {[&] { context->setSfxOn(!context->getSfxOn()); }, ""},
-        {[&] { context->resetProfile(0); }, " 8 80 4000 40000000"},
-        {[&] { context->setSelectedTuning(PORT_USB, "usb_dac", false); }, " 4000"},
+        {[&] { context->setProfileParameter(0, REVERB_SUPPRESSION_AMOUNT, {9}); }, {"40000000"}},
+        {[&] { context->setProfileGeqParameter(0, GEQ_GAIN, {77}); }, {"40000000"}},
+        {[&] { context->setProfileParameter(0, headphone, PEAK_VALUE, {123}); },
+         {"8", "80", "4000"}},
+        {[&] { context->setProfileParameter(0, headphone, IEQ_ID, {1}); }, {"8", "80", "4000"}},
+        {[&] { context->setSfxOn(!context->getSfxOn()); }, {}},
+        {[&] { context->resetProfile(0); }, {"8", "80", "4000", "40000000"}},
+        {[&] { context->setSelectedTuning(PORT_USB, "usb_dac", false); }, {"4000"}},
     };
     for (const auto& row : rows) {
         row.change();
