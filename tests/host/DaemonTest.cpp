@@ -255,6 +255,15 @@ TEST_F(DaemonTest, ReportsToJournalAndServiceManager) {
     close(listener);
 }
 
+TEST_F(DaemonTest, ContinuesWithoutTheReaderOfItsLog) {
+    ASSERT_EQ(mkfifo(file("pipe").c_str(), 0600), 0);
+    const int pipe = open(file("pipe").c_str(), O_RDWR | O_CLOEXEC);
+    start("", "", "2>" + file("pipe"));
+    close(pipe);
+    EXPECT_EQ(ctl("enable off").exit, 0);
+    EXPECT_EQ(daemon->end(SIGTERM), 0);
+}
+
 TEST_F(DaemonTest, DoesNotWaitForTheReaderOfItsLog) {
     ASSERT_EQ(mkfifo(file("pipe").c_str(), 0600), 0);
     const int pipe = open(file("pipe").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
