@@ -106,14 +106,6 @@ TEST_F(SndManagerTest, VirtualBassAlsoSetsTheSourceDistance) {
     EXPECT_THAT(facade.getProfilePortParameter(0, PORT_HEADPHONE, 112), ElementsAre(60));
 }
 
-TEST_F(SndManagerTest, SavedSettingsCanBeRestored) {
-    facade.setParameter(0, 114, {5});
-    EXPECT_TRUE(facade.saveSndProfileSettings());
-    facade.setParameter(0, 114, {7});
-    facade.restoreCurrentProfiles();
-    EXPECT_THAT(facade.getParameter(0, 114), ElementsAre(5));
-}
-
 }  // namespace
 
 }  // namespace velora

@@ -39,7 +39,7 @@ TEST_F(VeloraManagerServiceTest, AnswersNeutrallyUntilARegistrationInitialises) 
     EXPECT_EQ(set(SWITCH_EFFECT, {1}), -19);
     reload();
     remove(0, 1);  // nothing to save yet
-    EXPECT_FALSE(std::filesystem::exists(dir.path() / "data/vendor/velora/kiv_sqlite3.db"));
+    EXPECT_FALSE(std::filesystem::exists(database));
 
     install(contentsOf(sourceFile("data/minimal.xml")));
     add(0, 3);
@@ -58,16 +58,11 @@ TEST_F(VeloraManagerServiceTest, NothingIsInitialisedOrReloadedAfterShutdown) {
 }
 
 TEST_F(VeloraManagerServiceTest, AFailedSaveIsReportedEvenIfAnotherOneSucceedsMeanwhile) {
-    static std::function<void()> onFailure;
     enter(0, 1);
-    const auto store = dir.path() / "data/vendor/velora/kiv_sqlite3.db";
-    std::filesystem::rename(store, store.string() + ".away");
-    onFailure = [&] {
-        std::filesystem::rename(store.string() + ".away", store);
+    std::filesystem::rename(database, database + ".away");
+    LogCapture::onMessage("saveSettings the settings couldn't be stored", [&] {
+        std::filesystem::rename(database + ".away", database);
         EXPECT_TRUE(service->saveSettings());
-    };
-    __android_log_set_logger([](const __android_log_message* entry) {
-        if (std::string(entry->message).ends_with("couldn't be stored")) onFailure();
     });
     EXPECT_FALSE(service->saveSettings());
     EXPECT_TRUE(service->isSaved());
