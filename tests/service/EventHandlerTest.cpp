@@ -60,24 +60,27 @@ TEST_F(EventHandlerTest, CommandsReachContextStoreAndClients) {
         int32_t result = 9;  ///< the result word in the update; 9 is sent
         size_t missing = 0;  ///< bytes that are cut off at the end
     };
-    const State whole{.amount = 16, .headphoneAmount = 16, .isModified = 1};
-    const State headphone{.amount = 16, .headphoneAmount = 5, .isModified = 1};
-    const State cutOff{.amount = 3, .headphoneAmount = 3, .isModified = 1};
-    const State selected{.selectedProfile = 2, .amount = 3, .headphoneAmount = 3, .isModified = 1};
+    const State profileSet{.amount = 16, .headphoneAmount = 16, .isModified = 1};
+    const State headphoneSet{.amount = 16, .headphoneAmount = 5, .isModified = 1};
+    const State profileSetAgain{.amount = 3, .headphoneAmount = 3, .isModified = 1};
+    const State profileSelected{
+        .selectedProfile = 2, .amount = 3, .headphoneAmount = 3, .isModified = 1};
     const std::vector<Case> cases{
         {.request = words(SWITCH_EFFECT, {9, -5}), .state = {.on = 0}, .result = -5},
         {.request = words(SWITCH_EFFECT, {9, 3}), .result = 3},
         {.request = words(SWITCH_EFFECT, {9, 0}), .missing = 1},
-        {.request = words(PROFILE_PARAMETER, {9, 2, 106, 99}), .state = whole},
-        {.request = words(PROFILE_PORT_PARAMETER, {9, 2, 3, 106, 5}), .state = headphone},
-        {.request = words(PROFILE_PORT_PARAMETER, {9, 2, 7, 106, 1}), .state = headphone},
-        {.request = words(PROFILE_PARAMETER, {9, 2, 106}), .state = headphone},
-        {.request = words(PROFILE_PARAMETER, {9, 2, 106, 3}), .state = headphone, .missing = 1},
-        {.request = words(PROFILE_PARAMETER, {9, 2, 106, 3, 4}), .state = cutOff, .missing = 2},
-        {.request = words(SELECTED_PROFILE, {9, 2}), .state = selected, .result = 2},
-        {.request = words(SELECTED_PROFILE, {9, 5}), .state = selected, .result = 5},
-        {.request = {10, 9, 1}, .state = selected},  // the command's bytes in reverse order
-        {.request = words(PROFILE_COUNT, {9}), .state = selected},
+        {.request = words(PROFILE_PARAMETER, {9, 2, 106, 99}), .state = profileSet},
+        {.request = words(PROFILE_PORT_PARAMETER, {9, 2, 3, 106, 5}), .state = headphoneSet},
+        {.request = words(PROFILE_PORT_PARAMETER, {9, 2, 7, 106, 1}), .state = headphoneSet},
+        {.request = words(PROFILE_PARAMETER, {9, 2, 106}), .state = headphoneSet},
+        {.request = words(PROFILE_PARAMETER, {9, 2, 106, 3}), .state = headphoneSet, .missing = 1},
+        {.request = words(PROFILE_PARAMETER, {9, 2, 106, 3, 4}),
+         .state = profileSetAgain,
+         .missing = 2},
+        {.request = words(SELECTED_PROFILE, {9, 2}), .state = profileSelected, .result = 2},
+        {.request = words(SELECTED_PROFILE, {9, 5}), .state = profileSelected, .result = 5},
+        {.request = {10, 9, 1}, .state = profileSelected},  // the command's bytes in reverse order
+        {.request = words(PROFILE_COUNT, {9}), .state = profileSelected},
         {.request = words(RESET_PROFILE, {9, 2}), .state = {.selectedProfile = 2}, .result = 2},
     };
     auto client = enter(0, 7);
