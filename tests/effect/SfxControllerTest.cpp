@@ -66,6 +66,12 @@ TEST_F(SfxControllerTest, ATuningOfAnotherClassOfOutputAlsoSendsItsEndpointAndPr
     EXPECT_THAT(effect.drain(), IsSupersetOf({"8 DPLP 321", "8 IEID 1"}));
 }
 
+TEST_F(SfxControllerTest, AReplacedEffectIsSwitchedOnLikeTheContext) {
+    RecordingEffect replacement;
+    controller.setSfxEffect(replacement, *context);
+    EXPECT_TRUE(replacement.enabled);
+}
+
 TEST_F(SfxControllerTest, APortWithoutATuningIsLoggedAndSentEverythingWhenItGetsOne) {
     context->unregisterObserver(&controller);
     install(replaced(sample, "endpoint_port=\"usb\"", "endpoint_port=\"hdmi\""));

@@ -264,18 +264,6 @@ TEST_F(DaemonTest, ContinuesWithoutTheReaderOfItsLog) {
     EXPECT_EQ(daemon->end(SIGTERM), 0);
 }
 
-TEST_F(DaemonTest, DoesNotWaitForTheReaderOfItsLog) {
-    ASSERT_EQ(mkfifo(file("pipe").c_str(), 0600), 0);
-    const int pipe = open(file("pipe").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
-    while (write(pipe, "full", 4) > 0) continue;
-    start("", "", "2>" + file("pipe"));
-    char page[4096];
-    EXPECT_EQ(read(pipe, page, sizeof page), 4096);
-    client()->call("SetSelectedTuningDevice", 4, std::string(sizeof page, 'x'));  // logs its name
-    EXPECT_EQ(daemon->end(SIGTERM), 0);
-    close(pipe);
-}
-
 TEST_F(DaemonTest, OpensNothingAsAStandardStreamThatItsCallerClosed) {
     start("", "", "<&- >&- 2>&-");
     for (const char* stream : {"0", "1", "2"}) {

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <unistd.h>
@@ -30,28 +31,26 @@ extern "C" int __wrap_poll(pollfd* files, nfds_t count, int timeout) {
 namespace velora::host {
 namespace {
 
-TEST(LogOutputTest, ThreadsThatLogAtTheSameTimeDoNotWaitForTheReader) {
+// Two threads log at the same time, each a line that is longer than the pipe.
+TEST(LogOutputTest, NoThreadWaitsForTheReaderOfAFullPipe) {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    fcntl(ends[1], F_SETPIPE_SZ, 4096);  // has room for one of the two lines
+    fcntl(ends[1], F_SETPIPE_SZ, 4096);
     const int before = dup(STDERR_FILENO);
     dup2(ends[1], STDERR_FILENO);
     startLogging("info");
 
-    const std::string text(3000, 'x');
-    const std::string line = "I Tag: " + text + "\n";
-    std::future<int> writers[2];
-    for (auto& writer : writers) {
-        writer = std::async(
-            [&] { return __android_log_print(ANDROID_LOG_INFO, "Tag", "%s", text.c_str()); });
-    }
+    const auto log = [text = std::string(8000, 'x')] {
+        __android_log_print(ANDROID_LOG_INFO, "Tag", "%s", text.c_str());
+    };
+    std::future<void> writers[] = {std::async(log), std::async(log)};
     for (auto& writer : writers) {
         EXPECT_EQ(writer.wait_for(std::chrono::seconds(5)), std::future_status::ready);
     }
 
-    std::string written(4096, ' ');
-    written.resize(static_cast<size_t>(read(ends[0], written.data(), written.size())));
-    EXPECT_EQ(written, line);
+    char written[8192]{};
+    EXPECT_GT(read(ends[0], written, sizeof written), 0);
+    EXPECT_THAT(written, testing::MatchesRegex("I Tag: x+\n")) << "one line, cut off";
     dup2(before, STDERR_FILENO);
     for (const int end : {before, ends[0], ends[1]}) close(end);
 }
