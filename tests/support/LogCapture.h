@@ -65,9 +65,8 @@ private:
     }
 
     inline static std::mutex sLock;
-    // Never destroyed: a thread may log while the process ends.
+    // These are never destroyed, because a thread may log while the process ends.
     inline static auto& sLines = *new std::vector<std::string>();
-
     inline static auto& sAwaited = *new std::string();
     inline static auto& sAction = *new std::function<void()>();
 
