@@ -24,7 +24,8 @@ inline std::vector<Row>& rows() {
 
 inline constexpr double kNoGoal = 0;
 
-/// Adds a row and registers its two benchmarks, which both receive `size`; its meaning is theirs.
+/// Adds a row and registers its two benchmarks. Both are called with `size`, which each benchmark
+/// interprets in its own way.
 template <typename Size>
 void addRatio(const std::string& name, double goal, void (*ours)(benchmark::State&, Size),
               void (*floor)(benchmark::State&, Size), std::type_identity_t<Size> size) {

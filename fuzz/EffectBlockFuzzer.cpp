@@ -32,8 +32,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         ++entries;
         fewNames = fewNames && entry->device < 16 && entry->id < 16;
     }
-    check(!valid || (words[1] == entries && words.size() * 4 == size &&
-                     memcmp(words.data(), block.data(), size) == 0));
+    if (valid) {
+        check(words[1] == entries);
+        check(words.size() * 4 == size);
+        check(memcmp(words.data(), block.data(), size) == 0);
+    }
     if (!fewNames) return 0;
 
     int commits = 0;

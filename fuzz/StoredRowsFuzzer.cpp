@@ -21,26 +21,26 @@ namespace {
 using velora::fuzz::check;
 
 /// The position of each byte of a change, and the kinds of change.
-enum { kTable, kRow, kColumn, kKind, kLength, kHeader };
-enum { kText, kBlob, kNull, kDeleted, kDoubled, kKinds };
+enum { TABLE, ROW, COLUMN, KIND, LENGTH, HEADER_SIZE };
+enum { TEXT, BLOB, NULL_VALUE, DELETED, DOUBLED, KINDS };
 
 void change(sqlite3* database, const std::vector<uint8_t>& header, const std::string& value) {
     const velora::Table& table =
-        velora::tableOf(static_cast<velora::TableType>(header[kTable] % velora::kNumTables));
+        velora::tableOf(static_cast<velora::TableType>(header[TABLE] % velora::kNumTables));
     std::vector<std::string_view> columns{"_id"};
     columns.insert(columns.end(), table.columns.begin(), table.columns.end());
-    const int kind = header[kKind] % kKinds;
+    const int kind = header[KIND] % KINDS;
     const std::string name(table.name);
-    const std::string column(columns[header[kColumn] % columns.size()]);
-    const std::string sql = kind == kDeleted   ? "DELETE FROM " + name
-                            : kind == kDoubled ? "INSERT INTO " + name + " SELECT * FROM " + name
-                                               : "UPDATE " + name + " SET " + column + "=?";
-    const std::string place = " WHERE rowid=" + std::to_string(1 + header[kRow] % 16);
+    const std::string column(columns[header[COLUMN] % columns.size()]);
+    const std::string sql = kind == DELETED   ? "DELETE FROM " + name
+                            : kind == DOUBLED ? "INSERT INTO " + name + " SELECT * FROM " + name
+                                              : "UPDATE " + name + " SET " + column + "=?";
+    const std::string place = " WHERE rowid=" + std::to_string(1 + header[ROW] % 16);
     const auto size = static_cast<int>(value.size());
     sqlite3_stmt* statement = nullptr;  // stays null for a column that this table doesn't have
     sqlite3_prepare_v2(database, (sql + place).c_str(), -1, &statement, nullptr);
-    if (kind == kText) sqlite3_bind_text(statement, 1, value.data(), size, SQLITE_STATIC);
-    if (kind == kBlob) sqlite3_bind_blob(statement, 1, value.data(), size, SQLITE_STATIC);
+    if (kind == TEXT) sqlite3_bind_text(statement, 1, value.data(), size, SQLITE_STATIC);
+    if (kind == BLOB) sqlite3_bind_blob(statement, 1, value.data(), size, SQLITE_STATIC);
     sqlite3_step(statement);
     sqlite3_finalize(statement);
 }
@@ -49,20 +49,20 @@ void change(sqlite3* database, const std::vector<uint8_t>& header, const std::st
 std::string checkedContents() {
     velora::SndContext& context = *velora::SndContextManager::getInstance().getSndContext();
     std::string text;
-    const auto take = [&](const auto& record) {
+    const auto addChecked = [&](const auto& record) {
         velora::fuzz::checkComplete(record);
         text += record.valuesToString();
     };
     for (int id = 0; id < context.getNumOfProfiles(); ++id) {
-        take(*context.getProfile(id));
-        take(*context.getProfileGeq(id));
+        addChecked(*context.getProfile(id));
+        addChecked(*context.getProfileGeq(id));
         for (const auto endpoint : velora::kEndpoints) {
-            take(*context.getProfileEndpoint(id, endpoint));
-            take(*context.getContext(id)->getSelectedIeqPreset(endpoint));
+            addChecked(*context.getProfileEndpoint(id, endpoint));
+            addChecked(*context.getContext(id)->getSelectedIeqPreset(endpoint));
         }
     }
     for (const auto port : velora::kSupportedPorts) {
-        if (const auto* const tuning = context.getSelectedTuning(port)) take(*tuning);
+        if (const auto* const tuning = context.getSelectedTuning(port)) addChecked(*tuning);
     }
     return text;
 }
@@ -80,9 +80,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     check(sqlite3_open(root.database().c_str(), &database) == SQLITE_OK);
     sqlite3_exec(database, "PRAGMA journal_mode=OFF; BEGIN", nullptr, nullptr, nullptr);
     FuzzedDataProvider input(data, size);
-    while (input.remaining_bytes() >= kHeader) {
-        const auto header = input.ConsumeBytes<uint8_t>(kHeader);
-        change(database, header, input.ConsumeBytesAsString(header[kLength]));
+    while (input.remaining_bytes() >= HEADER_SIZE) {
+        const auto header = input.ConsumeBytes<uint8_t>(HEADER_SIZE);
+        change(database, header, input.ConsumeBytesAsString(header[LENGTH]));
     }
     check(sqlite3_exec(database, "COMMIT", nullptr, nullptr, nullptr) == SQLITE_OK);
     sqlite3_close(database);

@@ -26,7 +26,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     __android_log_set_logger([](const __android_log_message*) {});
     __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
     static const int file = memfd_create("tuning", 0);
-    check(ftruncate(file, 0) == 0 && pwrite(file, data, size, 0) == static_cast<ssize_t>(size));
+    check(ftruncate(file, 0) == 0);
+    check(pwrite(file, data, size, 0) == static_cast<ssize_t>(size));
 
     velora::TuningFileParser parser;
     if (parser.setTuningFile("/proc/self/fd/" + std::to_string(file)) != 0) return 0;

@@ -2,8 +2,6 @@
 
 #include <csignal>
 
-#include <log/log.h>
-
 namespace velora::test {
 namespace {
 
@@ -11,17 +9,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 using Values = ParameterValues::Values;
-
-/// Runs `action` once, in the middle of an operation: when it logs `text`.
-void onLogLine(std::string_view text, std::function<void()> action) {
-    static std::string awaited;
-    static std::function<void()> pending;
-    awaited = text;
-    pending = std::move(action);
-    __android_log_set_logger([](const __android_log_message* entry) {
-        if (pending != nullptr && entry->message == awaited) std::exchange(pending, {})();
-    });
-}
 
 class SndContextManagerTest : public ContextFixture {
 protected:
@@ -69,6 +56,7 @@ protected:
         dir.write("data/vendor/velora/kiv_sqlite3.db", contents);
     }
 
+    /// An extra file of the right version that contains nothing.
     const std::string noExtra = "<r>\n<format_version major='3' minor='4' maintenance='0'/></r>";
 };
 
@@ -113,14 +101,27 @@ TEST_F(SndContextManagerTest, ADamagedStoreIsRebuiltFromTheFile) {
     }
 }
 
-// What can't be read must not be mistaken for what isn't there.
+// The damage is found by the first write. The damaged file can't be renamed, so there is no new
+// store.
+TEST_F(SndContextManagerTest, AContextIsNotUsedAfterItsStoreProvedDamaged) {
+    changeEverything();
+    std::string damaged = contentsOf(database);
+    damaged.replace(32, 8, 8, '\1');  // the place and the number of the file's unused pages
+    std::filesystem::create_directories(database + ".damaged/occupied");
+    install(sample + "\n");
+    LogCapture::onMessage("Tuning XML file has been updated", [&] { writeStore(damaged); });
+    manager().init();
+    EXPECT_EQ(manager().getSndContext(), nullptr);
+}
+
+// Settings that can't be read must not be treated as missing.
 TEST_F(SndContextManagerTest, SettingsThatCannotBeReadRemainUnchanged) {
     const std::string changed = changeEverything();
     DatabaseHelper other("kiv_sqlite3.db");
     const std::string signature = Provider().getDefaultXmlSignature();
-    onLogLine("getSignature(): XML file md5sum " + signature, [&] {
+    LogCapture::onMessage("getSignature(): XML file md5sum " + signature, [&] {
         other.beginTransaction();
-        onLogLine("Unknow error... 5", [&] { other.commitTransaction(); });
+        LogCapture::onMessage("Unknow error... 5", [&] { other.commitTransaction(); });
     });
     manager().init();
     EXPECT_EQ(stateOf(*manager().getSndContext()), changed);
@@ -132,8 +133,8 @@ TEST_F(SndContextManagerTest, APartlyReadContextIsNotUsed) {
     changeStore("DROP TABLE geq_presets");
     const std::string withoutPresets = contentsOf(database);
     writeStore(intact);
-    onLogLine("Stored database version[1], expected database version[1]",
-              [&] { writeStore(withoutPresets); });
+    LogCapture::onMessage("Stored database version[1], expected database version[1]",
+                          [&] { writeStore(withoutPresets); });
     manager().init();
     EXPECT_EQ(manager().getSndContext(), nullptr);
 }
@@ -153,7 +154,7 @@ TEST_F(SndContextManagerTest, AFileThatCannotBeUsedReplacesNothing) {
 TEST_F(SndContextManagerTest, AFileThatChangesWhileItIsReadReplacesNothing) {
     const std::string changed = changeEverything();
     install(sample + "\n");
-    onLogLine("Tuning XML file has been updated", [&] { install(sample); });
+    LogCapture::onMessage("Tuning XML file has been updated", [&] { install(sample); });
     EXPECT_EQ(stateOf(restart()), changed);
 }
 
@@ -208,8 +209,8 @@ TEST_F(SndContextManagerTest, ATuningThatIsRemovedByAReloadRemainsValid) {
 
 TEST_F(SndContextManagerTest, AReloadThatCannotReadTheStoreFails) {
     restart();
-    onLogLine("Tell database to reload cached device tuning mappings.",
-              [] { changeStore("DROP TABLE device_tunings"); });
+    LogCapture::onMessage("Tell database to reload cached device tuning mappings.",
+                          [] { changeStore("DROP TABLE device_tunings"); });
     EXPECT_NE(merge(extra), 0);
 }
 
@@ -247,7 +248,7 @@ TEST_F(SndContextManagerTest, ACrashNeverLeavesTheNewFileWithoutTheExtraFile) {
     install(sample + "\n");
     for (const char* text : {"Tuning XML file has been updated", "Num of parsed OEM tuning = 3",
                              "Load OEM tuning XML after default tuning XML is reloaded"}) {
-        onLogLine(text, [] { raise(SIGKILL); });
+        LogCapture::onMessage(text, [] { raise(SIGKILL); });
         EXPECT_EXIT(manager().init(), testing::KilledBySignal(SIGKILL), "");
         EXPECT_EQ(Provider().getDefaultXmlSignature(), before);
     }

@@ -44,7 +44,9 @@ TEST_F(SndContextTest, OnlyChangesOfTheSelectedProfileAreNotified) {
     const struct {
         std::function<void(int profile)> change;
         std::vector<std::string> first;
-        std::vector<std::string> again = {};  ///< the same change is none, unlike a reset
+        /// The notifications when the change is made again: none if that changes no value. A reset
+        /// is always notified.
+        std::vector<std::string> again = {};
     } cases[] = {
         {[&](int p) { context.setProfileParameter(p, HEADPHONE_VIRTUALIZER_MODE, {7}); },
          {"parameter Dynamic"}},
@@ -143,13 +145,13 @@ TEST_F(SndContextTest, ADeviceIsSelectedByNameAndNotifiedIfTheTuningChanges) {
 
 TEST_F(SndContextTest, ObserversAreNotifiedInTheOrderOfTheirAddresses) {
     RecordingObserver three[3];
-    std::string order;
+    std::vector<int> order;
     for (const int i : {2, 0, 1, 0}) {  // each is notified of the load when it registers
-        three[i].onNotified = [&order, i] { order += std::to_string(i); };
+        three[i].onNotified = [&order, i] { order.push_back(i); };
         context.registerObserver(&three[i]);
     }
     context.setSfxOn(false);
-    EXPECT_EQ(order, "2010012");
+    EXPECT_THAT(order, ElementsAre(2, 0, 1, 0, 0, 1, 2));
 }
 
 TEST_F(SndContextTest, AnObserverThatIsUnregisteredDuringANotificationIsSkipped) {

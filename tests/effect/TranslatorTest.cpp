@@ -13,19 +13,19 @@ namespace velora::test {
 namespace {
 
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 class TranslatorTest : public testing::Test {
 protected:
-    /// The entries sent for the pending translators, joined by commas.
-    std::string send() {
+    /// The entries sent for the pending translators, without the device.
+    std::vector<std::string> send() {
         SetParamCommand command(kNoDevice);
         command.setDeviceId(2);
         translator.translatePending(command);
         command.execute(effect);
-        std::string sent;
-        for (const auto& entry : effect.take())
-            sent += (sent.empty() ? "" : ", ") + entry.substr(2);
-        return sent;
+        std::vector<std::string> entries = effect.drain();
+        for (std::string& entry : entries) entry.erase(0, 2);
+        return entries;
     }
 
     ParameterTranslator translator;
@@ -39,12 +39,11 @@ TEST_F(TranslatorTest, AChangeOfAllParametersSendsTheDocumentedEntriesInOrder) {
         source.set(info.parameter, {0, -info.parameter});
         translator.onParameterChanged(info.parameter);
     }
-    std::istringstream sent(send());
     std::istringstream doc(contentsOf(sourceFile("docs/effect-block.md")));
     std::string row;
     while (row != "| Effect parameter | Values |") ASSERT_TRUE(std::getline(doc, row));
     std::getline(doc, row);
-    for (std::string entry; std::getline(sent >> std::ws, entry, ',');) {
+    for (std::string entry : send()) {
         ASSERT_TRUE(std::getline(doc, row));
         const size_t end = row.find(" | ");
         std::string expected = row.substr(2, end - 2);
@@ -55,30 +54,32 @@ TEST_F(TranslatorTest, AChangeOfAllParametersSendsTheDocumentedEntriesInOrder) {
         EXPECT_EQ(entry, expected);
     }
     EXPECT_TRUE(row.starts_with("| SVRC")) << "the last row of the table";
-    EXPECT_EQ(send(), "");
+    EXPECT_THAT(send(), IsEmpty());
 }
 
 // The sources of a translator are set to 13 14 15, to 23 24, to 33 34 and so on, in their order.
-TEST_F(TranslatorTest, ACompositeJoinsItsPartsWhicheverOfThemChanges) {
+TEST_F(TranslatorTest, ACompositeTranslatorSendsAllItsSourcesWhenAnyOfThemChanges) {
     const struct {
         Parameter firstSource;
-        std::string sent;
-        std::string sentToMonoSpeaker = sent;  ///< with four channels
+        std::vector<std::string> sent;
+        std::vector<std::string> sentToMonoSpeaker = sent;  ///< with four channels
     } rows[] = {
-        {DIALOG_ENHANCER_AMOUNT, "DEA 12 14 15"},
-        {GEQ_FREQUENCY, "GEBS 3 13 14 15 23 24, VCBF 13 14 15"},
-        {IEQ_FREQUENCY, "IEBS 3 13 14 15 23 24"},
-        {AUDIO_OPTIMIZER_FREQUENCY, "AOBS 2 3 13 14 15 23 24 43 44",
-         "AOBS 4 3 13 14 15 23 24 43 44 33 34 53 54"},
+        {DIALOG_ENHANCER_AMOUNT, {"DEA 12 14 15"}},
+        {GEQ_FREQUENCY, {"GEBS 3 13 14 15 23 24", "VCBF 13 14 15"}},
+        {IEQ_FREQUENCY, {"IEBS 3 13 14 15 23 24"}},
+        {AUDIO_OPTIMIZER_FREQUENCY,
+         {"AOBS 2 3 13 14 15 23 24 43 44"},
+         {"AOBS 4 3 13 14 15 23 24 43 44 33 34 53 54"}},
         {REGULATOR_STRESS_AMOUNT,
-         "ARSA 3 13 14 15, ARBS 2 23 24 53 54 43 44 33 34, RSSA 2 1 63 64 83 84",
-         "ARSA 3 13 14 15, ARBS 2 23 24 53 54 43 44 33 34, RSSA 4 1 63 64 83 84 73 74 93 94"},
-        {VIRTUAL_BASS_ENABLE, "VBM 3, VBON 23 24"},
-        {VIRTUAL_BASS_SRC_FREQ_LOW, "VBSF 13 14 15 23 24, VBMF 33 34 43 44"},
-        {VIRTUALIZER_ENABLE, "DOM 13 14 15 2 33 34", "DOM 13 14 15 1 33 34 23 24"},
-        {COMPLEX_EQUALIZER_TUNING_LEFT, "CEQT 2 3 13 14 15 33 34",
-         "CEQT 4 3 13 14 15 33 34 23 24 43 44"},
-        {BASS_MBDRC_TUNING, "BMDT 1 13 14 15"},
+         {"ARSA 3 13 14 15", "ARBS 2 23 24 53 54 43 44 33 34", "RSSA 2 1 63 64 83 84"},
+         {"ARSA 3 13 14 15", "ARBS 2 23 24 53 54 43 44 33 34", "RSSA 4 1 63 64 83 84 73 74 93 94"}},
+        {VIRTUAL_BASS_ENABLE, {"VBM 3", "VBON 23 24"}},
+        {VIRTUAL_BASS_SRC_FREQ_LOW, {"VBSF 13 14 15 23 24", "VBMF 33 34 43 44"}},
+        {VIRTUALIZER_ENABLE, {"DOM 13 14 15 2 33 34"}, {"DOM 13 14 15 1 33 34 23 24"}},
+        {COMPLEX_EQUALIZER_TUNING_LEFT,
+         {"CEQT 2 3 13 14 15 33 34"},
+         {"CEQT 4 3 13 14 15 33 34 23 24 43 44"}},
+        {BASS_MBDRC_TUNING, {"BMDT 1 13 14 15"}},
     };
     source.set(REGULATOR_SIBILANCE_SUPPRESS_ENABLE, {1});
     source.set(BASS_MBDRC_ENABLE, {1});
@@ -98,7 +99,7 @@ TEST_F(TranslatorTest, ACompositeJoinsItsPartsWhicheverOfThemChanges) {
     }
     source.set(OUTPUT_CHANNELS, {6});
     translator.onParameterChanged(AUDIO_OPTIMIZER_GAIN_L);
-    EXPECT_THAT(send(), testing::StartsWith("AOBS 4 ")) << "more channels than four count as four";
+    EXPECT_THAT(send(), ElementsAre(testing::StartsWith("AOBS 4 "))) << "at most four channels";
 }
 
 TEST_F(TranslatorTest, APendingTranslatorSendsItsEntriesOnceEvenWithoutValues) {
@@ -109,17 +110,17 @@ TEST_F(TranslatorTest, APendingTranslatorSendsItsEntriesOnceEvenWithoutValues) {
         translator.onParameterChanged(changed);
     }
     translator.setSource(&source, Endpoint::OTHER, false);  // they stay pending
-    EXPECT_EQ(send(),
-              "GEBS 0, VCBF, AOBS 2 0, DEA, ARSA 0, ARBS 0, RSSA 2 0, VBM 0, VBON, DOM 2, DPLP");
+    EXPECT_THAT(send(), ElementsAre("GEBS 0", "VCBF", "AOBS 2 0", "DEA", "ARSA 0", "ARBS 0",
+                                    "RSSA 2 0", "VBM 0", "VBON", "DOM 2", "DPLP"));
     EXPECT_NE(source.find(PEAK_VALUE), nullptr) << "a simple translator adds an empty entry";
 }
 
 TEST_F(TranslatorTest, SendsNothingWithoutASourceAndForgetsWhatWasPending) {
     translator.onParameterChanged(PEAK_VALUE);
     translator.setSource(nullptr, Endpoint::OTHER, false);
-    EXPECT_EQ(send(), "");
+    EXPECT_THAT(send(), IsEmpty());
     translator.setSource(&source, Endpoint::OTHER, false);
-    EXPECT_EQ(send(), "");
+    EXPECT_THAT(send(), IsEmpty());
 }
 
 TEST_F(TranslatorTest, ACommandSendsItsBlockUnlessItIsEmpty) {
@@ -144,12 +145,12 @@ TEST(SfxEffectTest, CommitsAValidBlockOnceAndDropsAnInvalidOne) {
 
 struct RecordingObserver : ParamChangeObserver {
     void setSource(ParameterValues*, Endpoint endpoint, bool mono) override {
-        notified += " " + std::string(endpointName(endpoint)) + (mono ? " mono" : "");
+        notified.push_back(std::string(endpointName(endpoint)) + (mono ? " mono" : ""));
     }
     void onParameterChanged(Parameter parameter) override {
-        notified += " " + std::string(parameterInfo(parameter).column);
+        notified.emplace_back(parameterInfo(parameter).column);
     }
-    std::string notified;
+    std::vector<std::string> notified;
 };
 
 TEST(ParameterViewTest, NotifiesOfChangedValuesOnlyAndOfTheSourceBeforeThem) {
@@ -162,8 +163,8 @@ TEST(ParameterViewTest, NotifiesOfChangedValuesOnlyAndOfTheSourceBeforeThem) {
     view.setTuning(tuning);
     tuning.set(HEIGHT_FILTER_MODE, {});
     view.setTuning(tuning);
-    EXPECT_EQ(observer.notified,
-              " other speaker mono height_filter_mode regulator_enable speaker mono");
+    EXPECT_THAT(observer.notified, ElementsAre("other", "speaker mono", "height_filter_mode",
+                                               "regulator_enable", "speaker mono"));
     EXPECT_THAT(view.get(HEIGHT_FILTER_MODE), ElementsAre(2));
 }
 

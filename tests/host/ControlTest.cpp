@@ -60,12 +60,12 @@ TEST_F(ControlTest, WatchPrintsEveryNotificationUntilItIsInterrupted) {
         EXPECT_TRUE(awaitIn("text", row.printed)) << row.printed;
     }
     EXPECT_TRUE(awaitIn("json", R"("port":"usb","parameter":"ieq_amount","asked":[8]})"));
-    // A request that is no command looks like the name of a device, and may contain anything.
+    // A request that isn't a command is shown as the name of a device, and may contain any bytes.
     client()->call<int32_t>("SetSfxParam", host::Bytes{'A', 0x1b, '[', 0x7f, 0xc2, 0x9b});
     EXPECT_TRUE(awaitIn("text", "A\\x1b[\\x7f\xc2\\x9b\n"));
     EXPECT_TRUE(awaitIn("json", "A\\u001b["));
     daemon->signal(SIGSTOP);
-    EXPECT_EQ(asText->end(SIGINT), 0);  // it doesn't insist on an answer
+    EXPECT_EQ(asText->end(SIGINT), 0);  // although the stopped daemon doesn't answer
     daemon->signal(SIGCONT);
     daemon->end(SIGKILL);
     EXPECT_EQ(asJson->wait(), 3);

@@ -119,7 +119,7 @@ TEST_F(DaemonTest, AReloadSendsItsUpdateBeforeItsAnswer) {
     EXPECT_TRUE(isUpdated);
 }
 
-TEST_F(DaemonTest, AWaitForAnUpdateEnds) {
+TEST_F(DaemonTest, WaitingForAnUpdateEndsAfterTheTimeoutOrWithTheService) {
     start();
     const auto exitAfter = [&](int signal, uint64_t timeoutUs) {
         const auto waiting = client();
@@ -255,16 +255,13 @@ TEST_F(DaemonTest, ReportsToJournalAndServiceManager) {
     close(listener);
 }
 
-TEST_F(DaemonTest, DoesNotWaitForTheReaderOfItsLog) {
+TEST_F(DaemonTest, ContinuesWithoutTheReaderOfItsLog) {
     ASSERT_EQ(mkfifo(file("pipe").c_str(), 0600), 0);
-    const int pipe = open(file("pipe").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
-    while (write(pipe, "full", 4) > 0) continue;
+    const int pipe = open(file("pipe").c_str(), O_RDWR | O_CLOEXEC);
     start("", "", "2>" + file("pipe"));
-    char page[4096];
-    EXPECT_EQ(read(pipe, page, sizeof page), 4096);
-    client()->call("SetSelectedTuningDevice", 4, std::string(sizeof page, 'x'));  // logs its name
-    EXPECT_EQ(daemon->end(SIGTERM), 0);
     close(pipe);
+    EXPECT_EQ(ctl("enable off").exit, 0);
+    EXPECT_EQ(daemon->end(SIGTERM), 0);
 }
 
 TEST_F(DaemonTest, OpensNothingAsAStandardStreamThatItsCallerClosed) {

@@ -9,31 +9,36 @@ namespace velora {
 namespace {
 
 TEST(ParameterValuesTest, CheckAndUpdateStoresOnlyChangesOfValidParameters) {
+    using Values = ParameterValues::Values;
     const struct {
         int parameter;
-        ParameterValues::Values values;
-        bool isStored;
+        Values given;
+        bool isChange;
+        Values stored;  ///< afterwards
     } rows[] = {
-        {.parameter = GEQ_GAIN, .values = {1}, .isStored = false},  // not valid in a profile
-        {.parameter = HEADPHONE_VIRTUALIZER_MODE, .values = {}, .isStored = false},
-        {.parameter = CUSTOM_DRC_METADATA, .values = {1, 2}, .isStored = true},
-        {.parameter = CUSTOM_DRC_METADATA, .values = {1, 2}, .isStored = false},
-        {.parameter = CUSTOM_DRC_METADATA, .values = {}, .isStored = true},
-        {.parameter = -1, .values = {1}, .isStored = false},
-        {.parameter = INT32_MAX, .values = {1}, .isStored = false},
+        {GEQ_GAIN, {1}, false, {}},  // not valid in a profile
+        {HEADPHONE_VIRTUALIZER_MODE, {}, false, {}},
+        {CUSTOM_DRC_METADATA, {1, 2}, true, {1, 2}},
+        {CUSTOM_DRC_METADATA, {1, 2}, false, {1, 2}},
+        {CUSTOM_DRC_METADATA, {}, true, {}},
+        {-1, {1}, false, {}},
+        {INT32_MAX, {1}, false, {}},
     };
     Profile profile(4, 0, "Music", false);
     for (const auto& row : rows) {
         profile.setDirty(false);
         const auto parameter = static_cast<Parameter>(row.parameter);
-        EXPECT_EQ(profile.checkAndUpdate(parameter, row.values), row.isStored) << &row - rows;
-        EXPECT_EQ(profile.isDirty(), row.isStored) << &row - rows;
-        if (row.isStored) {
-            EXPECT_EQ(profile.get(parameter), row.values) << &row - rows;
-        }
+        SCOPED_TRACE(&row - rows);
+        EXPECT_EQ(profile.checkAndUpdate(parameter, row.given), row.isChange);
+        EXPECT_EQ(profile.isDirty(), row.isChange);
+        EXPECT_EQ(profile.get(parameter), row.stored);
     }
-    profile.set(static_cast<Parameter>(104), {1});
-    EXPECT_EQ(profile.size(), 2U) << "a valid parameter has an entry, a refused one has none";
+}
+
+TEST(ParameterValuesTest, OnlyNumbersOfParametersGetAnEntry) {
+    Profile profile(4, 0, "Music", false);
+    for (const int number : {0, 103, 104, -1}) profile.set(static_cast<Parameter>(number), {1});
+    EXPECT_EQ(profile.size(), 2U);
 }
 
 TEST(RecordsTest, TheTextFormListsFieldsThenValuesExceptTheIeqId) {

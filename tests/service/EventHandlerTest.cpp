@@ -9,29 +9,33 @@ using testing::SizeIs;
 
 constexpr int kMaxQueued = android::VeloraManagerService::kMaxQueuedRequests;
 
-/// What is stored now: the switch, the profile, and the amount of 114.
-std::string stored() {
-    Provider provider;
-    provider.init();
-    const int amount = provider.loadProfile(0)->firstOf(REVERB_SUPPRESSION_AMOUNT, -1);
-    return (provider.isSfxOn() ? "on " : "off ") + std::to_string(provider.getSelectedProfile()) +
-           ", " + std::to_string(amount);
-}
+/// What the commands change. The parameters and the modification are those of profile 2.
+struct State {
+    int on = 1;
+    int selectedProfile = 0;
+    int amount = 12;  ///< of parameter 106
+    int headphoneAmount = 6;
+    int isModified = 0;
+};
 
 class EventHandlerTest : public ServiceFixture {
 protected:
-    /// The switch, the selected profile, and of profile 2 the amounts of 106, whole and headphone,
-    /// and whether it is modified.
-    std::string state() {
-        return (ask(SWITCH_EFFECT)[0] != 0 ? "on " : "off ") +
-               std::to_string(ask(SELECTED_PROFILE)[0]) + ", " +
-               std::to_string(parameter(2, 106)[0]) + " " +
-               std::to_string(parameter(2, PORT_HEADPHONE, 106)[0]) +
-               (ask(IS_PROFILE_MODIFIED, {2})[0] != 0 ? " *" : "");
+    void expectState(const State& expected) {
+        EXPECT_THAT(ask(SWITCH_EFFECT), ElementsAre(expected.on));
+        EXPECT_THAT(ask(SELECTED_PROFILE), ElementsAre(expected.selectedProfile));
+        EXPECT_THAT(parameter(2, 106), ElementsAre(expected.amount));
+        EXPECT_THAT(parameter(2, PORT_HEADPHONE, 106), ElementsAre(expected.headphoneAmount));
+        EXPECT_THAT(ask(IS_PROFILE_MODIFIED, {2}), ElementsAre(expected.isModified));
+    }
+    /// The value of parameter 114 of profile 0 in the store.
+    static int storedAmount() {
+        Provider provider;
+        provider.init();
+        return provider.loadProfile(0)->firstOf(REVERB_SUPPRESSION_AMOUNT, -1);
     }
 
-    /// Sends a request without effect and waits until its update has come: the looper is then busy
-    /// with it until `release` is set or destroyed.
+    /// Sends a request without effect and waits until its update has arrived. The looper is busy
+    /// with that update until `release` is set or destroyed.
     void keepBusy(RecordingClient& client) {
         client.onUpdate = [&](const Bytes& update) {
             if (update != blocking) return;
@@ -52,29 +56,32 @@ protected:
 TEST_F(EventHandlerTest, CommandsReachContextStoreAndClients) {
     struct Case {
         Integers request;
-        std::string state;
+        State state = {};
         int32_t result = 9;  ///< the result word in the update; 9 is sent
         size_t missing = 0;  ///< bytes that are cut off at the end
     };
+    const State profileSet{.amount = 16, .headphoneAmount = 16, .isModified = 1};
+    const State headphoneSet{.amount = 16, .headphoneAmount = 5, .isModified = 1};
+    const State profileSetAgain{.amount = 3, .headphoneAmount = 3, .isModified = 1};
+    const State profileSelected{
+        .selectedProfile = 2, .amount = 3, .headphoneAmount = 3, .isModified = 1};
     const std::vector<Case> cases{
-        {.request = words(SWITCH_EFFECT, {9, -5}), .state = "off 0, 12 6", .result = -5},
-        {.request = words(SWITCH_EFFECT, {9, 3}), .state = "on 0, 12 6", .result = 3},
-        {.request = words(SWITCH_EFFECT, {9, 0}), .state = "on 0, 12 6", .missing = 1},
-        {.request = words(PROFILE_PARAMETER, {9, 2, 106, 99}), .state = "on 0, 16 16 *"},
-        {.request = words(PROFILE_PORT_PARAMETER, {9, 2, 3, 106, 5}), .state = "on 0, 16 5 *"},
-        {.request = words(PROFILE_PORT_PARAMETER, {9, 2, 7, 106, 1}), .state = "on 0, 16 5 *"},
-        {.request = words(PROFILE_PARAMETER, {9, 2, 106}), .state = "on 0, 16 5 *"},
-        {.request = words(PROFILE_PARAMETER, {9, 2, 106, 3}),
-         .state = "on 0, 16 5 *",
-         .missing = 1},
+        {.request = words(SWITCH_EFFECT, {9, -5}), .state = {.on = 0}, .result = -5},
+        {.request = words(SWITCH_EFFECT, {9, 3}), .result = 3},
+        {.request = words(SWITCH_EFFECT, {9, 0}), .missing = 1},
+        {.request = words(PROFILE_PARAMETER, {9, 2, 106, 99}), .state = profileSet},
+        {.request = words(PROFILE_PORT_PARAMETER, {9, 2, 3, 106, 5}), .state = headphoneSet},
+        {.request = words(PROFILE_PORT_PARAMETER, {9, 2, 7, 106, 1}), .state = headphoneSet},
+        {.request = words(PROFILE_PARAMETER, {9, 2, 106}), .state = headphoneSet},
+        {.request = words(PROFILE_PARAMETER, {9, 2, 106, 3}), .state = headphoneSet, .missing = 1},
         {.request = words(PROFILE_PARAMETER, {9, 2, 106, 3, 4}),
-         .state = "on 0, 3 3 *",
+         .state = profileSetAgain,
          .missing = 2},
-        {.request = words(SELECTED_PROFILE, {9, 2}), .state = "on 2, 3 3 *", .result = 2},
-        {.request = words(SELECTED_PROFILE, {9, 5}), .state = "on 2, 3 3 *", .result = 5},
-        {.request = {10, 9, 1}, .state = "on 2, 3 3 *"},  // the command's bytes the other way round
-        {.request = words(PROFILE_COUNT, {9}), .state = "on 2, 3 3 *"},
-        {.request = words(RESET_PROFILE, {9, 2}), .state = "on 2, 12 6", .result = 2},
+        {.request = words(SELECTED_PROFILE, {9, 2}), .state = profileSelected, .result = 2},
+        {.request = words(SELECTED_PROFILE, {9, 5}), .state = profileSelected, .result = 5},
+        {.request = {10, 9, 1}, .state = profileSelected},  // the command's bytes in reverse order
+        {.request = words(PROFILE_COUNT, {9}), .state = profileSelected},
+        {.request = words(RESET_PROFILE, {9, 2}), .state = {.selectedProfile = 2}, .result = 2},
     };
     auto client = enter(0, 7);
     for (const Case& c : cases) {
@@ -82,24 +89,32 @@ TEST_F(EventHandlerTest, CommandsReachContextStoreAndClients) {
         Integers notified = c.request;
         notified[SetRequest::kResult] = c.result;
         EXPECT_EQ(setBytes(bytesOf(c.request, c.missing)), 0);
-        EXPECT_THAT(client->take(1), ElementsAre(bytesOf(notified, c.missing)));
-        EXPECT_EQ(state(), c.state);
+        EXPECT_THAT(client->awaitUpdates(1), ElementsAre(bytesOf(notified, c.missing)));
+        expectState(c.state);
         client = restart();
-        EXPECT_EQ(state(), c.state) << "after a restart";
+        expectState(c.state);
     }
 }
 
-TEST_F(EventHandlerTest, SwitchAndProfileAreStoredAtOnceSettingsWhenAPlainClientUnregisters) {
+TEST_F(EventHandlerTest, TheSwitchAndTheSelectedProfileAreStoredAtOnce) {
     const auto client = enter(0, 1);
-    service->registerClient(nullptr, 1, 50);
     set(SWITCH_EFFECT, {0});
     set(SELECTED_PROFILE, {1});
+    client->awaitUpdates(2);
+    Provider stored;
+    EXPECT_FALSE(stored.isSfxOn());
+    EXPECT_EQ(stored.getSelectedProfile(), 1);
+}
+
+TEST_F(EventHandlerTest, SettingsAreStoredWhenAPlainClientUnregisters) {
+    const auto client = enter(0, 1);
+    service->registerClient(nullptr, 1, 50);
     set(PROFILE_PARAMETER, {0, 114, 7});
-    client->take(4);
+    client->awaitUpdates(2);
     service->unregisterClient(nullptr, 1, 50);  // a decoder
-    EXPECT_EQ(stored(), "off 1, 2");
+    EXPECT_EQ(storedAmount(), 2);
     service->unregisterClient(nullptr, 0, 1);
-    EXPECT_EQ(stored(), "off 1, 7");
+    EXPECT_EQ(storedAmount(), 7);
 }
 
 TEST_F(EventHandlerTest, RequestsWaitInOrderUpToALimit) {
@@ -115,11 +130,11 @@ TEST_F(EventHandlerTest, RequestsWaitInOrderUpToALimit) {
     service->setSelectedTuningDevice(PORT_USB, device, 7);
     EXPECT_EQ(log.count("E VeloraManagerService: setSelectedTuningDevice: the request ..."), 1U);
     release.set_value();
-    EXPECT_EQ(client->take(sent.size()), sent);
+    EXPECT_EQ(client->awaitUpdates(sent.size()), sent);
     for (int i = 0; i < kMaxQueued; ++i) ASSERT_EQ(set(PROFILE_COUNT, {0}), 0) << "none waits";
 }
 
-TEST_F(EventHandlerTest, ShutdownDropsWhatWaitsAndConcurrentCallersWaitForIt) {
+TEST_F(EventHandlerTest, EveryShutdownWaitsForTheRequestThatIsExecutedAndDropsTheOthers) {
     keepBusy(*enter(0, 7));
     for (int i = 0; i < kMaxQueued; ++i) set(PROFILE_PARAMETER, {0, 114, 7});
     std::future<bool> calls[2];
@@ -129,10 +144,16 @@ TEST_F(EventHandlerTest, ShutdownDropsWhatWaitsAndConcurrentCallersWaitForIt) {
     }
     release.set_value();
     for (auto& call : calls) EXPECT_TRUE(call.get());
+    EXPECT_EQ(storedAmount(), 2);
     for (int i = 0; i <= kMaxQueued; ++i) ASSERT_EQ(set(PROFILE_COUNT, {0}), -19);
+}
+
+TEST_F(EventHandlerTest, ASecondShutdownSavesNothing) {
+    enter(0, 7);
+    EXPECT_TRUE(service->shutdown());
     manager().getSndContext()->setProfileParameter(0, REVERB_SUPPRESSION_AMOUNT, {9});
     EXPECT_TRUE(service->shutdown());
-    EXPECT_EQ(stored(), "on 0, 2") << "neither what waited nor what came later";
+    EXPECT_EQ(storedAmount(), 2);
 }
 
 TEST_F(EventHandlerTest, AClientMayReleaseTheServiceFromItsUpdate) {
@@ -141,7 +162,7 @@ TEST_F(EventHandlerTest, AClientMayReleaseTheServiceFromItsUpdate) {
         const auto client = restart();
         client->onUpdate = [this](const Bytes&) { service.clear(); };
         reloads ? reload() : static_cast<void>(set(PROFILE_PARAMETER, {0, 114, 5}));
-        EXPECT_THAT(client->take(1), SizeIs(1));
+        EXPECT_THAT(client->awaitUpdates(1), SizeIs(1));
     }
     restart();
     EXPECT_THAT(parameter(0, 114), ElementsAre(5));

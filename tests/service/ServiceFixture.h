@@ -29,7 +29,8 @@ inline Integers words(Command command, Integers following) {
     return following;
 }
 
-/// Says when it is destroyed: as the first base, after the service.
+/// Sets `ended` when it is destroyed. As the first base class of `TestService` it is destroyed
+/// last, after the service.
 struct EndSignal {
     ~EndSignal() { ended.set_value(); }
     std::promise<void> ended;
@@ -50,7 +51,8 @@ protected:
         mEnds.push_back(made->ended.get_future());
         service = made;
     }
-    /// Waits for every service that was made, also for those that end on their looper threads.
+    /// Ends the service, and waits until every service that was made is destroyed. Some are
+    /// destroyed on their looper's thread.
     void endService() {
         if (service) (void)service->shutdown();
         service.clear();
@@ -58,7 +60,8 @@ protected:
             EXPECT_EQ(end.wait_for(kPatience), std::future_status::ready);
         }
     }
-    /// As a new process, with a plain client in it.
+    /// Ends the service and starts a new one from the files, as a new process would. Returns a
+    /// plain client that is registered with it.
     sp<RecordingClient> restart() {
         endService();
         manager().release();
@@ -66,11 +69,11 @@ protected:
         return enter(0, 7);
     }
 
-    /// Registers a client of its own and waits for the notice of it.
+    /// Registers a new client and waits until it is notified of its registration.
     sp<RecordingClient> enter(int32_t type, uint32_t uid) {
         auto client = sp<RecordingClient>::make();
         service->registerClient(client, type, uid);
-        client->take(1);
+        client->awaitUpdates(1);
         return client;
     }
 

@@ -8,33 +8,38 @@ using testing::IsEmpty;
 
 const Bytes kNotice = bytesOf({-1, 0});
 
+/// The answers to the questions about the registered clients.
+struct Counts {
+    int cpDecoder = 0, dvDecoder = 0, channels = 0, gameEffect = 0, spatializer = 0;
+};
+
 class VeloraManagerServiceTest : public ServiceFixture {
 protected:
     /// Clients without a listener.
     void add(int32_t type, uint32_t uid) { service->registerClient(nullptr, type, uid); }
     void remove(int32_t type, uint32_t uid) { service->unregisterClient(nullptr, type, uid); }
 
-    /// What the registered clients count for, such as "DCDV 1 DCOC 8 ".
-    std::string counts() {
-        constexpr char kKeys[][5] = {"DCCP", "DCDV", "DCOC", "GDEA", "SPAA"};
-        std::string text;
-        for (const auto& key : kKeys) {
-            if (const auto count = value(key)) text += key + (' ' + std::to_string(count)) + ' ';
-        }
-        return text;
+    void expectCounts(const Counts& expected) {
+        EXPECT_EQ(value("DCCP"), expected.cpDecoder);
+        EXPECT_EQ(value("DCDV"), expected.dvDecoder);
+        EXPECT_EQ(value("DCOC"), expected.channels);
+        EXPECT_EQ(value("GDEA"), expected.gameEffect);
+        EXPECT_EQ(value("SPAA"), expected.spatializer);
     }
 };
 
 TEST_F(VeloraManagerServiceTest, AnswersNeutrallyUntilARegistrationInitialises) {
     uninstall();
     add(0, 1);
-    EXPECT_THAT(
-        (std::vector{value("SFXO"), value("SPKM"), value("AGSG"), value("DEAM"), value("DTFV")}),
-        ElementsAre(0, 0, 0, -1, -19));
+    EXPECT_EQ(value("SFXO"), 0);
+    EXPECT_EQ(value("SPKM"), 0);
+    EXPECT_EQ(value("AGSG"), 0);
+    EXPECT_EQ(value("DEAM"), -1);
+    EXPECT_EQ(value("DTFV"), -19);
     EXPECT_EQ(set(SWITCH_EFFECT, {1}), -19);
     reload();
     remove(0, 1);  // nothing to save yet
-    EXPECT_FALSE(std::filesystem::exists(dir.path() / "data/vendor/velora/kiv_sqlite3.db"));
+    EXPECT_FALSE(std::filesystem::exists(database));
 
     install(contentsOf(sourceFile("data/minimal.xml")));
     add(0, 3);
@@ -49,13 +54,13 @@ TEST_F(VeloraManagerServiceTest, NothingIsInitialisedOrReloadedAfterShutdown) {
     EXPECT_TRUE(service->shutdown());
     installOem(extra);
     reload();
-    EXPECT_THAT(client->take(0), IsEmpty());
+    EXPECT_THAT(client->awaitUpdates(0), IsEmpty());
 }
 
 TEST_F(VeloraManagerServiceTest, WhatCouldNotBeStoredIsStoredByTheNextSave) {
     const auto client = enter(0, 1);
     EXPECT_EQ(set(PROFILE_PARAMETER, {2, 106, 11}), 0);
-    client->take(1);
+    client->awaitUpdates(1);
     {
         const auto other = holdStore();
         EXPECT_FALSE(service->saveSettings());
@@ -68,22 +73,36 @@ TEST_F(VeloraManagerServiceTest, WhatCouldNotBeStoredIsStoredByTheNextSave) {
 }
 
 TEST_F(VeloraManagerServiceTest, EachTypeChangesItsOwnCountersAndFlags) {
+    const struct {
+        Counts counts;
+        int codec;  ///< the type of the last decoder, which remains
+    } rows[] = {
+        {.counts = {}, .codec = -1},
+        {.counts = {.cpDecoder = 1}, .codec = 1},
+        {.counts = {.dvDecoder = 1}, .codec = 2},
+        {.counts = {.dvDecoder = 1, .channels = 6}, .codec = 3},
+        {.counts = {.dvDecoder = 1, .channels = 8}, .codec = 4},
+        {.counts = {.dvDecoder = 1, .channels = 12}, .codec = 5},
+        {.counts = {.cpDecoder = 1}, .codec = 6},
+        {.counts = {}, .codec = 6},
+        {.counts = {.gameEffect = 1}, .codec = 6},
+        {.counts = {.spatializer = 1}, .codec = 6},
+        {.counts = {}, .codec = 6},
+    };
     const auto witness = enter(0, 1);
-    std::string seen;
-    for (int32_t type = 0; type < 11; ++type) {
+    for (const auto& row : rows) {
+        const auto type = static_cast<int32_t>(&row - rows);
+        SCOPED_TRACE(type);
         add(type, 50);
-        seen += std::to_string(type) + ": " + counts() + "codec " + std::to_string(value("LCTP"));
+        expectCounts(row.counts);
+        EXPECT_EQ(value("LCTP"), row.codec);
         remove(type, 50);
-        seen += counts() + "\n";
-        EXPECT_THAT(witness->take(2), ElementsAre(kNotice, kNotice));
+        expectCounts({});
+        EXPECT_THAT(witness->awaitUpdates(2), ElementsAre(kNotice, kNotice));
     }
-    EXPECT_EQ(seen,
-              "0: codec -1\n1: DCCP 1 codec 1\n2: DCDV 1 codec 2\n3: DCDV 1 DCOC 6 codec 3\n"
-              "4: DCDV 1 DCOC 8 codec 4\n5: DCDV 1 DCOC 12 codec 5\n6: DCCP 1 codec 6\n"
-              "7: codec 6\n8: GDEA 1 codec 6\n9: SPAA 1 codec 6\n10: codec 6\n");
 }
 
-TEST_F(VeloraManagerServiceTest, TheChannelsAreThoseOfTheDecodersThatRemainButNever12) {
+TEST_F(VeloraManagerServiceTest, TheNumberOfChannelsIsThatOfTheRemainingDecodersUnlessTheyHave12) {
     add(5, 10);
     add(3, 20);
     EXPECT_EQ(value("DCOC"), 12);
@@ -95,32 +114,36 @@ TEST_F(VeloraManagerServiceTest, TheChannelsAreThoseOfTheDecodersThatRemainButNe
     EXPECT_EQ(value("DCOC"), 6);
 }
 
-TEST_F(VeloraManagerServiceTest, AFlagRemainsWithTheLastGameButIsClearedWithAnySpatializer) {
-    for (const uint32_t uid : {10u, 20u}) {
-        add(8, uid);
-        add(9, uid + 100);
-    }
-    add(4, 30);
-    EXPECT_EQ(counts(), "DCOC 8 GDEA 1 SPAA 1 ") << "which hides the decoder";
+TEST_F(VeloraManagerServiceTest, TheGameFlagRemainsUntilTheLastGameUnregisters) {
+    add(8, 10);
+    add(8, 20);
     remove(8, 10);
-    remove(9, 110);
-    EXPECT_EQ(counts(), "DCDV 1 DCOC 8 GDEA 1 ");
+    expectCounts({.gameEffect = 1});
+}
+
+TEST_F(VeloraManagerServiceTest, ASpatializerHidesTheDecodersUntilAnySpatializerUnregisters) {
+    add(9, 10);
+    add(9, 20);
+    add(4, 30);
+    expectCounts({.channels = 8, .spatializer = 1});
+    remove(9, 10);
+    expectCounts({.dvDecoder = 1, .channels = 8});
 }
 
 TEST_F(VeloraManagerServiceTest, ASecondClientWithTheSameSumIsNotAddedButSetsItsFlags) {
     add(6, 0xfffffffe);  // wraps to 4
     add(2, 2);
     add(9, 0xfffffffb);
-    EXPECT_EQ(counts(), "DCCP 1 SPAA 1 ");
+    expectCounts({.cpDecoder = 1, .spatializer = 1});
     remove(1, 3);  // the first one
-    EXPECT_EQ(counts(), "SPAA 1 ");
+    expectCounts({.spatializer = 1});
 }
 
 TEST_F(VeloraManagerServiceTest, ADeathChangesTheCounterAlone) {
     const auto witness = enter(0, 1);
     for (const int32_t type : {4, 8}) enter(type, 50)->onDied();
-    EXPECT_EQ(counts(), "DCOC 8 GDEA 1 ");
-    EXPECT_THAT(witness->take(2), ElementsAre(kNotice, kNotice)) << "of the registrations";
+    expectCounts({.channels = 8, .gameEffect = 1});
+    EXPECT_THAT(witness->awaitUpdates(2), ElementsAre(kNotice, kNotice)) << "of the registrations";
 }
 
 TEST_F(VeloraManagerServiceTest, ALateDeathNoticeChangesNothing) {
@@ -138,7 +161,7 @@ TEST_F(VeloraManagerServiceTest, ALateDeathNoticeChangesNothing) {
     const auto successor = sp<LateNotice>::make();
     service->registerClient(successor, 4, 50);
     died->link->serviceDied(0, nullptr);
-    EXPECT_EQ(counts(), "DCDV 1 DCOC 8 ");
+    expectCounts({.dvDecoder = 1, .channels = 8});
     service->unregisterClient(successor, 4, 50);
     successor->onDied();
     EXPECT_EQ(log.count("E VeloraManagerService: binderDied ..."), 2U) << "it is no longer linked";
@@ -148,19 +171,19 @@ TEST_F(VeloraManagerServiceTest, ALateDeathNoticeChangesNothing) {
 }
 
 TEST_F(VeloraManagerServiceTest, UpdatesGoToEveryClientInKeyOrderWhateverAnotherOneDoes) {
-    std::string calls;
+    std::vector<std::string> calls;
     for (const uint32_t uid : {3u, 1u, 2u}) {
         const auto client = enter(0, uid);
         client->unreachable = uid == 1;
         client->onUpdate = [&calls, uid](const Bytes& update) {
-            if (update != kNotice)
-                calls += std::to_string(uid) + std::string(update.begin(), update.end()) + " ";
+            if (update == kNotice) return;
+            calls.push_back(std::to_string(uid) + std::string(update.begin(), update.end()));
         };
     }
     Bytes data{'a', 'b', 'c'};
     service->doOnSfxParamUpdate(data.data(), 3);
     service->doOnSfxParamUpdate(nullptr, 3);
-    EXPECT_EQ(calls, "1abc 2abc 3abc 1 2 3 ");
+    EXPECT_THAT(calls, ElementsAre("1abc", "2abc", "3abc", "1", "2", "3"));
 }
 
 TEST_F(VeloraManagerServiceTest, BuffersMayBeMissingOrTooLong) {
@@ -175,7 +198,7 @@ TEST_F(VeloraManagerServiceTest, BuffersMayBeMissingOrTooLong) {
     EXPECT_EQ(setBytes(Bytes(kMax)), 0);
 }
 
-TEST_F(VeloraManagerServiceTest, TheFacadeAnswersForTheProfileBehindTheLast) {
+TEST_F(VeloraManagerServiceTest, AProfileThatDoesNotExistHasAnEmptyName) {
     enter(0, 1);
     for (const int profile : {-1, 5, 6}) EXPECT_EQ(service->getProfileName(profile), "");
     EXPECT_EQ(log.count("E SndManager: Invalid Profile Id!"), 1U);

@@ -76,7 +76,7 @@ TEST_F(ProviderTest, AResetRecordKeepsItsOwnRow) {
     EXPECT_FALSE(profile->isDirty());
 }
 
-TEST_F(ProviderTest, WhatAnotherProcessHoldsIsReadLater) {
+TEST_F(ProviderTest, DevicesInALockedStoreAreReadLater) {
     {
         const auto other = holdStore();
         const ReadSession session = provider.startReading();

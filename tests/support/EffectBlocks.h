@@ -45,7 +45,7 @@ public:
     }
 
     /// Removes all recorded blocks and returns their entries.
-    std::vector<std::string> take() {
+    std::vector<std::string> drain() {
         std::vector<std::string> entries;
         for (const auto& block : std::exchange(blocks, {})) {
             for (auto& entry : entriesOf(block)) entries.push_back(std::move(entry));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -19,6 +20,7 @@ public:
     }
     ~LogCapture() {
         __android_log_set_logger(nullptr);
+        onMessage({}, {});
         __android_log_set_minimum_priority(mPreviousPriority);
     }
     LogCapture(const LogCapture&) = delete;
@@ -38,6 +40,12 @@ public:
             return isPrefix ? l.starts_with(line) : l == line;
         }));
     }
+    /// Runs `action` once, in the middle of an operation: when it logs `message`.
+    static void onMessage(std::string_view message, std::function<void()> action) {
+        std::lock_guard lock(sLock);
+        sAwaited = message;
+        sAction = std::move(action);
+    }
     static void clear() {
         std::lock_guard lock(sLock);
         sLines.clear();
@@ -47,13 +55,20 @@ private:
     static void record(const __android_log_message* entry) {
         std::string line(1, "VDIWE"[entry->priority - ANDROID_LOG_VERBOSE]);
         line.append(" ").append(entry->tag).append(": ").append(entry->message);
-        std::lock_guard lock(sLock);
-        sLines.push_back(std::move(line));
+        std::function<void()> action;
+        {
+            std::lock_guard lock(sLock);
+            sLines.push_back(std::move(line));
+            if (entry->message == sAwaited) action.swap(sAction);
+        }
+        if (action != nullptr) action();  // it may log, too
     }
 
     inline static std::mutex sLock;
-    /// Never destroyed: a thread may log while the process ends.
+    // These are never destroyed, because a thread may log while the process ends.
     inline static auto& sLines = *new std::vector<std::string>();
+    inline static auto& sAwaited = *new std::string();
+    inline static auto& sAction = *new std::function<void()>();
 
     const int mPreviousPriority;
 };

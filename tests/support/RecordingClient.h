@@ -37,7 +37,7 @@ public:
     }
 
     /// Waits for `count` updates, then removes and returns all; fewer after 20 seconds.
-    std::vector<Bytes> take(size_t count) {
+    std::vector<Bytes> awaitUpdates(size_t count) {
         std::unique_lock lock(mLock);
         mChanged.wait_for(lock, std::chrono::seconds(20), [&] { return mUpdates.size() >= count; });
         return std::exchange(mUpdates, {});

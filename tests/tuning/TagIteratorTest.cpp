@@ -1,7 +1,6 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
 #include "tuning/TagIterator.h"
-#include "util/Integers.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -51,22 +50,6 @@ TEST_F(TagIteratorTest, OpeningFailsWithALogLine) {
     EXPECT_EQ(it.init("/missing.xml"), -22);
     EXPECT_EQ(log.count("E TagIterator: fail to call xmlReadFile,  46"), 1U);
     EXPECT_EQ(log.count("E TagIterator: /missing.xml: No such file or directory"), 1U);
-}
-
-TEST(IntegersTest, ReadTheNumbersOfATextUpToTheFirstThatIsNone) {
-    const std::pair<const char*, std::vector<const char*>> cases[] = {
-        {"", {"", "abc", "+-5", "- 5", "2147483648", "99999999999999999999"}},
-        {"1", {"1.9", "+1", "1abc", " \t\n1", "1,,2", "1 ,2", "1;2", "1,99999999999,3"}},
-        {"2147483647,-2147483648,3", {"2147483647 -2147483648 3,", "2147483647, -2147483648,+3x"}},
-    };
-    for (const auto& [values, texts] : cases) {
-        for (const char* text : texts) {
-            std::vector<int> read;
-            string2IntVector(text, read);
-            EXPECT_EQ(intVector2String(read), values) << text;
-            EXPECT_EQ(string2Int(text), read.empty() ? 0 : read[0]) << text;
-        }
-    }
 }
 
 }  // namespace

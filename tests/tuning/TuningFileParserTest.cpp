@@ -49,13 +49,12 @@ protected:
         }
     }
 
-    /// The IEQ settings of each endpoint, as "preset 3, on, amount 9".
-    std::vector<std::string> ieqSettings() const {
-        std::vector<std::string> all;
-        for (const ProfileEndpoint* endpoint : data.getProfileEndpoints()) {
-            all.push_back("preset " + std::to_string(endpoint->getSelectedIeqPreset()) +
-                          (endpoint->firstOf(IEQ_ENABLE, 0) == 1 ? ", on" : ", off") + ", amount " +
-                          std::to_string(endpoint->firstOf(IEQ_AMOUNT, -1)));
+    /// The first value of a parameter of each endpoint; the selected IEQ preset for IEQ_ID.
+    std::vector<int> ofEndpoints(Parameter parameter) const {
+        std::vector<int> all;
+        for (const auto* endpoint : data.getProfileEndpoints()) {
+            all.push_back(parameter == IEQ_ID ? endpoint->getSelectedIeqPreset()
+                                              : endpoint->firstOf(parameter, -1));
         }
         return all;
     }
@@ -181,19 +180,20 @@ TEST_F(TuningFileParserTest, TheVersionDecidesHowPresetsAreIdentifiedAndWhatHasD
         "</profile>";
     const std::string named = "presetId=3\nname=warm\n\n";
     const std::string numbered = "presetId=0\nname=Own name\n\n";
-    const std::string off = "preset 0, off, amount 0";
     const std::string amount = "reverb_suppression_amount=5,\n";
     const std::string enable = "reverb_suppression_enable=0,\n";
     const std::string mode = "headphone_virtualizer_mode=1,\n";
     struct Case {
-        std::string minor, maintenance, preset, mobility, included, defaults;
+        std::string minor, maintenance, preset, mobility;
+        int included;  ///< IEQ preset of the endpoints, which the file gives by its name
+        std::string defaults;
     };
     const Case cases[] = {
-        {"1", "9", numbered, "true", off, mode + amount + enable},
-        {"2", "1", named, "false", "preset 2, on, amount 0", mode + amount + enable},
-        {"3", "0", named, "true", off, mode + amount},
-        {"3", "10", numbered, "true", off, mode + amount},
-        {"4", "0", numbered, "true", off, amount},
+        {"1", "9", numbered, "true", 0, mode + amount + enable},
+        {"2", "1", named, "false", 2, mode + amount + enable},
+        {"3", "0", named, "true", 0, mode + amount},
+        {"3", "10", numbered, "true", 0, mode + amount},
+        {"4", "0", numbered, "true", 0, amount},
     };
     for (const Case& c : cases) {
         parse(c.minor, c.maintenance, elements);
@@ -201,7 +201,9 @@ TEST_F(TuningFileParserTest, TheVersionDecidesHowPresetsAreIdentifiedAndWhatHasD
         EXPECT_THAT(text, HasSubstr(c.preset));
         EXPECT_THAT(text, HasSubstr("profileId=0\nmobility=" + c.mobility +
                                     "\nselectedGeqPreset=0\n" + c.defaults + "\n"));
-        EXPECT_THAT(ieqSettings(), ElementsAre("preset 1, on, amount 0", c.included, c.included));
+        EXPECT_THAT(ofEndpoints(IEQ_ID), ElementsAre(1, c.included, c.included));
+        const int isOn = c.included != 0 ? 1 : 0;
+        EXPECT_THAT(ofEndpoints(IEQ_ENABLE), ElementsAre(1, isOn, isOn));
     }
 }
 
@@ -213,16 +215,15 @@ TEST_F(TuningFileParserTest, EndpointsUseTheIeqSettingsOfTheProfileUnlessTheyHav
           "<endpoint_type id='headphone'>\n<include preset='balanced'/></endpoint_type>"
           "<ieq-enable value='false'/><ieq-amount value='9'/></profile><profile id='1'>\n"
           "<endpoint_type id='speaker'>\n<include preset='warm'/></endpoint_type></profile>");
-    EXPECT_THAT(ieqSettings(), ElementsAre("preset 3, off, amount 3", "preset 3, on, amount 9",
-                                           "preset 0, off, amount 9", "preset 3, on, amount 0",
-                                           "preset 0, off, amount 0", "preset 0, off, amount 0"));
+    EXPECT_THAT(ofEndpoints(IEQ_ID), ElementsAre(3, 3, 0, 3, 0, 0));
+    EXPECT_THAT(ofEndpoints(IEQ_ENABLE), ElementsAre(0, 1, 0, 1, 0, 0));
+    EXPECT_THAT(ofEndpoints(IEQ_AMOUNT), ElementsAre(3, 9, 9, 0, 0, 0));
     EXPECT_TRUE(text.ends_with("\nprofileId=0\n\nprofileId=1\n\n")) << "empty GEQ presets";
     EXPECT_THAT(logged, ElementsAre("W TuningFileParser: A second headphone endpoint of profile 0 "
                                     "is ignored"));
 
     parser.getDeviceData()->validateData();
-    EXPECT_EQ(ieqSettings()[0], "preset 0, off, amount 3");
-    EXPECT_EQ(ieqSettings()[1], "preset 3, on, amount 9");
+    EXPECT_THAT(ofEndpoints(IEQ_ID), ElementsAre(0, 3, 0, 3, 0, 0)) << "none where IEQ is off";
 }
 
 TEST_F(TuningFileParserTest, TuningsHaveAttributesInWordsOrNumbers) {

@@ -2,7 +2,8 @@
 
 #include <utils/RefBase.h>
 
-// A process that loads the service, enters itself, and asks something that needs no tuning file.
+// Loads the installed library, registers a client of a decoder's type, and asks the service whether
+// a decoder is registered. The service can answer that without a tuning file.
 int main() {
     const auto service = android::sp<android::VeloraManagerService>::make();
     service->registerClient(nullptr, 1, 10);
