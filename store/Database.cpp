@@ -245,6 +245,13 @@ void Database::setUp() {
     sqlite3_wal_hook(mConnection.get(), setLogPages, &mLogPages);
 }
 
+/// What is written to a file that was moved or removed is not found by the next start.
+bool Database::hasMoved() const {
+    int moved = 0;
+    sqlite3_file_control(mConnection.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
+    return moved != 0;
+}
+
 void Database::replaceDamaged() {
     if (isOpen()) {
         // The damage was met later. Perhaps only a read has failed.
@@ -293,6 +300,10 @@ bool Database::begin(Access access) {
     if (mDepth++ > 0) return isTransactionOpen();
     mState = State::OPEN;
     if (!execute(access == Access::WRITE ? "BEGIN EXCLUSIVE" : "BEGIN")) mState = State::FAILED;
+    if (access == Access::WRITE && isTransactionOpen() && hasMoved()) {
+        ALOGE("the database %s was moved or removed while it was in use", mFile.path().c_str());
+        abort();
+    }
     return isTransactionOpen();
 }
 

@@ -108,6 +108,7 @@ private:
     int checkPages(std::string* problem);
     int readCell(const std::string& sql, std::string* text);
     void setUp();
+    bool hasMoved() const;
     Statement* prepare(const std::string& sql, int* result);
     bool runWrite(Statement& statement, const std::string& sql);
     void handleFailure(int result);
