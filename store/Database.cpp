@@ -3,11 +3,8 @@
 #include "store/Database.h"
 
 #include "store/LogMessages.h"
-#include "util/Integers.h"
 
-#include <filesystem>
 #include <system_error>
-#include <utility>
 
 #include <sqlite3.h>
 
@@ -30,13 +27,31 @@ constexpr char kQueryFailedMessage[] = "Unknow error... %d";
 /// somebody's tool may hold a lock for a moment.
 constexpr int kBusyTimeoutMs = 2000;
 
-/// EXTRA and not FULL, which doesn't synchronise the directory after a journal was deleted: after a
-/// loss of power the journal could reappear and roll back a transaction that was reported as
-/// stored.
-constexpr char kDurable[] = "PRAGMA synchronous=EXTRA; PRAGMA journal_mode=DELETE";
+/// How often a file that is not found intact is looked at, before that is believed.
+constexpr int kMaxLooks = 3;
+
+/// In WAL mode, EXTRA is the same as FULL: the log is synchronised by every commit. If the file
+/// can't be put into WAL mode, it keeps its journal, and FULL would not be enough: after a loss of
+/// power a deleted journal could reappear and roll back a transaction that was reported as stored.
+constexpr char kDurable[] = "PRAGMA synchronous=EXTRA; PRAGMA journal_mode=WAL";
+
+/// Length, in pages, from which the log is copied into the file: 1 MiB.
+constexpr int kLongLog = 256;
 
 /// The primary result code of an extended result code of SQLite.
 int primaryResult(int result) { return result & 0xff; }
+
+/// Somebody else has locked the file.
+bool isLocked(int result) {
+    const int primary = primaryResult(result);
+    return primary == SQLITE_BUSY || primary == SQLITE_LOCKED || primary == SQLITE_PROTOCOL;
+}
+
+/// The contents of the file are wrong.
+bool isDamage(int result) {
+    const int primary = primaryResult(result);
+    return primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
+}
 
 /// A failure of the file, of memory, or because of somebody's lock, as opposed to an error in the
 /// statement.
@@ -44,43 +59,16 @@ bool isStorageFailure(int result) {
     switch (primaryResult(result)) {
         case SQLITE_FULL:
         case SQLITE_IOERR:
-        case SQLITE_CORRUPT:
-        case SQLITE_NOTADB:
         case SQLITE_NOMEM:
         case SQLITE_READONLY:
-        case SQLITE_BUSY:
-        case SQLITE_LOCKED:
         case SQLITE_CANTOPEN:
             return true;
         default:  // the codes are SQLite's, and there are many others
-            return false;
+            return isDamage(result) || isLocked(result);
     }
 }
 
-bool isDamage(int result) {
-    const int primary = primaryResult(result);
-    return primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
-}
-
 }  // namespace
-
-std::vector<int> RowData::values() const {
-    if (storageClass == SQLITE_INTEGER) return {static_cast<int>(integer)};
-    std::vector<int> values;
-    string2IntVector(text, values);
-    return values;
-}
-
-int RowData::number() const {
-    if (storageClass == SQLITE_INTEGER) return static_cast<int>(integer);
-    return string2Int(text);
-}
-
-std::optional<int> RowData::plainNumber() const {
-    const int value = number();
-    if (text != std::to_string(value)) return std::nullopt;
-    return value;
-}
 
 /// A prepared statement. It must be destroyed before its connection.
 class Database::Statement {
@@ -145,52 +133,33 @@ private:
 
 void Database::CloseConnection::operator()(sqlite3* connection) const { sqlite3_close(connection); }
 
-Database::Database(std::string path) : mPath(std::move(path)) { open(); }
+Database::Database(const std::string& path) : mFile(path) { open(); }
 
 Database::~Database() = default;
 
-Database::Connection Database::connect(const std::string& path) {
-    constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
-    sqlite3* handle = nullptr;
-    const int result = sqlite3_open_v2(path.c_str(), &handle, kFlags, nullptr);
-    Connection connection(handle);
-    if (result != SQLITE_OK) {
-        ALOGE("can't open the database %s: %s", path.c_str(), sqlite3_errmsg(handle));
-        return nullptr;
-    }
-
-    sqlite3_busy_timeout(handle, kBusyTimeoutMs);
-    if (sqlite3_db_readonly(handle, "main") == 1) {
-        ALOGE("the database %s can't be written", path.c_str());
-    }
-    return connection;
-}
-
 void Database::open() {
-    mConnection = connect(mPath);
-    if (!isOpen()) return;
-
-    // Check every page now, because a damaged file can be replaced only at the start. Otherwise the
-    // damage could first be noticed during a later write.
-    std::string check;
-    int64_t tables = 0;
-    const bool wasRead = read("PRAGMA quick_check(1)", {},
-                              [&](std::span<const RowData> row) { check = row.front().text; }) &&
-                         read("SELECT COUNT(*) FROM sqlite_master", {},
-                              [&](std::span<const RowData> row) { tables = row.front().integer; });
-    mEmpty = wasRead && tables == 0;
-    if (wasRead && check == "ok") {
-        makeDurable();
-        return;
+    mEmpty = false;
+    mDamaged = false;
+    std::string problem;
+    int result = SQLITE_OK;
+    for (int look = 0; look < kMaxLooks; ++look) {
+        result = connect(&problem);
+        // Check every page now, because a damaged file can be replaced only at the start. Otherwise
+        // the damage could first be noticed during a later write.
+        if (result == SQLITE_OK) result = checkPages(&problem);
+        if (result == SQLITE_OK) {
+            setUp();
+            return;
+        }
+        close();
+        if (isLocked(result)) break;  // the busy timeout has passed
     }
 
-    // A file that can't be read at the moment is not treated as damaged, but it isn't used. A read
-    // that failed because of damage has set `mDamaged` already.
-    const int result = sqlite3_errcode(mConnection.get());
-    mDamaged = mDamaged || wasRead || !isStorageFailure(result);
-    const char* const reason = wasRead ? check.c_str() : sqlite3_errstr(result);
-    if (mDamaged) ALOGE("database %s is damaged: %s", mPath.c_str(), reason);
-    close();
+    // A file that can't be read at the moment is not treated as damaged, but it isn't used. SQLite
+    // reports some failed reads as damage.
+    mDamaged = (isDamage(result) || !isStorageFailure(result)) && mFile.isReadable();
+    ALOGE(mDamaged ? "the database %s is damaged: %s" : "can't open the database %s: %s",
+          mFile.path().c_str(), problem.c_str());
 }
 
 void Database::close() {
@@ -200,37 +169,141 @@ void Database::close() {
     mDepth = 0;
 }
 
-void Database::makeDurable() const {
-    if (sqlite3_exec(mConnection.get(), kDurable, nullptr, nullptr, nullptr) == SQLITE_OK) return;
-    ALOGE("stored settings may be lost when the power fails: %s",
-          sqlite3_errmsg(mConnection.get()));
+int Database::connect(std::string* problem) {
+    if (const auto reason = mFile.refusal()) {
+        *problem = *reason;
+        return SQLITE_CANTOPEN;
+    }
+
+    constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
+    sqlite3* handle = nullptr;
+    const int result = sqlite3_open_v2(mFile.path().c_str(), &handle, kFlags, nullptr);
+    mConnection.reset(handle);
+    if (result != SQLITE_OK) {
+        *problem = sqlite3_errmsg(handle);
+        return result;
+    }
+
+    sqlite3_busy_timeout(handle, kBusyTimeoutMs);
+    // Until its pages are checked, closing the file must not copy the log into it.
+    sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    return SQLITE_OK;
+}
+
+/// SQLITE_OK if every page was read and found intact.
+int Database::checkPages(std::string* problem) {
+    std::string finding;
+    int result = readCell("PRAGMA quick_check(1)", &finding);
+    if (result == SQLITE_OK && finding != "ok") {
+        *problem = finding;
+        return SQLITE_CORRUPT;
+    }
+
+    std::string tables;
+    if (result == SQLITE_OK) result = readCell("SELECT COUNT(*) FROM sqlite_master", &tables);
+    mEmpty = result == SQLITE_OK && tables == "0";
+    if (result != SQLITE_OK) *problem = sqlite3_errmsg(mConnection.get());
+    return result;
+}
+
+/// Reads the only cell of a query's result, as text. Returns SQLite's result code and logs nothing.
+int Database::readCell(const std::string& sql, std::string* text) {
+    Statement statement(mConnection.get(), sql);
+    if (statement.result() != SQLITE_OK) return statement.result();
+    const int result = statement.step();
+    if (result != SQLITE_ROW) return result;
+
+    std::vector<RowData> row;
+    statement.readRow(row);
+    const RowData& cell = row.front();
+    *text = cell.storageClass == SQLITE_INTEGER ? std::to_string(cell.integer) : cell.text;
+    return SQLITE_OK;
+}
+
+/// Sets up a connection to a file that was found intact.
+void Database::setUp() {
+    mMustReopen = sqlite3_db_readonly(mConnection.get(), "main") == 1;
+    if (mMustReopen) {
+        ALOGE("the database %s can't be written", mFile.path().c_str());
+        return;
+    }
+
+    sqlite3_db_config(mConnection.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
+    const int result = sqlite3_exec(mConnection.get(), kDurable, nullptr, nullptr, nullptr);
+    if (result != SQLITE_OK) {
+        ALOGW("the database %s keeps its journal mode: %s", mFile.path().c_str(),
+              sqlite3_errmsg(mConnection.get()));
+        mMustReopen = !isLocked(result);
+    }
+
+    // This replaces SQLite's own hook, by which some commits would copy the log.
+    mLogPages = 0;
+    const auto setLogPages = [](void* logPages, sqlite3*, const char*, int pages) {
+        *static_cast<int*>(logPages) = pages;
+        return SQLITE_OK;
+    };
+    sqlite3_wal_hook(mConnection.get(), setLogPages, &mLogPages);
+}
+
+/// What is written to a file that was moved or removed is not found by the next start.
+bool Database::hasMoved() const {
+    int moved = 0;
+    sqlite3_file_control(mConnection.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
+    return moved != 0;
 }
 
 void Database::replaceDamaged() {
-    close();
-    const std::string renamed = mPath + ".damaged";
+    if (isOpen()) {
+        // The damage was met later. Perhaps only a read has failed.
+        close();
+        open();
+    }
+    if (!mDamaged) return;
+
     std::error_code error;
-    std::filesystem::rename(mPath, renamed, error);
-    if (error) {
-        ALOGE("the damaged database %s can't be renamed: %s", mPath.c_str(),
+    const auto renamed = mFile.setAside(&error);
+    if (!renamed) {
+        ALOGE("the damaged database %s can't be renamed: %s", mFile.path().c_str(),
               error.message().c_str());
         return;
     }
 
-    // The journal belongs to the damaged file. SQLite could apply it to the new one.
-    std::filesystem::remove(renamed + "-journal", error);
-    std::filesystem::rename(mPath + "-journal", renamed + "-journal", error);
-
-    ALOGE("the database %s is damaged, it is kept as %s", mPath.c_str(), renamed.c_str());
-    mDamaged = false;
+    ALOGE("the damaged database %s is kept as %s", mFile.path().c_str(), renamed->c_str());
     mFailedReads = 0;
     open();
 }
 
+void Database::primeLog() {
+    std::string version;
+    const bool begun = begin(Access::WRITE);
+    if (!begun || readCell("PRAGMA user_version", &version) != SQLITE_OK ||
+        !execute("PRAGMA user_version=" + version)) {
+        abort();
+    }
+    (void)commit();  // a failure is logged
+}
+
+void Database::checkpoint() {
+    if (!isOpen() || mLogPages < kLongLog) return;
+    mLogPages = 0;  // if this fails, the next commit tells the length again
+    const int result = sqlite3_wal_checkpoint_v2(mConnection.get(), "main",
+                                                 SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+    if (result != SQLITE_OK && !isLocked(result)) handleFailure(result);
+}
+
 bool Database::begin(Access access) {
+    if (mDepth == 0 && mMustReopen && (access == Access::WRITE || !isOpen())) {
+        close();
+        open();
+    }
+
     if (mDepth++ > 0) return isTransactionOpen();
     mState = State::OPEN;
     if (!execute(access == Access::WRITE ? "BEGIN EXCLUSIVE" : "BEGIN")) mState = State::FAILED;
+    if (access == Access::WRITE && isTransactionOpen() && hasMoved()) {
+        ALOGE("the database %s was moved or removed while it was in use", mFile.path().c_str());
+        abort();
+    }
     return isTransactionOpen();
 }
 
@@ -259,8 +332,9 @@ void Database::abort() {
 // write would then be committed on its own.
 void Database::handleFailure(int result) {
     if (!isStorageFailure(result)) return;
-    ALOGE("database %s: %s", mPath.c_str(), sqlite3_errmsg(mConnection.get()));
+    ALOGE("database %s: %s", mFile.path().c_str(), sqlite3_errmsg(mConnection.get()));
     mDamaged = mDamaged || isDamage(result);
+    mMustReopen = mMustReopen || !isLocked(result);
     abort();
 }
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "store/RowData.h"
+#include "store/StoreFile.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -15,26 +18,12 @@ struct sqlite3;
 
 namespace velora {
 
-/// One cell of a result. Its text remains valid until the next row is read.
-struct RowData {
-    std::string_view column;
-    static constexpr int kInteger = 1;
-
-    int storageClass;  ///< `kInteger`, or 3 for a text, as SQLite numbers them
-    int64_t integer;
-    std::string_view text;
-
-    /// An integer as a list of one; a text as the integers at its start, which commas may separate.
-    std::vector<int> values() const;
-    /// The first of these values; 0 if there is none.
-    int number() const;
-    /// The number in a TEXT cell that is written as `std::to_string` writes it. None for any other
-    /// text, such as "1x" or "01", and for any other type of cell.
-    std::optional<int> plainNumber() const;
-};
-
-/// One SQLite file: opens and checks it, renames it when it is damaged, prepares and runs
+/// One SQLite file: opens and checks it, sets it aside when it is damaged, prepares and runs
 /// statements, and keeps transactions whole. It knows nothing of records.
+///
+/// The file is in WAL mode: a commit appends to a log beside it, and `checkpoint` copies the log
+/// into the file. A commit that succeeded survives a loss of power. While the file is open, other
+/// processes may read it, also during a transaction.
 ///
 /// Owned by the database helper and used under its callers' lock, by one thread at a time. Owns the
 /// connection and the prepared statements. Nothing throws: a failure is logged and returned. If the
@@ -46,8 +35,9 @@ public:
     using RowVisitor = std::function<void(std::span<const RowData> row)>;
     enum class Access { READ, WRITE };
 
-    /// Opens the file at this path, or creates it, and reads every page of it.
-    explicit Database(std::string path);
+    /// Opens the file at this path, or creates it, and checks every page of it. If it isn't found
+    /// intact, it is closed, opened and checked again, because a read may have failed.
+    explicit Database(const std::string& path);
     ~Database();
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
@@ -55,15 +45,27 @@ public:
     bool isOpen() const { return mConnection != nullptr; }
     /// The file had no table when it was opened.
     bool isEmpty() const { return mEmpty; }
-    /// The file is no database, or a damaged one: what it contains can't be trusted.
+    /// The file is no database, or a damaged one: every byte of it can be read, but what it
+    /// contains can't be trusted. A file of which something can't be read is not damaged.
     bool isDamaged() const { return mDamaged; }
-    /// Renames a damaged file and its journal, appending ".damaged" to their names and replacing
-    /// earlier ones, and starts an empty file. If the file can't be renamed, it remains damaged.
+    /// If the file was found damaged when it was opened, sets it aside with its log and starts an
+    /// empty one; see `StoreFile`. If it can't be renamed, it remains damaged. Does nothing to any
+    /// other file.
     void replaceDamaged();
 
+    /// Makes the next commit cheaper, by a commit that changes nothing: the first commit after the
+    /// file was opened also creates the log, and has three syncs instead of one or two. To be
+    /// called where nobody waits.
+    void primeLog();
+    /// Copies the log into the file if it has become long. Nothing depends on its success. To be
+    /// called where nobody waits, outside of transactions.
+    void checkpoint();
+
     /// Transactions nest: only the outermost begin and commit reach the file. For WRITE, the file
-    /// is locked at once; for READ, by the first read. Only the outermost access counts. Returns
-    /// false if the transaction has failed already; it must be ended by `commit` even then.
+    /// is locked at once; for READ, by the first read. Only the outermost access counts. If the
+    /// storage has failed since the file was opened, or the file could only be opened for reading,
+    /// an outermost WRITE first closes it and opens it again. Returns false if the transaction has
+    /// failed already; it must be ended by `commit` even then.
     [[nodiscard]] bool begin(Access access);
     /// True if no write has failed since `begin`; at the end of the outermost transaction, if all
     /// of it is stored. Otherwise nothing of it is stored.
@@ -100,22 +102,27 @@ private:
     using Connection = std::unique_ptr<sqlite3, CloseConnection>;
     enum class State { NONE, OPEN, FAILED };  ///< of the transaction
 
-    static Connection connect(const std::string& path);
     void open();
     void close();
-    void makeDurable() const;
+    int connect(std::string* problem);
+    int checkPages(std::string* problem);
+    int readCell(const std::string& sql, std::string* text);
+    void setUp();
+    bool hasMoved() const;
     Statement* prepare(const std::string& sql, int* result);
     bool runWrite(Statement& statement, const std::string& sql);
     void handleFailure(int result);
 
-    const std::string mPath;
+    const StoreFile mFile;
     Connection mConnection;                                         ///< null if it isn't open
     std::map<std::string, std::unique_ptr<Statement>> mStatements;  ///< prepared, by their SQL
     State mState = State::NONE;
     int mDepth = 0;  ///< of nested transactions
     size_t mFailedReads = 0;
+    int mLogPages = 0;  ///< pages in the log after the last commit
     bool mEmpty = false;
     bool mDamaged = false;
+    bool mMustReopen = false;  ///< before the next transaction that writes
 };
 
 }  // namespace velora

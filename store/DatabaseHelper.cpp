@@ -120,13 +120,17 @@ std::string DatabaseHelper::buildColumnString(TableType table) {
 }
 
 bool DatabaseHelper::hasLayout() {
-    std::map<std::string, std::string, std::less<>> statements;  // by the name of their table
+    std::map<std::string, std::string, std::less<>> columns;  // by the name of their table
     const bool wasRead = getAllRows(
-        "SELECT name, sql FROM sqlite_master", {},
-        [&](std::span<const RowData> row) { statements.emplace(row[0].text, row[1].text); });
+        "SELECT t.name, c.name || ' ' || upper(c.type) FROM sqlite_master t, "
+        "pragma_table_info(t.name) c WHERE t.type='table' ORDER BY t.name, c.cid",
+        {}, [&](std::span<const RowData> row) {
+            std::string& all = columns[std::string(row[0].text)];
+            all.append(all.empty() ? "" : ", ").append(row[1].text);
+        });
     return wasRead && std::all_of(allTables().begin(), allTables().end(), [&](const Table& table) {
-               const auto found = statements.find(table.name);
-               return found != statements.end() && found->second == createStatement(table);
+               const auto found = columns.find(table.name);
+               return found != columns.end() && found->second == buildColumnString(table.type);
            });
 }
 

@@ -55,7 +55,8 @@ public:
 
     /// There was no table when the file was opened: nothing was ever stored.
     bool isEmpty() const { return mDatabase.isEmpty(); }
-    /// All tables exist exactly as this version creates them.
+    /// All tables exist, with the columns of this version: their names, order and types. Other
+    /// tables don't matter.
     bool hasLayout();
     /// See `Database`.
     bool isDamaged() const { return mDatabase.isDamaged(); }

@@ -22,6 +22,24 @@ TEST_F(DatabaseHelperTest, TheTablesAreThoseOfTheirVersion) {
     EXPECT_THAT(columns, ElementsAre(contentsOf(sourceFile("tests/data/columns.txt"))));
 }
 
+TEST_F(DatabaseHelperTest, TablesAreComparedByTheirColumns) {
+    const struct {
+        const char* columns;
+        bool isLayout;
+    } cases[] = {
+        {"_id integer,\n\tkey   text, value TEXT DEFAULT 'x'", true},
+        {"_id INTEGER, value TEXT, key TEXT", false},
+        {"_id INTEGER, key TEXT, value BLOB", false},
+        {"_id INTEGER, key TEXT", false},
+    };
+    db.execSQL("CREATE TABLE more (a)");
+    for (const auto& row : cases) {
+        db.execSQL("DROP TABLE configuration");
+        db.execSQL(std::string("CREATE TABLE configuration(").append(row.columns).append(")"));
+        EXPECT_EQ(db.hasLayout(), row.isLayout) << row.columns;
+    }
+}
+
 TEST_F(DatabaseHelperTest, ARecordIsStoredAsText) {
     Profile profile(2, "Rock & Roll", true);
     profile.set(CUSTOM_DRC_METADATA, {0, -2, 5});

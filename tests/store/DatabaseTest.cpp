@@ -1,5 +1,53 @@
 #include "tests/store/FilledStore.h"
 
+#include <atomic>
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+/// What the disk does, for this whole program.
+struct Disk {
+    std::atomic<int> syncs = 0;      ///< so far
+    std::atomic<int> goodReads = 0;  ///< before those that fail
+    std::atomic<int> failingReads = 0;
+    std::atomic<int> failingSyncs = 0;
+    std::atomic<bool> isReadOnly = false;
+
+    static bool fails(std::atomic<int>& failing) {
+        if (failing <= 0) return false;
+        --failing;
+        errno = EIO;
+        return true;
+    }
+    bool readFails() { return goodReads > 0 ? --goodReads < 0 : fails(failingReads); }
+} disk;
+
+}  // namespace
+
+// The program's functions take the place of the C library's, for SQLite too.
+extern "C" int fdatasync(int file) {
+    ++disk.syncs;
+    return Disk::fails(disk.failingSyncs) ? -1 : static_cast<int>(syscall(SYS_fdatasync, file));
+}
+extern "C" ssize_t read(int file, void* buffer, size_t size) {
+    return disk.readFails() ? -1 : syscall(SYS_read, file, buffer, size);
+}
+extern "C" ssize_t pread64(int file, void* buffer, size_t size, off64_t offset) {
+    return disk.readFails() ? -1 : syscall(SYS_pread64, file, buffer, size, offset);
+}
+extern "C" int open64(const char* path, int flags, ...) {
+    if (disk.isReadOnly && (flags & O_ACCMODE) == O_RDWR) {
+        errno = EROFS;
+        return -1;
+    }
+    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, 0600));
+}
+
 namespace velora::test {
 namespace {
 
@@ -9,8 +57,23 @@ class DatabaseTest : public RootFixture {
 protected:
     /// Opens a file with these contents.
     Database& open(const std::string& contents) {
+        db.reset();
         std::ofstream(database, std::ios::binary) << contents;
         return db.emplace(database);
+    }
+
+    bool store(const std::string& sql) {
+        (void)db->begin(Database::Access::WRITE);
+        (void)db->execute(sql);
+        return db->commit();
+    }
+
+    /// Creates a table of 2 MiB whose cells are all "stored", in the open database.
+    void fillTable() {
+        EXPECT_TRUE(db->execute("CREATE TABLE a (b, c)"));
+        EXPECT_TRUE(db->execute(
+            "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 500) "
+            "INSERT INTO a SELECT 'stored', zeroblob(4000) FROM n"));
     }
 
     const std::string garbage = std::string(100'000, 'x');
@@ -18,47 +81,151 @@ protected:
 };
 
 TEST_F(DatabaseTest, EveryConnectionIsDurable) {
-    EXPECT_THAT(cells("PRAGMA journal_mode=WAL"), ElementsAre("wal")) << "the file keeps this";
+    EXPECT_THAT(cells("PRAGMA journal_mode=DELETE"), ElementsAre("delete")) << "the file keeps it";
     EXPECT_THAT(cells("PRAGMA synchronous"), ElementsAre("3")) << "EXTRA";
-    EXPECT_THAT(cells("PRAGMA journal_mode"), ElementsAre("delete"));
+    EXPECT_THAT(cells("PRAGMA journal_mode"), ElementsAre("wal"));
 }
 
-TEST_F(DatabaseTest, ADamagedFileIsRenamedWithItsJournal) {
-    const std::string journal("\0journal", 8);  // with another first byte SQLite would apply it
-    std::ofstream(database + "-journal", std::ios::binary) << journal;
-    open(garbage).replaceDamaged();
-    EXPECT_TRUE(db->isEmpty());
-    EXPECT_FALSE(db->isDamaged());
-    EXPECT_EQ(contentsOf(database + ".damaged"), garbage);
-    EXPECT_EQ(contentsOf(database + ".damaged-journal"), journal);
+TEST_F(DatabaseTest, ACommitSynchronisesOnceOrTwiceAndNeverCopiesTheLog) {
+    const auto syncsOf = [&](const std::string& sql) {
+        const int before = disk.syncs;
+        EXPECT_TRUE(store(sql));
+        return disk.syncs - before;
+    };
+    open("").primeLog();
+    EXPECT_EQ(syncsOf("CREATE TABLE z (y)"), 1);
+    fillTable();
+    EXPECT_EQ(std::filesystem::file_size(database), 4096U);
+    EXPECT_EQ(syncsOf("DELETE FROM z"), 1);
+    db->checkpoint();
+    EXPECT_GT(std::filesystem::file_size(database), 2'000'000U);
+    EXPECT_EQ(syncsOf("INSERT INTO z VALUES (1)"), 2);
+    EXPECT_EQ(syncsOf("DELETE FROM z"), 1);
+}
 
-    open(garbage).replaceDamaged();
-    EXPECT_FALSE(std::filesystem::exists(database + ".damaged-journal")) << "of the earlier file";
+TEST_F(DatabaseTest, AStoreOfAnEarlierReleaseIsReadWithTheJournalOfItsCrash) {
+    const pid_t child = fork();
+    if (child == 0) {
+        open("");
+        fillTable();
+        (void)db->execute("PRAGMA journal_mode=DELETE");
+        (void)db->execute("PRAGMA cache_size=1");  // so that it writes before the commit
+        (void)db->begin(Database::Access::WRITE);
+        (void)db->execute("UPDATE a SET b='not stored'");
+        _exit(0);
+    }
+    EXPECT_EQ(waitpid(child, nullptr, 0), child);
+    EXPECT_THAT(contentsOf(database), testing::HasSubstr("not stored"));
+    EXPECT_GT(std::filesystem::file_size(database + "-journal"), 0U);
+    EXPECT_THAT(cells("SELECT DISTINCT b FROM a"), ElementsAre("stored"));
+    EXPECT_THAT(cells("PRAGMA journal_mode"), ElementsAre("wal"));
+}
+
+TEST_F(DatabaseTest, TheNewestFourDamagedFilesAreKeptWithTheFilesBesideThem) {
+    std::ofstream(database + ".damaged") << "of an earlier release";
+    for (const char* number : {"1", "2", "3", "4", "5"}) {
+        for (const char* beside : {"-wal", "-journal"}) {
+            db.reset();
+            std::ofstream(database + beside, std::ios::binary) << '\0' << number;
+        }
+        open(garbage + number).replaceDamaged();
+        EXPECT_TRUE(db->isEmpty());
+        EXPECT_FALSE(db->isDamaged());
+    }
+    for (const char* number : {"2", "3", "4", "5"}) {
+        const std::string kept = database + ".damaged-" + number;
+        EXPECT_EQ(contentsOf(kept), garbage + number);
+        EXPECT_EQ(contentsOf(kept + "-journal").substr(1), number);
+        EXPECT_EQ(contentsOf(kept + "-wal").substr(1), number);
+    }
+    for (const char* removed : {".damaged", ".damaged-1", ".damaged-1-wal", ".damaged-1-journal"}) {
+        EXPECT_FALSE(std::filesystem::exists(database + removed)) << removed;
+    }
 }
 
 TEST_F(DatabaseTest, ADamagedFileThatCannotBeRenamedRemainsUnchanged) {
-    std::filesystem::create_directories(database + ".damaged/occupied");
-    open(garbage).replaceDamaged();
+    const auto longName = dir.path() / std::string(246, 'x');
+    std::ofstream(longName) << garbage;
+    db.emplace(longName).replaceDamaged();
     EXPECT_EQ(log.count("E DatabaseHelper: the damaged database ..."), 1U);
     EXPECT_TRUE(db->isDamaged());
     EXPECT_FALSE(db->execute("CREATE TABLE a (b)"));
-    EXPECT_EQ(contentsOf(database), garbage);
+    EXPECT_EQ(contentsOf(longName), garbage);
 }
 
 TEST_F(DatabaseTest, DamageThatNoQueryHasMetIsFound) {
     constexpr size_t kPage = 4096;
     EXPECT_TRUE(open("").execute("CREATE TABLE a (b)"));
+    db.reset();
     std::string contents = contentsOf(database);
     contents.replace(contents.size() - kPage, kPage, kPage, '\xa5');
     EXPECT_TRUE(open(contents).isDamaged());
 }
 
+TEST_F(DatabaseTest, AReadThatFailsIsNoDamage) {
+    open("");
+    fillTable();
+    db.reset();
+    const std::string contents = contentsOf(database);
+    for (const int good : {0, 10, 100}) {
+        for (const int failing : {1, 1'000'000}) {
+            log.clear();
+            disk.goodReads = good;
+            disk.failingReads = failing;
+            db.emplace(database);
+            disk.failingReads = 0;
+            EXPECT_EQ(db->isOpen(), failing == 1) << good;
+            EXPECT_EQ(log.lines().size(), failing == 1 ? 0U : 1U) << good;
+            db->replaceDamaged();
+            EXPECT_EQ(contentsOf(database), contents) << good;
+        }
+    }
+}
+
 TEST_F(DatabaseTest, AFileThatIsLockedIsNeitherEmptyNorDamaged) {
-    const auto other = holdStore();
+    Database other(database);
+    (void)other.execute("PRAGMA locking_mode=EXCLUSIVE");  // returns a row, so it isn't "executed"
+    EXPECT_TRUE(other.execute("CREATE TABLE a (b)"));
     db.emplace(database);
     EXPECT_FALSE(db->isEmpty());
     EXPECT_FALSE(db->isDamaged());
     EXPECT_FALSE(db->isOpen()) << "nothing is written to it later";
+}
+
+TEST_F(DatabaseTest, AfterAFaultOfTheDiskTheNextTransactionIsStored) {
+    open("");
+    fillTable();
+    disk.failingSyncs = 1;
+    EXPECT_FALSE(store("DELETE FROM a"));
+    db.reset();
+
+    disk.isReadOnly = true;
+    db.emplace(database);
+    EXPECT_FALSE(store("DELETE FROM a"));
+    disk.isReadOnly = false;
+    EXPECT_THAT(cells("SELECT DISTINCT b FROM a"), ElementsAre("stored"));
+    EXPECT_TRUE(store("DELETE FROM a"));
+    EXPECT_THAT(cells("SELECT b FROM a"), testing::IsEmpty());
+}
+
+TEST_F(DatabaseTest, OnlyAPlainFileOfTheSameUserIsOpened) {
+    const auto expectRefused = [&](const std::string& reason) {
+        log.clear();
+        EXPECT_FALSE(db.emplace(database).isOpen());
+        EXPECT_EQ(log.count("E DatabaseHelper: can't open the database " + database + ": " +
+                            std::filesystem::path(database).filename().string() + reason + "..."),
+                  1U);
+        std::filesystem::remove(database);
+    };
+    std::filesystem::create_symlink(dir.path() / "elsewhere", database);
+    expectRefused(" is a symbolic link; ");
+    EXPECT_FALSE(std::filesystem::exists(dir.path() / "elsewhere"));
+    std::filesystem::create_directory(database);
+    expectRefused(" is not a plain file; ");
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give a file to another user";
+    std::ofstream(database) << "";
+    EXPECT_EQ(chown(database.c_str(), 1, 1), 0);
+    expectRefused(" belongs to user 1 ");
 }
 
 }  // namespace

@@ -32,7 +32,7 @@ protected:
     static void changeStore(const std::string& sql) {
         EXPECT_EQ(DatabaseHelper("kiv_sqlite3.db").execSQL(sql), 0);
     }
-    /// Locks the store, as another process would, until the result is destroyed.
+    /// Locks the store against writing, as another process would, until the result is destroyed.
     static std::unique_ptr<DatabaseHelper> holdStore() {
         auto other = std::make_unique<DatabaseHelper>("kiv_sqlite3.db");
         other->beginTransaction();

@@ -1,0 +1,29 @@
+#include "store/RowData.h"
+
+#include "util/Integers.h"
+
+#include <string>
+
+#include <sqlite3.h>
+
+namespace velora {
+
+std::vector<int> RowData::values() const {
+    if (storageClass == SQLITE_INTEGER) return {static_cast<int>(integer)};
+    std::vector<int> values;
+    string2IntVector(text, values);
+    return values;
+}
+
+int RowData::number() const {
+    if (storageClass == SQLITE_INTEGER) return static_cast<int>(integer);
+    return string2Int(text);
+}
+
+std::optional<int> RowData::plainNumber() const {
+    const int value = number();
+    if (text != std::to_string(value)) return std::nullopt;
+    return value;
+}
+
+}  // namespace velora
