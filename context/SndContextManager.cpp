@@ -80,15 +80,29 @@ void SndContextManager::init() {
     mProvider = std::make_unique<Provider>();
     loadContextLocked(path);
 
-    // A damaged store is renamed and rebuilt, once: whatever fails then is not the store's fault.
+    // Perhaps only a read has failed, so the store is opened and read once more.
     if (mProvider->isDamaged()) {
         releaseLocked();
         mProvider = std::make_unique<Provider>();
-        mProvider->replaceDamaged();
         loadContextLocked(path);
     }
+    if (mProvider->isDamaged()) rebuildLocked(path);
 
     mParser.reset();
+}
+
+void SndContextManager::rebuildLocked(const std::string& path) {
+    releaseLocked();
+    if (parse(path) == nullptr) {
+        ALOGE("The damaged store remains unchanged until there is a tuning file to rebuild it");
+        return;
+    }
+
+    // Whatever fails now is not the store's fault.
+    mProvider = std::make_unique<Provider>();
+    mSalvaged = mProvider->replaceDamaged();
+    loadContextLocked(path);
+    mSalvaged = {};
 }
 
 void SndContextManager::loadContextLocked(const std::string& path) {
@@ -105,6 +119,7 @@ void SndContextManager::loadContextLocked(const std::string& path) {
     const int zenithGameSystemGain = mProvider->getZenithGameSystemGain();
 
     // Never use a partly read context: saving it would make the missing values permanent.
+    if (mProvider->isDamaged()) return;
     if (!loading.ok()) {
         ALOGE("The stored settings can't be read, they remain unchanged");
         return;
@@ -127,6 +142,7 @@ int SndContextManager::initDatabase(Provider* provider, const std::string& path)
     data->validateData();
     Transaction transaction(*provider);
     if (!populateDatabase(data, provider)) return 0;
+    if (!restoreSalvaged(*data, provider)) return 0;
     loadOemTuningLocked();
     ALOGI(kOemLoadedMessage);
     // A failure is logged; the settings remain unchanged then.
@@ -145,9 +161,23 @@ DeviceData* SndContextManager::loadXmlIfChanged(const std::string& path, Provide
             return nullptr;
         }
     }
-    if (signature.empty()) return nullptr;
+    // The damage may be in what the file is compared with.
+    if (signature.empty() || provider->isDamaged()) return nullptr;
     ALOGD(kXmlUpdatedMessage);
 
+    DeviceData* const data = parse(path);
+    if (data == nullptr) return nullptr;
+
+    // Contents stored with another file's signature would never be replaced by that file's.
+    if (getSignature(path) != signature) {
+        ALOGE("The tuning file changed while it was read, it is not used");
+        return nullptr;
+    }
+    data->setSignature(signature);
+    return data;
+}
+
+DeviceData* SndContextManager::parse(const std::string& path) {
     mParser = std::make_unique<TuningFileParser>();
     if (mParser->setTuningFile(path) != 0) {
         ALOGE(kXmlErrorMessage);
@@ -155,18 +185,9 @@ DeviceData* SndContextManager::loadXmlIfChanged(const std::string& path, Provide
     }
     mParser->parseTuningFile();
     DeviceData* const data = mParser->getDeviceData();
-
-    // Contents stored with another file's signature would never be replaced by that file's.
-    if (getSignature(path) != signature) {
-        ALOGE("The tuning file changed while it was read, it is not used");
-        return nullptr;
-    }
-    if (data->getProfiles().empty()) {
-        ALOGE("The tuning file has no profile, it is not used");
-        return nullptr;
-    }
-    data->setSignature(signature);
-    return data;
+    if (!data->getProfiles().empty()) return data;
+    ALOGE("The tuning file has no profile, it is not used");
+    return nullptr;
 }
 
 std::string SndContextManager::getChangedSignature(const std::string& path, Provider* provider) {
@@ -187,6 +208,16 @@ bool SndContextManager::populateDatabase(DeviceData* data, Provider* provider) {
     if (StoreBuilder(provider).populate(*data)) return true;
     ALOGE("The tuning file can't be stored, the settings remain unchanged");
     return false;
+}
+
+bool SndContextManager::restoreSalvaged(const DeviceData& data, Provider* provider) {
+    // A changed tuning file replaces the user's settings, damaged or not.
+    const bool isSameFile =
+        mSalvaged.signature.empty() || mSalvaged.signature == data.getSignature();
+    if (mSalvaged.empty() || !isSameFile) return true;
+
+    mSalvaged.limitTo(provider->getNumOfProfiles());
+    return provider->storeSettings(mSalvaged);
 }
 
 int SndContextManager::loadOemTuning() {

@@ -60,6 +60,13 @@ private:
     SndContextManager();
 
     void loadContextLocked(const std::string& path) REQUIRES(mLock);
+    /// Sets the damaged store aside and fills a new one from the file, with what is still intact of
+    /// the user's settings.
+    void rebuildLocked(const std::string& path) REQUIRES(mLock);
+    /// Stores what was salvaged over the new user's copies. False if that fails.
+    bool restoreSalvaged(const DeviceData& data, Provider* provider) REQUIRES(mLock);
+    /// The records of the file, valid as long as `mParser`. Null if it can't be used.
+    DeviceData* parse(const std::string& path) REQUIRES(mLock);
     /// Fills the store from the tuning files if the default one changed. Always 0: if the file
     /// can't be used, or the store can't be read or written, the stored settings remain in use.
     int initDatabase(Provider* provider, const std::string& path) REQUIRES(mLock);
@@ -87,6 +94,7 @@ private:
     std::unique_ptr<SndContext> mContext GUARDED_BY(mLock);
     /// Owns the records of the default tuning file during start-up.
     std::unique_ptr<TuningFileParser> mParser GUARDED_BY(mLock);
+    UserSettings mSalvaged GUARDED_BY(mLock);  ///< from a damaged store, while it is rebuilt
     // Of the stored default tuning file.
     std::string mFormatVersion GUARDED_BY(mLock);
     int mZenithGameSystemGain GUARDED_BY(mLock) = 0;

@@ -133,7 +133,17 @@ private:
 
 void Database::CloseConnection::operator()(sqlite3* connection) const { sqlite3_close(connection); }
 
-Database::Database(const std::string& path) : mFile(path) { open(); }
+Database::Database(const std::string& path, Check check) : mFile(path) {
+    if (check == Check::PAGES) {
+        open();
+        return;
+    }
+    std::string problem;
+    if (connect(&problem) != SQLITE_OK) {
+        close();
+        ALOGE("nothing can be read of %s: %s", path.c_str(), problem.c_str());
+    }
+}
 
 Database::~Database() = default;
 
@@ -252,25 +262,20 @@ bool Database::hasMoved() const {
     return moved != 0;
 }
 
-void Database::replaceDamaged() {
-    if (isOpen()) {
-        // The damage was met later. Perhaps only a read has failed.
-        close();
-        open();
-    }
-    if (!mDamaged) return;
-
+std::optional<std::string> Database::setAside() {
+    close();
     std::error_code error;
-    const auto renamed = mFile.setAside(&error);
+    auto renamed = mFile.setAside(&error);
     if (!renamed) {
         ALOGE("the damaged database %s can't be renamed: %s", mFile.path().c_str(),
               error.message().c_str());
-        return;
+        return std::nullopt;
     }
 
     ALOGE("the damaged database %s is kept as %s", mFile.path().c_str(), renamed->c_str());
     mFailedReads = 0;
     open();
+    return renamed;
 }
 
 void Database::primeLog() {

@@ -37,7 +37,10 @@ public:
 
     /// Opens the file at this path, or creates it, and checks every page of it. If it isn't found
     /// intact, it is closed, opened and checked again, because a read may have failed.
-    explicit Database(const std::string& path);
+    explicit Database(const std::string& path) : Database(path, Check::PAGES) {}
+    /// NONE is for reading what can still be read of a damaged file.
+    enum class Check { PAGES, NONE };
+    Database(const std::string& path, Check check);
     ~Database();
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
@@ -48,10 +51,10 @@ public:
     /// The file is no database, or a damaged one: every byte of it can be read, but what it
     /// contains can't be trusted. A file of which something can't be read is not damaged.
     bool isDamaged() const { return mDamaged; }
-    /// If the file was found damaged when it was opened, sets it aside with its log and starts an
-    /// empty one; see `StoreFile`. If it can't be renamed, it remains damaged. Does nothing to any
-    /// other file.
-    void replaceDamaged();
+    /// Sets the file aside with its log, whatever it contains, and starts an empty one; see
+    /// `StoreFile`. Returns the new path; none if the file can't be renamed, which is logged: it is
+    /// closed then.
+    [[nodiscard]] std::optional<std::string> setAside();
 
     /// Makes the next commit cheaper, by a commit that changes nothing: the first commit after the
     /// file was opened also creates the log, and has three syncs instead of one or two. To be
@@ -74,6 +77,7 @@ public:
     /// rolls it back.
     void abort();
     bool isInTransaction() const { return mDepth > 0; }
+    int depth() const { return mDepth; }  ///< of nested transactions
     /// In a transaction that has not failed, so that nobody else can change the file.
     bool isTransactionOpen() const { return mState == State::OPEN; }
 

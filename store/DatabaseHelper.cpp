@@ -7,7 +7,7 @@
 #include "util/RootPrefix.h"
 
 #include <algorithm>
-#include <type_traits>
+#include <utility>
 
 #include <log/log.h>
 
@@ -40,12 +40,12 @@ struct RowStatements {
         for (size_t i = 0; i < table.columns.size(); ++i) insert.append(",?");
         insert.append(")");
 
-        findByKey = "SELECT * FROM " + name + " WHERE ";
+        findByKey = "SELECT rowid, * FROM " + name + " WHERE ";
         for (const size_t column : table.key) {
             findByKey.append(column == table.key.front() ? "" : " AND ");
             findByKey.append(table.columns[column]).append("=?");
         }
-        findByRowid = "SELECT * FROM " + name + " WHERE rowid=?";
+        findByRowid = "SELECT rowid, * FROM " + name + " WHERE rowid=?";
         deleteByRowid = "DELETE FROM " + name + " WHERE rowid=?";
     }
 
@@ -67,12 +67,6 @@ std::string createStatement(const Table& table) {
         .append(" (")
         .append(DatabaseHelper::buildColumnString(table.type))
         .append(")");
-}
-
-/// From `_id`, the device, its port and its tuning.
-std::unique_ptr<DeviceTuning> makeDeviceTuning(std::span<const RowData> row) {
-    return std::make_unique<DeviceTuning>(row[0].integer, std::string(row[1].text),
-                                          std::string(row[2].text), std::string(row[3].text));
 }
 
 bool isStorable(const Database::Arguments& values) {
@@ -98,13 +92,22 @@ void DatabaseHelper::initParameterNameMap() {
     }
 }
 
-void DatabaseHelper::replaceDamaged() {
+std::optional<std::string> DatabaseHelper::setAside() {
+    forgetRows();
+    mHasDamagedRows = false;
+    return mDatabase.setAside();
+}
+
+/// Another process may change the file after a transaction.
+void DatabaseHelper::forgetRows() {
     mRowIndex.clear();
-    mDatabase.replaceDamaged();
+    mChecksums.clear();
+    mConfiguration.reset();
 }
 
 void DatabaseHelper::init() {
     for (const Table& table : allTables()) createTable(table.type);
+    for (const std::string& statement : RowChecksums::createStatements()) execSQL(statement);
 }
 
 void DatabaseHelper::createTable(TableType table) {
@@ -139,18 +142,28 @@ void DatabaseHelper::clear() {
         // A storage failure fails the transaction.
         execSQL(std::string("DROP TABLE IF EXISTS ").append(table.name));
     }
+    for (const std::string& statement : RowChecksums::dropStatements()) execSQL(statement);
+}
+
+void DatabaseHelper::beginTransaction() {
+    if (!mDatabase.isInTransaction()) mIsWriting = true;
+    (void)mDatabase.begin(Database::Access::WRITE);  // if it fails, so does the commit
 }
 
 bool DatabaseHelper::commitTransaction() {
+    const bool isOutermost = mDatabase.depth() == 1;
+    if (isOutermost && std::exchange(mIsWriting, false) && mDatabase.isTransactionOpen()) {
+        mChecksums.complete();
+    }
     const bool stored = mDatabase.commit();
-    if (!mDatabase.isInTransaction()) mRowIndex.clear();
+    if (isOutermost) forgetRows();
     return stored;
 }
 
 void DatabaseHelper::abortTransaction() { mDatabase.abort(); }
 
 int DatabaseHelper::execSQL(const std::string& sql) {
-    mRowIndex.clear();
+    forgetRows();
     return mDatabase.execute(sql) ? 0 : 1;
 }
 
@@ -165,15 +178,38 @@ int64_t DatabaseHelper::getRowCount(TableType table) {
     return count.value_or(-1);
 }
 
+bool DatabaseHelper::checkRow(const Table& table, std::span<const RowData> row) {
+    if (mChecksums.isIntact(table, row)) return true;
+    mHasDamagedRows = true;
+    return false;
+}
+
+bool DatabaseHelper::readTable(TableType type, const RowVisitor& visit) {
+    const ReadSession session(*this);  // so that rows and checksums are of the same state
+    const Table& table = tableOf(type);
+    std::set<int64_t> rowids;
+    const std::string sql = std::string("SELECT rowid, * FROM ").append(table.name);
+    const bool wasRead = getAllRows(sql, {}, [&](std::span<const RowData> row) {
+        rowids.insert(row.front().integer);
+        if (checkRow(table, row)) visit(row.subspan(1));
+    });
+    if (wasRead && !mChecksums.isWhole(table, rowids)) mHasDamagedRows = true;
+    return wasRead;
+}
+
 bool DatabaseHelper::getRows(const Table& table, const Arguments& key, const RowVisitor& visit) {
+    const ReadSession session(*this);  // so that rows and checksums are of the same state
     const RowStatements& statements = statementsOf(table);
-    if (!mDatabase.isTransactionOpen()) return getAllRows(statements.findByKey, key, visit);
+    const auto visitIntact = [&](std::span<const RowData> row) {
+        if (checkRow(table, row)) visit(row.subspan(1));
+    };
+    if (!mIsWriting) return getAllRows(statements.findByKey, key, visitIntact);
 
     // Inside an open transaction nobody else can change the file, so use the in-memory index.
     const RowIndex::Rowids* const rowids = mRowIndex.find(table.type, key);
     if (rowids == nullptr) return false;
     return std::all_of(rowids->begin(), rowids->end(), [&](int64_t rowid) {
-        return getAllRows(statements.findByRowid, {std::to_string(rowid)}, visit);
+        return getAllRows(statements.findByRowid, {std::to_string(rowid)}, visitIntact);
     });
 }
 
@@ -184,6 +220,7 @@ void DatabaseHelper::deleteRows(const Table& table, const Arguments& key) {
 
     for (const int64_t rowid : *rowids) {
         if (!mDatabase.write(statementsOf(table).deleteByRowid, {std::to_string(rowid)})) return;
+        mChecksums.erase(table, rowid);
     }
     mRowIndex.erase(table.type, key);
 }
@@ -202,9 +239,15 @@ int64_t DatabaseHelper::insertRow(const Table& table, const std::vector<std::str
     const std::string idText = std::to_string(id);
     Arguments row{idText};
     row.insert(row.end(), columns.begin(), columns.end());
+
+    Transaction transaction(*this);
     if (mDatabase.write(statementsOf(table).insert, row)) {
-        mRowIndex.insert(table.type, columns, mDatabase.lastRowid());
+        const int64_t rowid = mDatabase.lastRowid();
+        mChecksums.store(table, rowid, row);
+        mRowIndex.insert(table.type, columns, rowid);
+        mConfiguration.reset();
     }
+    (void)transaction.commit();  // a failure is logged
     return id;
 }
 
@@ -323,19 +366,13 @@ bool DatabaseHelper::queryTuning(std::string_view name, Tuning* tuning) {
 
 template <typename Record>
 bool DatabaseHelper::queryAllValues(const Finder<Record>& find) {
-    constexpr bool kHasEndpoint = std::is_same_v<Record, ProfileEndpoint>;
-    constexpr size_t kKeySize = kHasEndpoint ? 3 : 2;
-    std::string sql = "SELECT profile_id, custom_name, ";
-    if (kHasEndpoint) sql.append("endpoint, ");
-    sql.append("* FROM ").append(tableOf<Record>().name);
-
-    return getAllRows(sql, {}, [&](std::span<const RowData> row) {
-        const auto profileId = row[0].plainNumber();
+    return readTable(tableOf<Record>().type, [&](std::span<const RowData> row) {
+        const auto profileId = cellOf(row, "profile_id").plainNumber();
         if (!profileId) return;  // no record is found by it
 
-        const auto endpoint = kHasEndpoint ? endpointByName(row[2].text) : std::nullopt;
-        if (Record* const record = find({*profileId, row[1].text, endpoint})) {
-            readRow(row.subspan(kKeySize), mParameterNames, *record);
+        const auto endpoint = endpointByName(cellOf(row, "endpoint").text);
+        if (Record* const record = find({*profileId, cellOf(row, "custom_name").text, endpoint})) {
+            readRow(row, mParameterNames, *record);
         }
     });
 }
@@ -346,53 +383,53 @@ template bool DatabaseHelper::queryAllValues(const Finder<ProfileEndpoint>& find
 
 bool DatabaseHelper::queryDeviceTunings(std::string_view port,
                                         std::vector<std::unique_ptr<DeviceTuning>>* devices) {
-    return getAllRows(
-        "SELECT _id, device, port, tuning_id FROM device_tunings WHERE port=? ORDER BY rowid",
-        {port}, [&](std::span<const RowData> row) { devices->push_back(makeDeviceTuning(row)); });
+    return queryAllDeviceTunings([&](std::unique_ptr<DeviceTuning> device) {
+        if (device->getPort() == port) devices->push_back(std::move(device));
+    });
 }
 
 bool DatabaseHelper::queryAllDeviceTunings(
     const std::function<void(std::unique_ptr<DeviceTuning>)>& add) {
-    return getAllRows("SELECT _id, device, port, tuning_id FROM device_tunings ORDER BY rowid", {},
-                      [&](std::span<const RowData> row) { add(makeDeviceTuning(row)); });
+    return readTable(TableType::DEVICE_TUNINGS, [&](std::span<const RowData> row) {
+        add(std::make_unique<DeviceTuning>(cellOf(row, "_id").integer,
+                                           std::string(cellOf(row, "device").text),
+                                           std::string(cellOf(row, "port").text),
+                                           std::string(cellOf(row, "tuning_id").text)));
+    });
 }
 
 bool DatabaseHelper::queryAllTunings(const std::function<Tuning*(std::string_view name)>& find) {
-    return getAllRows("SELECT name, * FROM tunings", {}, [&](std::span<const RowData> row) {
-        readRow(row.subspan(1), mParameterNames, *find(row.front().text));
+    return readTable(TableType::TUNINGS, [&](std::span<const RowData> row) {
+        readRow(row, mParameterNames, *find(cellOf(row, "name").text));
     });
 }
 
 std::map<int, std::string> DatabaseHelper::queryNames(TableType type, std::string_view customName) {
     const Table& table = tableOf(type);
-    const std::string sql = std::string("SELECT ")
-                                .append(table.columns[table.key.front()])  // the number
-                                .append(", name FROM ")
-                                .append(table.name)
-                                .append(" WHERE custom_name=?");
+    const std::string_view numberColumn = table.columns[table.key.front()];
 
     // Whoever must know whether all rows could be read asks the read session.
     std::map<int, std::string> names;
-    (void)getAllRows(sql, {customName}, [&](std::span<const RowData> row) {
-        if (const auto number = row[0].plainNumber()) {
-            names.emplace(*number, row[1].text);
+    (void)readTable(type, [&](std::span<const RowData> row) {
+        if (cellOf(row, "custom_name").text != customName) return;
+        const RowData& cell = cellOf(row, numberColumn);
+        if (const auto number = cell.plainNumber()) {
+            names.emplace(*number, cellOf(row, "name").text);
             return;
         }
         ALOGE("a row of %s is left out, its number is \"%.*s\"", table.name.data(),
-              static_cast<int>(row[0].text.size()), row[0].text.data());
+              static_cast<int>(cell.text.size()), cell.text.data());
     });
     return names;
 }
 
 bool DatabaseHelper::queryTexts(TableType type, std::string_view column,
                                 std::string_view customName, std::set<std::string>* texts) {
-    const std::string sql = std::string("SELECT ")
-                                .append(column)
-                                .append(" FROM ")
-                                .append(tableOf(type).name)
-                                .append(" WHERE custom_name=?");
-    return getAllRows(sql, {customName},
-                      [&](std::span<const RowData> row) { texts->emplace(row[0].text); });
+    return readTable(type, [&](std::span<const RowData> row) {
+        if (cellOf(row, "custom_name").text == customName) {
+            texts->emplace(cellOf(row, column).text);
+        }
+    });
 }
 
 void DatabaseHelper::clearOem(const Table& table, const char* message) {
@@ -420,12 +457,21 @@ void DatabaseHelper::insertConfigurationValue(std::string_view key, std::string_
 }
 
 std::string DatabaseHelper::queryConfigurationValue(std::string_view key) {
-    std::optional<std::string> value;
-    (void)getAllRows("SELECT value FROM configuration WHERE key=?", {key},
-                     [&](std::span<const RowData> row) {
-                         if (!value) value = row[0].text;
-                     });
-    return value.value_or("");
+    const ReadSession session(*this);
+    if (!mConfiguration) {
+        mConfiguration.emplace();
+        const bool wasRead =
+            readTable(TableType::CONFIGURATION, [&](std::span<const RowData> row) {
+                mConfiguration->emplace(cellOf(row, "key").text, cellOf(row, "value").text);
+            });
+        if (!wasRead) {
+            mConfiguration.reset();
+            return {};
+        }
+    }
+
+    const auto value = mConfiguration->find(key);
+    return value != mConfiguration->end() ? value->second : std::string();
 }
 
 bool DatabaseHelper::querySfxStatus(std::string_view key) {
@@ -445,8 +491,24 @@ void DatabaseHelper::updateConfigurationValue(std::string_view key, std::string_
     }
     const Arguments arguments{value, key};
     if (!isStorable(arguments)) return;
-    // Logged, and the transaction around it fails.
-    (void)mDatabase.write("UPDATE configuration SET value=? WHERE key=?", arguments);
+
+    // A failure is logged, and the transaction around this one fails.
+    Transaction transaction(*this);
+    mConfiguration.reset();
+    if (!mDatabase.write("UPDATE configuration SET value=? WHERE key=?", arguments)) return;
+
+    const Table& table = tableOf(TableType::CONFIGURATION);
+    std::map<int64_t, std::string> ids;  // by rowid
+    const bool wasRead = getAllRows(
+        "SELECT rowid, _id FROM configuration WHERE key=?", {key},
+        [&](std::span<const RowData> row) {
+            ids.emplace(row[0].integer, std::to_string(row[1].integer));
+        });
+    if (!wasRead) return;
+    for (const auto& [rowid, id] : ids) {
+        mChecksums.store(table, rowid, Arguments{id, key, value});
+    }
+    (void)transaction.commit();
 }
 
 void DatabaseHelper::updateSfxStatus(std::string_view key, bool on) {

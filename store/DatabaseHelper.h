@@ -8,6 +8,7 @@
 #include "model/Tuning.h"
 #include "store/Database.h"
 #include "store/RecordRows.h"
+#include "store/RowChecksums.h"
 #include "store/RowIndex.h"
 
 #include <cstddef>
@@ -58,16 +59,15 @@ public:
     /// All tables exist, with the columns of this version: their names, order and types. Other
     /// tables don't matter.
     bool hasLayout();
+    /// The file is no database or a damaged one, or a query has met a row whose checksum is wrong.
+    bool isDamaged() const { return mDatabase.isDamaged() || mHasDamagedRows; }
     /// See `Database`.
-    bool isDamaged() const { return mDatabase.isDamaged(); }
-    void replaceDamaged();
+    [[nodiscard]] std::optional<std::string> setAside();
     size_t failedReads() const { return mDatabase.failedReads(); }
 
     // `Transaction` and `ReadSession` are the way to use these. Transactions nest: only the
     // outermost begin and commit reach the file.
-    void beginTransaction() {
-        (void)mDatabase.begin(Database::Access::WRITE);  // the commit fails as well
-    }
+    void beginTransaction();
     /// Begins a transaction for reads. False if it couldn't begin.
     [[nodiscard]] bool beginReading() { return mDatabase.begin(Database::Access::READ); }
     /// True if no write has failed since the beginning; at the end of the outermost transaction, if
@@ -158,6 +158,11 @@ public:
 
 private:
     bool getRows(const Table& table, const Arguments& key, const RowVisitor& visit);
+    /// Passes all intact rows of a table on: `_id` and all columns. False if they can't be read.
+    [[nodiscard]] bool readTable(TableType type, const RowVisitor& visit);
+    /// Whether the row can be served. `row` has the rowid and then all columns.
+    bool checkRow(const Table& table, std::span<const RowData> row);
+    void forgetRows();
     void deleteRows(const Table& table, const Arguments& key);
     int64_t insertRow(const Table& table, const std::vector<std::string>& texts, int64_t id);
     template <typename Record>
@@ -171,6 +176,11 @@ private:
 
     Database mDatabase;
     RowIndex mRowIndex{&mDatabase};
+    RowChecksums mChecksums{&mDatabase};
+    /// Key -> value. None until it is read, and outside of transactions.
+    std::optional<std::map<std::string, std::string, std::less<>>> mConfiguration;
+    bool mHasDamagedRows = false;
+    bool mIsWriting = false;  ///< in a transaction that may write
     ParameterNames mParameterNames;
 };
 

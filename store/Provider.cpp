@@ -2,6 +2,7 @@
 
 #include "store/Provider.h"
 
+#include "store/Salvage.h"
 #include "util/Integers.h"
 
 #include <algorithm>
@@ -130,7 +131,10 @@ bool Provider::isEmpty() const { return mDatabase.isEmpty(); }
 
 bool Provider::isDamaged() const { return mDatabase.isDamaged(); }
 
-void Provider::replaceDamaged() { mDatabase.replaceDamaged(); }
+UserSettings Provider::replaceDamaged() {
+    const auto aside = mDatabase.setAside();
+    return aside ? salvageSettings(*aside) : UserSettings{};
+}
 
 bool Provider::isComplete() {
     if (!mDatabase.hasLayout()) return false;

@@ -73,10 +73,11 @@ public:
 
     /// The file had no table when it was opened: nothing was ever stored.
     virtual bool isEmpty() const;
-    /// The file is no database, or a damaged one. `replaceDamaged` renames it and starts an empty
-    /// one.
+    /// The file is no database, a damaged one, or has a row that is damaged.
     virtual bool isDamaged() const;
-    virtual void replaceDamaged();
+    /// Sets the file aside, starts an empty one, and returns what the user has set, as far as it is
+    /// intact. If the file can't be renamed, there is no store.
+    virtual UserSettings replaceDamaged();
     /// The tables are not of the expected version, or there are none.
     virtual bool isDatabaseVersionChanged();
     /// All tables exist as this version creates them, with a factory profile.

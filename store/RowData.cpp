@@ -2,6 +2,8 @@
 
 #include "util/Integers.h"
 
+#include <algorithm>
+
 #include <string>
 
 #include <sqlite3.h>
@@ -24,6 +26,13 @@ std::optional<int> RowData::plainNumber() const {
     const int value = number();
     if (text != std::to_string(value)) return std::nullopt;
     return value;
+}
+
+const RowData& cellOf(std::span<const RowData> row, std::string_view column) {
+    static constexpr RowData kNone{};
+    const auto cell = std::find_if(row.begin(), row.end(),
+                                   [&](const RowData& each) { return each.column == column; });
+    return cell != row.end() ? *cell : kNone;
 }
 
 }  // namespace velora

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -24,5 +25,8 @@ struct RowData {
     /// text, such as "1x" or "01", and for any other type of cell.
     std::optional<int> plainNumber() const;
 };
+
+/// The cell of a column; an empty one if the row doesn't have it.
+const RowData& cellOf(std::span<const RowData> row, std::string_view column);
 
 }  // namespace velora

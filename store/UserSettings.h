@@ -22,6 +22,9 @@ struct UserSettings {
     std::optional<int> selectedProfile;
     std::map<Port, std::string> devices;  ///< the selected tuning device of a port
 
+    /// Of the tuning file that they were made for; empty if that isn't known. Not a setting.
+    std::string signature;
+
     bool empty() const {
         return profiles.empty() && endpoints.empty() && geqPresets.empty() && !sfxOn &&
                !selectedProfile && devices.empty();
@@ -33,6 +36,16 @@ struct UserSettings {
     }
     void add(const GeqPreset& record) {
         geqPresets.insert_or_assign(record.getProfileId(), record);
+    }
+    /// Leaves out what refers to profiles from `numProfiles` on, which don't exist.
+    void limitTo(int numProfiles) {
+        const auto isGone = [&](const auto& entry) {
+            return entry.second.getProfileId() >= numProfiles;
+        };
+        std::erase_if(profiles, isGone);
+        std::erase_if(endpoints, isGone);
+        std::erase_if(geqPresets, isGone);
+        if (selectedProfile && *selectedProfile >= numProfiles) selectedProfile.reset();
     }
     /// Adds `newer`, which replaces what it has as well.
     void add(UserSettings newer) {
