@@ -33,7 +33,9 @@ constexpr int kMaxLooks = 3;
 /// In WAL mode, EXTRA is the same as FULL: the log is synchronised by every commit. If the file
 /// can't be put into WAL mode, it keeps its journal, and FULL would not be enough: after a loss of
 /// power a deleted journal could reappear and roll back a transaction that was reported as stored.
-constexpr char kDurable[] = "PRAGMA synchronous=EXTRA; PRAGMA journal_mode=WAL";
+/// The limit empties the log when the file is closed.
+constexpr char kDurable[] =
+    "PRAGMA synchronous=EXTRA; PRAGMA journal_size_limit=0; PRAGMA journal_mode=WAL";
 
 /// Length, in pages, from which the log is copied into the file: 1 MiB.
 constexpr int kLongLog = 256;
@@ -228,6 +230,10 @@ void Database::setUp() {
         return;
     }
 
+    // An empty log remains beside the closed file, because SQLite could not read the file if the
+    // log were missing and the file system were read-only.
+    int isLogKept = 1;
+    sqlite3_file_control(mConnection.get(), "main", SQLITE_FCNTL_PERSIST_WAL, &isLogKept);
     sqlite3_db_config(mConnection.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
     const int result = sqlite3_exec(mConnection.get(), kDurable, nullptr, nullptr, nullptr);
     if (result != SQLITE_OK) {
