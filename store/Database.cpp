@@ -3,6 +3,7 @@
 #include "store/Database.h"
 
 #include "store/LogMessages.h"
+#include "store/Statement.h"
 
 #include <system_error>
 
@@ -33,7 +34,9 @@ constexpr int kMaxLooks = 3;
 /// In WAL mode, EXTRA is the same as FULL: the log is synchronised by every commit. If the file
 /// can't be put into WAL mode, it keeps its journal, and FULL would not be enough: after a loss of
 /// power a deleted journal could reappear and roll back a transaction that was reported as stored.
-constexpr char kDurable[] = "PRAGMA synchronous=EXTRA; PRAGMA journal_mode=WAL";
+/// The limit empties the log when the file is closed.
+constexpr char kDurable[] =
+    "PRAGMA synchronous=EXTRA; PRAGMA journal_size_limit=0; PRAGMA journal_mode=WAL";
 
 /// Length, in pages, from which the log is copied into the file: 1 MiB.
 constexpr int kLongLog = 256;
@@ -69,67 +72,6 @@ bool isStorageFailure(int result) {
 }
 
 }  // namespace
-
-/// A prepared statement. It must be destroyed before its connection.
-class Database::Statement {
-public:
-    Statement(sqlite3* connection, const std::string& sql)
-        : mResult(sqlite3_prepare_v2(connection, sql.c_str(), static_cast<int>(sql.size()),
-                                     &mHandle, nullptr)) {
-        // SQLite accepts a text without any statement in it, such as a comment.
-        if (mHandle == nullptr && mResult == SQLITE_OK) mResult = SQLITE_MISUSE;
-    }
-    ~Statement() { sqlite3_finalize(mHandle); }
-    Statement(const Statement&) = delete;
-    Statement& operator=(const Statement&) = delete;
-
-    /// SQLITE_OK if it was prepared, otherwise SQLite's result code.
-    int result() const { return mResult; }
-
-    /// The texts must remain valid until `reset`.
-    void bind(const Arguments& arguments) {
-        int index = 0;
-        for (const std::string_view text : arguments) {
-            sqlite3_bind_text(mHandle, ++index, text.data() != nullptr ? text.data() : "",
-                              static_cast<int>(text.size()), SQLITE_STATIC);
-        }
-    }
-
-    /// SQLITE_ROW, SQLITE_DONE, or an error code.
-    int step() { return sqlite3_step(mHandle); }
-
-    /// Reads the row that the last step returned into `row`, which must be empty or have been
-    /// filled from this statement. Its texts remain valid until the next step or `reset`.
-    void readRow(std::vector<RowData>& row) {
-        const int columns = sqlite3_column_count(mHandle);
-        for (int i = static_cast<int>(row.size()); i < columns; ++i) {
-            row.push_back({sqlite3_column_name(mHandle, i), 0, 0, {}});
-        }
-        for (int i = 0; i < columns; ++i) readCell(i, row[static_cast<size_t>(i)]);
-    }
-
-    /// Prepares the statement for its next run and releases the lock that it may hold on the file.
-    void reset() {
-        sqlite3_reset(mHandle);
-        sqlite3_clear_bindings(mHandle);
-    }
-
-private:
-    void readCell(int index, RowData& cell) {
-        cell.storageClass = sqlite3_column_type(mHandle, index);
-        cell.integer = 0;
-        cell.text = {};
-        if (cell.storageClass == SQLITE_INTEGER) {
-            cell.integer = sqlite3_column_int64(mHandle, index);
-        } else if (cell.storageClass == SQLITE_TEXT) {
-            cell.text = {reinterpret_cast<const char*>(sqlite3_column_text(mHandle, index)),
-                         static_cast<size_t>(sqlite3_column_bytes(mHandle, index))};
-        }
-    }
-
-    sqlite3_stmt* mHandle = nullptr;
-    int mResult;
-};
 
 void Database::CloseConnection::operator()(sqlite3* connection) const { sqlite3_close(connection); }
 
@@ -238,6 +180,10 @@ void Database::setUp() {
         return;
     }
 
+    // An empty log remains beside the closed file, because SQLite could not read the file if the
+    // log were missing and the file system were read-only.
+    int isLogKept = 1;
+    sqlite3_file_control(mConnection.get(), "main", SQLITE_FCNTL_PERSIST_WAL, &isLogKept);
     sqlite3_db_config(mConnection.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
     const int result = sqlite3_exec(mConnection.get(), kDurable, nullptr, nullptr, nullptr);
     if (result != SQLITE_OK) {
@@ -392,7 +338,7 @@ bool Database::runWrite(Statement& statement, const std::string& sql) {
 
 /// Returns the kept statement for `sql`, preparing it first if necessary. Returns null, and sets
 /// `*result` to SQLite's result code, if it can't be prepared.
-Database::Statement* Database::prepare(const std::string& sql, int* result) {
+Statement* Database::prepare(const std::string& sql, int* result) {
     auto& statement = mStatements[sql];
     if (statement != nullptr) return statement.get();
 

@@ -18,6 +18,8 @@ struct sqlite3;
 
 namespace velora {
 
+class Statement;
+
 /// One SQLite file: opens and checks it, sets it aside when it is damaged, prepares and runs
 /// statements, and keeps transactions whole. It knows nothing of records.
 ///
@@ -99,7 +101,6 @@ public:
     size_t failedReads() const { return mFailedReads; }
 
 private:
-    class Statement;
     struct CloseConnection {
         void operator()(sqlite3* connection) const;
     };

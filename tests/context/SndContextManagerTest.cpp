@@ -1,4 +1,5 @@
 #include "tests/context/ContextFixture.h"
+#include "tests/support/Disk.h"
 
 #include <csignal>
 
@@ -120,9 +121,10 @@ TEST_F(SndContextManagerTest, SettingsThatCannotBeReadRemainUnchanged) {
     const std::string changed = changeEverything();
     const std::string signature = Provider().getDefaultXmlSignature();
     LogCapture::onMessage("getSignature(): XML file md5sum " + signature, [&] {
-        changeStore("ALTER TABLE configuration RENAME TO hidden");
+        changeStore("UPDATE configuration SET value=value");  // so that all is read again
+        disk.failingReads = 1'000'000;
         LogCapture::onMessage("The stored settings can't be read, they remain unchanged",
-                  [&] { changeStore("ALTER TABLE hidden RENAME TO configuration"); });
+                  [] { disk.failingReads = 0; });
     });
     manager().init();
     EXPECT_EQ(stateOf(*manager().getSndContext()), changed);
