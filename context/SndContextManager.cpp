@@ -75,15 +75,12 @@ void SndContextManager::init() {
         return;
     }
 
-    // An earlier attempt that failed may have left a provider.
-    releaseLocked();
-    mProvider = std::make_unique<Provider>();
+    openStoreLocked();
     loadContextLocked(path);
 
     // Perhaps only a read has failed, so the store is opened and read once more.
     if (mProvider->isDamaged()) {
-        releaseLocked();
-        mProvider = std::make_unique<Provider>();
+        openStoreLocked();
         loadContextLocked(path);
     }
     if (mProvider->isDamaged()) rebuildLocked(path);
@@ -91,15 +88,20 @@ void SndContextManager::init() {
     mParser.reset();
 }
 
-void SndContextManager::rebuildLocked(const std::string& path) {
+/// What an earlier attempt has left is released.
+void SndContextManager::openStoreLocked() {
     releaseLocked();
+    mProvider = std::make_unique<Provider>();
+}
+
+void SndContextManager::rebuildLocked(const std::string& path) {
+    openStoreLocked();
     if (parse(path) == nullptr) {
         ALOGE("The damaged store remains unchanged until there is a tuning file to rebuild it");
         return;
     }
 
     // Whatever fails now is not the store's fault.
-    mProvider = std::make_unique<Provider>();
     mSalvaged = mProvider->replaceDamaged();
     loadContextLocked(path);
     mSalvaged = {};
@@ -119,7 +121,6 @@ void SndContextManager::loadContextLocked(const std::string& path) {
     const int zenithGameSystemGain = mProvider->getZenithGameSystemGain();
 
     // Never use a partly read context: saving it would make the missing values permanent.
-    if (mProvider->isDamaged()) return;
     if (!loading.ok()) {
         ALOGE("The stored settings can't be read, they remain unchanged");
         return;

@@ -59,6 +59,7 @@ private:
 
     SndContextManager();
 
+    void openStoreLocked() REQUIRES(mLock);
     void loadContextLocked(const std::string& path) REQUIRES(mLock);
     /// Sets the damaged store aside and fills a new one from the file, with what is still intact of
     /// the user's settings.

@@ -391,10 +391,9 @@ bool DatabaseHelper::queryDeviceTunings(std::string_view port,
 bool DatabaseHelper::queryAllDeviceTunings(
     const std::function<void(std::unique_ptr<DeviceTuning>)>& add) {
     return readTable(TableType::DEVICE_TUNINGS, [&](std::span<const RowData> row) {
-        add(std::make_unique<DeviceTuning>(cellOf(row, "_id").integer,
-                                           std::string(cellOf(row, "device").text),
-                                           std::string(cellOf(row, "port").text),
-                                           std::string(cellOf(row, "tuning_id").text)));
+        add(std::make_unique<DeviceTuning>(
+            cellOf(row, "_id").integer, std::string(cellOf(row, "device").text),
+            std::string(cellOf(row, "port").text), std::string(cellOf(row, "tuning_id").text)));
     });
 }
 
@@ -460,10 +459,9 @@ std::string DatabaseHelper::queryConfigurationValue(std::string_view key) {
     const ReadSession session(*this);
     if (!mConfiguration) {
         mConfiguration.emplace();
-        const bool wasRead =
-            readTable(TableType::CONFIGURATION, [&](std::span<const RowData> row) {
-                mConfiguration->emplace(cellOf(row, "key").text, cellOf(row, "value").text);
-            });
+        const bool wasRead = readTable(TableType::CONFIGURATION, [&](std::span<const RowData> row) {
+            mConfiguration->emplace(cellOf(row, "key").text, cellOf(row, "value").text);
+        });
         if (!wasRead) {
             mConfiguration.reset();
             return {};
@@ -499,11 +497,10 @@ void DatabaseHelper::updateConfigurationValue(std::string_view key, std::string_
 
     const Table& table = tableOf(TableType::CONFIGURATION);
     std::map<int64_t, std::string> ids;  // by rowid
-    const bool wasRead = getAllRows(
-        "SELECT rowid, _id FROM configuration WHERE key=?", {key},
-        [&](std::span<const RowData> row) {
-            ids.emplace(row[0].integer, std::to_string(row[1].integer));
-        });
+    const bool wasRead = getAllRows("SELECT rowid, _id FROM configuration WHERE key=?", {key},
+                                    [&](std::span<const RowData> row) {
+                                        ids.emplace(row[0].integer, std::to_string(row[1].integer));
+                                    });
     if (!wasRead) return;
     for (const auto& [rowid, id] : ids) {
         mChecksums.store(table, rowid, Arguments{id, key, value});

@@ -83,10 +83,10 @@ std::string describe(std::span<const RowData> row) {
 const std::vector<std::string>& RowChecksums::createStatements() {
     static const auto* const kStatements = [] {
         const std::string table(kTable);
-        auto* const statements = new std::vector<std::string>{
-            "CREATE TABLE " + table +
-            " (table_type INTEGER, row INTEGER, checksum INTEGER,"
-            " PRIMARY KEY (table_type, row)) WITHOUT ROWID"};
+        auto* const statements =
+            new std::vector<std::string>{"CREATE TABLE " + table +
+                                         " (table_type INTEGER, row INTEGER, checksum INTEGER,"
+                                         " PRIMARY KEY (table_type, row)) WITHOUT ROWID"};
         for (const Table& each : allTables()) {
             const std::string name(each.name);
             const std::string action = " ON " + name + " BEGIN DELETE FROM " + table +
@@ -132,12 +132,12 @@ RowChecksums::Sums& RowChecksums::sums(const Table& table) {
         mHasTables = hasTables();
         mIsIncomplete = mIsIncomplete || !mHasTables;
         if (mHasTables) {
-            (void)mDatabase->read(
-                "SELECT table_type, row, checksum FROM row_checksums", {},
-                [&](std::span<const RowData> row) {
-                    const auto type = static_cast<size_t>(row[0].integer);
-                    if (type < kNumTables) (*mSums)[type][row[1].integer] = row[2].integer;
-                });
+            (void)mDatabase->read("SELECT table_type, row, checksum FROM row_checksums", {},
+                                  [&](std::span<const RowData> row) {
+                                      const auto type = static_cast<size_t>(row[0].integer);
+                                      if (type < kNumTables)
+                                          (*mSums)[type][row[1].integer] = row[2].integer;
+                                  });
         }
     }
     return (*mSums)[static_cast<size_t>(table.type)];
@@ -158,9 +158,8 @@ bool RowChecksums::isIntact(const Table& table, std::span<const RowData> row) {
 
 bool RowChecksums::isWhole(const Table& table, const std::set<int64_t>& rowids) {
     const Sums& known = sums(table);
-    const auto lost = std::count_if(known.begin(), known.end(), [&](const auto& sum) {
-        return !rowids.contains(sum.first);
-    });
+    const auto lost = std::count_if(known.begin(), known.end(),
+                                    [&](const auto& sum) { return !rowids.contains(sum.first); });
     if (lost == 0) return true;
     ALOGE("%d rows of %s are lost", static_cast<int>(lost), table.name.data());
     return false;

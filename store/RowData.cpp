@@ -3,7 +3,6 @@
 #include "util/Integers.h"
 
 #include <algorithm>
-
 #include <string>
 
 #include <sqlite3.h>

@@ -47,9 +47,8 @@ private:
                                         .append(table.name)
                                         .append(" ORDER BY rowid")
                                         .append(order);
-            (void)mDatabase.read(sql, {}, [&](std::span<const RowData> row) {
-                rowids.insert(row.front().integer);
-            });
+            (void)mDatabase.read(
+                sql, {}, [&](std::span<const RowData> row) { rowids.insert(row.front().integer); });
         }
         return rowids;
     }

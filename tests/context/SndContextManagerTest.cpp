@@ -32,6 +32,11 @@ protected:
         return text.str();
     }
 
+    /// The store's file with a wrong digit in what `changeEverything` has set.
+    std::string withADamagedRow() const {
+        return replaced(contentsOf(database), "-7,-7,-7", "-7,-9,-7");
+    }
+
     /// Changes settings of every kind, saves them and releases the context. Returns its state.
     std::string changeEverything() {
         SndContext& context = restart();
@@ -88,32 +93,45 @@ TEST_F(SndContextManagerTest, AChangedFileOrLayoutRestoresTheFactorySettings) {
     }
 }
 
-TEST_F(SndContextManagerTest, ADamagedStoreIsRebuiltFromTheFile) {
-    constexpr size_t kPage = 4096;
+TEST_F(SndContextManagerTest, AFileThatIsNoDatabaseIsReplaced) {
     const std::string factory = stateOf(restart());
     changeEverything();
-    const std::string intact = contentsOf(database);
-    for (const size_t page : {0U, 1U, 2U, 3U}) {
-        std::string damaged = intact;
-        damaged.replace(page * kPage, kPage, kPage, '\xa5');
-        manager().release();
-        writeStore(damaged);
-        EXPECT_EQ(stateOf(restart()), factory) << page;
-        EXPECT_TRUE(contentsOf(database + ".damaged-" + std::to_string(page + 1)) == damaged);
-    }
+    const std::string damaged = std::string(4096, '\xa5') + contentsOf(database).substr(4096);
+    writeStore(damaged);
+    EXPECT_EQ(stateOf(restart()), factory);
+    EXPECT_EQ(contentsOf(database + ".damaged-1"), damaged);
 }
 
-// The damage is found by the first write. The damaged file can't be renamed, so there is no new
-// store.
-TEST_F(SndContextManagerTest, AContextIsNotUsedAfterItsStoreProvedDamaged) {
+TEST_F(SndContextManagerTest, OnlyADamagedRowGetsItsFactoryValues) {
+    changeEverything();
+    writeStore(withADamagedRow());
+    const SndContext& context = restart();
+    EXPECT_EQ(log.count("E DatabaseHelper: a row of geq_presets is damaged: custom, 4, ..."), 3U)
+        << "when it is found, when it is read again, and when it is left out";
+    EXPECT_FALSE(context.isProfileGeqModified(4));
+    EXPECT_FALSE(context.getSfxOn());
+    EXPECT_EQ(context.getSelectedProfile()->getProfileId(), 2);
+    EXPECT_EQ(context.getProfileParameter(1, Endpoint::OTHER, VOLMAX_BOOST), Values{42});
+}
+
+TEST_F(SndContextManagerTest, ADamagedStoreIsNeitherUsedNorReplacedWithoutATuningFile) {
+    changeEverything();
+    const std::string damaged = withADamagedRow();
+    writeStore(damaged);
+    install("no tuning file");
+    manager().init();
+    EXPECT_EQ(manager().getSndContext(), nullptr);
+    EXPECT_EQ(contentsOf(database), damaged);
+}
+
+TEST_F(SndContextManagerTest, DamageThatTheFirstWriteMeetsIsMended) {
+    const std::string factory = stateOf(restart());
     changeEverything();
     std::string damaged = contentsOf(database);
     damaged.replace(32, 8, 8, '\1');  // the place and the number of the file's unused pages
-    std::filesystem::create_directories(database + ".damaged/occupied");
     install(sample + "\n");
     LogCapture::onMessage("Tuning XML file has been updated", [&] { writeStore(damaged); });
-    manager().init();
-    EXPECT_EQ(manager().getSndContext(), nullptr);
+    EXPECT_EQ(stateOf(restart()), factory);
 }
 
 // Settings that can't be read must not be treated as missing.
@@ -124,7 +142,7 @@ TEST_F(SndContextManagerTest, SettingsThatCannotBeReadRemainUnchanged) {
         changeStore("UPDATE configuration SET value=value");  // so that all is read again
         disk.failingReads = 1'000'000;
         LogCapture::onMessage("The stored settings can't be read, they remain unchanged",
-                  [] { disk.failingReads = 0; });
+                              [] { disk.failingReads = 0; });
     });
     manager().init();
     EXPECT_EQ(stateOf(*manager().getSndContext()), changed);
@@ -133,7 +151,7 @@ TEST_F(SndContextManagerTest, SettingsThatCannotBeReadRemainUnchanged) {
 TEST_F(SndContextManagerTest, APartlyReadContextIsNotUsed) {
     changeEverything();
     LogCapture::onMessage("Stored database version[1], expected database version[1]",
-              [&] { changeStore("DROP TABLE geq_presets"); });
+                          [&] { changeStore("DROP TABLE geq_presets"); });
     manager().init();
     EXPECT_EQ(manager().getSndContext(), nullptr);
 }

@@ -18,7 +18,7 @@ protected:
 TEST_F(DatabaseHelperTest, TheTablesAreThoseOfTheirVersion) {
     const auto columns = cells(
         "SELECT group_concat(m.name || ' ' || c.name || ' ' || c.type || char(10), '') FROM "
-        "sqlite_master m, pragma_table_info(m.name) c");
+        "sqlite_master m, pragma_table_info(m.name) c WHERE m.name<>'row_checksums'");
     EXPECT_THAT(columns, ElementsAre(contentsOf(sourceFile("tests/data/columns.txt"))));
 }
 
