@@ -41,7 +41,7 @@ void TagLimits::take(char byte) {
             openMarkup();
             break;
         case State::START_TAG:
-        case State::DECLARATION:
+        case State::DOCTYPE:
             takeInTag(byte);
             break;
         case State::SECTION:
@@ -67,7 +67,8 @@ void TagLimits::openMarkup() {
             mState = State::TEXT;
             break;
         case '!':
-            mState = State::DECLARATION;
+            mState = State::DOCTYPE;
+            if (mMarkup[2] != 'D') refuse("declarations are not allowed; remove them");
             break;
         default:
             mState = State::START_TAG;
@@ -76,11 +77,11 @@ void TagLimits::openMarkup() {
     }
 }
 
-// The internal subset of a DOCTYPE is taken for text with markup in it.
 void TagLimits::takeInTag(char byte) {
     const bool isStartTag = mState == State::START_TAG;
     if (isStartTag && ++mTagSize > kMaxTagSize) {
-        return refuse(kMaxTagSize, "bytes; shorten or remove attributes");
+        return refuse("a start tag has at most " + std::to_string(kMaxTagSize) +
+                      " bytes; shorten or remove attributes");
     }
 
     if (mQuote != 0) {
@@ -88,7 +89,8 @@ void TagLimits::takeInTag(char byte) {
     } else if (byte == '"' || byte == '\'') {
         mQuote = byte;
         if (isStartTag && ++mAttributes > kMaxAttributes) {
-            refuse(kMaxAttributes, "attributes and namespace declarations; remove some");
+            refuse("a start tag has at most " + std::to_string(kMaxAttributes) +
+                   " attributes and namespace declarations; remove some");
         }
     } else if (byte == '>' || (byte == '[' && !isStartTag)) {
         mState = State::TEXT;
@@ -101,9 +103,8 @@ void TagLimits::takeInSection(char byte) {
     if (mLastBytes == mSectionEnd) mState = State::TEXT;
 }
 
-void TagLimits::refuse(size_t limit, const char* ofWhat) {
-    mError = "line " + std::to_string(mTagLine) + ": a start tag has at most " +
-             std::to_string(limit) + " " + ofWhat;
+void TagLimits::refuse(const std::string& reason) {
+    mError = "line " + std::to_string(mTagLine) + ": " + reason;
 }
 
 }  // namespace velora

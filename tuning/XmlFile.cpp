@@ -4,7 +4,6 @@
 #include "tuning/TagLimits.h"
 
 #include <algorithm>
-#include <iterator>
 #include <new>
 #include <thread>
 #include <utility>
@@ -13,6 +12,7 @@
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <libxml/xmlerror.h>
+#include <strings.h>
 
 #include <utils/Mutex.h>
 
@@ -70,10 +70,8 @@ constexpr int kMaxNames = 10000;     ///< different ones; namespaces count too
 constexpr int kMaxNamespaces = 256;  ///< declarations with effect in one element
 constexpr int kMaxIgnored = 1000;    ///< errors that leave the document readable
 
-constexpr char kDeclaration[] = "declarations of entities and attributes are not allowed";
-
 /// Encodings besides UTF-8 that TagLimits can examine, by the beginnings of their names.
-constexpr const char* kEncodings[] = {"ASCII", "US-ASCII", "ISO-8859-", "WINDOWS-125"};
+constexpr std::string_view kEncodings[] = {"US-ASCII", "ISO-8859-", "WINDOWS-125"};
 
 /// Parses one document. The result doesn't depend on libxml2's process-wide defaults, which other
 /// code of the process may have changed.
@@ -96,7 +94,7 @@ public:
             readerOf(context).checkEncoding();
             xmlSAX2StartDocument(context);
         };
-        refuseDeclarations(*mContext->sax);
+        mContext->sax->startElementNs = addElement;
     }
     ~DocumentReader() { xmlFreeParserCtxt(mContext); }
     DocumentReader(const DocumentReader&) = delete;
@@ -123,20 +121,19 @@ private:
         return *static_cast<DocumentReader*>(static_cast<xmlParserCtxt*>(context)->_private);
     }
 
-    static void refuseDeclarations(xmlSAXHandler& sax) {
-        sax.entityDecl = [](void* context, const xmlChar*, int, const xmlChar*, const xmlChar*,
-                            xmlChar*) { readerOf(context).refuse(kDeclaration); };
-        sax.unparsedEntityDecl = [](void* context, const xmlChar*, const xmlChar*, const xmlChar*,
-                                    const xmlChar*) { readerOf(context).refuse(kDeclaration); };
-        sax.notationDecl = [](void* context, const xmlChar*, const xmlChar*, const xmlChar*) {
-            readerOf(context).refuse(kDeclaration);
-        };
-        // The handler must free `values`, the list of the values that the attribute may have.
-        sax.attributeDecl = [](void* context, const xmlChar*, const xmlChar*, int, int,
-                               const xmlChar*, xmlEnumerationPtr values) {
-            xmlFreeEnumeration(values);
-            readerOf(context).refuse(kDeclaration);
-        };
+    /// Adds an element without its namespaces, because nothing uses them. For each name with a
+    /// prefix, libxml2 would search the tree from there up to its root.
+    static void addElement(void* context, const xmlChar* name, const xmlChar* prefix,
+                           const xmlChar* uri, int, const xmlChar**, int attributeCount,
+                           int defaultedCount, const xmlChar** attributes) {
+        // Five pointers each: name, prefix, namespace, begin and end of the value.
+        for (int i = 0; i < attributeCount; ++i) {
+            const xmlChar** const attribute = attributes + ptrdiff_t{5} * i;
+            if (attribute[2] != nullptr) attribute[1] = nullptr;
+        }
+        // The prefix remains a part of the name if it isn't declared.
+        xmlSAX2StartElementNs(context, name, uri != nullptr ? nullptr : prefix, nullptr, 0, nullptr,
+                              attributeCount, defaultedCount, attributes);
     }
 
     // Returns how many bytes were read: 0 at the end of the file, -1 after an error.
@@ -163,15 +160,17 @@ private:
         }
     }
 
+    // Called after the XML declaration and before everything else.
     void checkEncoding() {
         const xmlCharEncodingHandler* const encoding = mContext->input->buf->encoder;
         if (encoding == nullptr) return;  // UTF-8
 
         const std::string name = encoding->name;
-        const bool isExamined =
-            std::any_of(std::begin(kEncodings), std::end(kEncodings),
-                        [&](const char* beginning) { return name.starts_with(beginning); });
-        if (!isExamined) refuse("the encoding " + name + " is not read; save the file as UTF-8");
+        for (const std::string_view beginning : kEncodings) {
+            if (strncasecmp(name.c_str(), beginning.data(), beginning.size()) == 0) return;
+        }
+        refuse("the encoding " + name + " is not supported; save the file as UTF-8");
+        xmlStopParser(mContext);
     }
 
     // Errors that leave the document readable are ignored up to a number, such as a prefix that
