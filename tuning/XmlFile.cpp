@@ -152,11 +152,13 @@ private:
 
     void checkCounts() {
         if (xmlDictSize(mContext->dict) > kMaxNames) {
-            refuse("a file has at most 10000 different names; remove unknown elements");
+            refuse("a file has at most " + std::to_string(kMaxNames) +
+                   " different names; remove unknown elements");
         }
         // libxml2 counts the prefix and the namespace.
         if (mContext->nsNr > 2 * kMaxNamespaces) {
-            refuse("an element is in the scope of at most 256 namespace declarations; remove some");
+            refuse("at most " + std::to_string(kMaxNamespaces) +
+                   " namespace declarations apply to an element; remove some");
         }
     }
 

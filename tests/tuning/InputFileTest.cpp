@@ -62,7 +62,7 @@ TEST_F(XmlFileTest, BadContentsAreRefusedWithTheReason) {
         {"<r>" + std::string(XmlFile::kMaxSize, ' ') + "</r>", "too large"},
         {deep, "line 1: Excessive depth"},
         {"<r>" + names + "</r>", ": a file has at most 10000 different names"},
-        {namespaces + std::string(4000, ' '), "line 1: an element is in the scope of at most 256"},
+        {namespaces + std::string(4000, ' '), "line 1: at most 256 namespace"},
         {"<r>" + prefixes + "</r>", "line 1001: Namespace prefix undeclared on a is not defined"},
         {"<r>\n" + std::string(9000, ' ') + "<a b='" + std::string(16377, ' ') + "'/></r>",
          "line 2: a start tag has at most 16384 bytes"},
