@@ -4,6 +4,7 @@
 #include "benchmarks/Sample.h"
 #include "context/SndContextManager.h"
 #include "tuning/TuningFileParser.h"
+#include "tuning/XmlFile.h"
 
 #include <vector>
 
@@ -35,6 +36,43 @@ void parseFloor(benchmark::State& state, Scale scale) {
 /// The floor for the same kind of tree as the product asks for.
 void parseCompactFloor(benchmark::State& state, Scale scale) {
     const Root root(scale);
+    for (auto _ : state) readTree(root, XML_PARSE_COMPACT);
+}
+
+/// Writes a file of the largest size, of which every element costs libxml2 much: 255 attributes
+/// with a prefix, in the scope of 256 namespaces and below 240 elements.
+void writeSlowestFile(const Root& root) {
+    std::string scope = "<r xmlns:p='p'>\n<a";
+    for (int i = 1; i < 256; ++i) scope += " xmlns:p" + std::to_string(i) + "='p'";
+    scope += ">";
+    for (int i = 0; i < 240; ++i) scope += "<a>";
+
+    std::string element = "<b";
+    for (int i = 0; i < 255; ++i) {
+        element += std::string(" p:") + char('a' + i / 16) + char('a' + i % 16) + "=''";
+    }
+    element += "/>";
+
+    std::string end = "</a>";
+    for (int i = 0; i < 240; ++i) end += "</a>";
+    end += "</r>";
+
+    std::string xml = scope;
+    while (xml.size() + element.size() + end.size() <= XmlFile::kMaxSize) xml += element;
+    std::ofstream(root.tuningFile(), std::ios::binary) << xml << end;
+}
+
+void parseSlowest(benchmark::State& state, Scale scale) {
+    const Root root(scale);
+    writeSlowestFile(root);
+    for (auto _ : state) {
+        if (!XmlFile(root.tuningFile()).isRead()) state.SkipWithError("refused");
+    }
+}
+
+void parseSlowestFloor(benchmark::State& state, Scale scale) {
+    const Root root(scale);
+    writeSlowestFile(root);
     for (auto _ : state) readTree(root, XML_PARSE_COMPACT);
 }
 
@@ -201,6 +239,7 @@ void warmFloor(benchmark::State& state, Scale scale) {
 [[maybe_unused]] const bool kAdded = [] {
     addRatio("parse the sample", 1.3, parseOurs, parseFloor, {});
     addRatio("parse 20 times the sample", 1.3, parseOurs, parseFloor, {.tunings = 32});
+    addRatio("read the slowest file found", kNoGoal, parseSlowest, parseSlowestFloor, {});
     addRatio("parse the sample / a compact tree", kNoGoal, parseOurs, parseCompactFloor, {});
     addRatio("parse 20 times the sample / a compact tree", kNoGoal, parseOurs, parseCompactFloor,
              {.tunings = 32});

@@ -36,9 +36,20 @@ std::string TuningRecords::describe(const GeqPreset& record) {
 }
 
 bool TuningRecords::claimDescription(std::string description) {
+    if (isFull()) return false;
+
     const auto [place, isNew] = mDescriptions.insert(std::move(description));
     if (!isNew) ALOGW("A second %s is ignored", place->c_str());
     return isNew;
+}
+
+// Warns once, because thousands of records may follow.
+bool TuningRecords::isFull() {
+    if (mDescriptions.size() + all<DeviceTuning>().size() < kMaxRecords) return false;
+
+    if (!mHasWarnedOfLimit) ALOGW("Only the first %zu records of a file are used", kMaxRecords);
+    mHasWarnedOfLimit = true;
+    return true;
 }
 
 void TuningRecords::warnOfDropped(const std::string& description, const ParameterSet& dropped) {
@@ -49,7 +60,7 @@ void TuningRecords::warnOfDropped(const std::string& description, const Paramete
 }
 
 void TuningRecords::add(std::unique_ptr<DeviceTuning> record) {
-    std::get<List<DeviceTuning>>(mLists).push_back(std::move(record));
+    if (!isFull()) std::get<List<DeviceTuning>>(mLists).push_back(std::move(record));
 }
 
 void TuningRecords::addMissingGeqPresets() {

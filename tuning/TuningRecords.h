@@ -21,8 +21,12 @@ namespace velora {
 /// wrong with a file is logged as a warning.
 class TuningRecords {
 public:
+    /// Claimed records and device tunings of one file. Each takes memory and a row of the store,
+    /// and a file of the largest size could have half a million. A usual file has some fifty.
+    static constexpr size_t kMaxRecords = 10000;
+
     /// Reserves the description of `record`. False, with a warning, if an earlier record has it:
-    /// the earlier one is the one to keep.
+    /// the earlier one is the one to keep. False too if there are `kMaxRecords` already.
     template <typename Record>
     [[nodiscard]] bool claim(const Record& record) {
         return claimDescription(describe(record));
@@ -40,6 +44,7 @@ public:
         warnOfDropped(describe(*record), record->completeTo(Record::kStoredParams));
         std::get<List<Record>>(mLists).push_back(std::move(record));
     }
+    /// Drops the record if there are `kMaxRecords` already.
     void add(std::unique_ptr<DeviceTuning> record);
 
     /// Gives every profile that has no GEQ preset an empty one.
@@ -69,12 +74,14 @@ private:
     static std::string describe(const GeqPreset& record);
 
     bool claimDescription(std::string description);
+    bool isFull();
     static void warnOfDropped(const std::string& description, const ParameterSet& dropped);
 
     std::tuple<List<Tuning>, List<DeviceTuning>, List<Profile>, List<ProfileEndpoint>,
                List<IeqPreset>, List<GeqPreset>>
         mLists;
     std::unordered_set<std::string> mDescriptions;  ///< of the claimed records
+    bool mHasWarnedOfLimit = false;
 };
 
 }  // namespace velora

@@ -1,15 +1,18 @@
 #include "tuning/XmlFile.h"
 
 #include "tuning/InputFile.h"
+#include "tuning/TagLimits.h"
 
 #include <algorithm>
 #include <new>
 #include <thread>
 #include <utility>
 
+#include <libxml/SAX2.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <libxml/xmlerror.h>
+#include <strings.h>
 
 #include <utils/Mutex.h>
 
@@ -61,11 +64,23 @@ int XmlLibrary::sUsers = 0;
 std::thread::id XmlLibrary::sOnlyThread;
 bool XmlLibrary::sIsShared = false;
 
+// libxml2's time grows with the product of the number of elements and each of the first two. A
+// tuning file has some two hundred names and needs no namespace.
+constexpr int kMaxNames = 10000;     ///< different ones; namespaces count too
+constexpr int kMaxNamespaces = 256;  ///< declarations with effect in one element
+constexpr int kMaxIgnored = 1000;    ///< errors that leave the document readable
+
+/// Encodings besides UTF-8 that TagLimits can examine, by the beginnings of their names.
+constexpr std::string_view kEncodings[] = {"US-ASCII", "ISO-8859-", "WINDOWS-125"};
+
 /// Parses one document. The result doesn't depend on libxml2's process-wide defaults, which other
 /// code of the process may have changed.
+///
+/// libxml2 reads the file in blocks of 4000 bytes. The limits are checked before it gets the next
+/// one. After the first error it gets no more, so that the time for errors can't add up either.
 class DocumentReader {
 public:
-    DocumentReader() : mContext(xmlNewParserCtxt()) {
+    explicit DocumentReader(InputFile& file) : mFile(file), mContext(xmlNewParserCtxt()) {
         if (mContext == nullptr) throw std::bad_alloc();
         mContext->_private = this;
         // White space between elements is kept because `TagIterator::childrenNext` counts it as a
@@ -75,33 +90,26 @@ public:
         mContext->sax->serror = [](void* context, xmlErrorPtr error) {
             readerOf(context).keepError(*error);
         };
-        mContext->sax->entityDecl = [](void* context, const xmlChar*, int, const xmlChar*,
-                                       const xmlChar*,
-                                       xmlChar*) { readerOf(context).refuseDeclaration(); };
-        // The handler must free `values`, the list of the values that the attribute may have.
-        mContext->sax->attributeDecl = [](void* context, const xmlChar*, const xmlChar*, int, int,
-                                          const xmlChar*, xmlEnumerationPtr values) {
-            xmlFreeEnumeration(values);
-            readerOf(context).refuseDeclaration();
+        mContext->sax->startDocument = [](void* context) {
+            readerOf(context).checkEncoding();
+            xmlSAX2StartDocument(context);
         };
+        mContext->sax->startElementNs = addElement;
     }
     ~DocumentReader() { xmlFreeParserCtxt(mContext); }
     DocumentReader(const DocumentReader&) = delete;
     DocumentReader& operator=(const DocumentReader&) = delete;
 
     /// Returns the document, which the caller owns; null on failure, with `error` set.
-    xmlDoc* read(InputFile& file, const std::string& path) {
-        const auto readBytes = [](void* input, char* bytes, int size) {
-            return static_cast<InputFile*>(input)->read(bytes, size);
+    xmlDoc* read(const std::string& path) {
+        const auto readBlock = [](void* reader, char* bytes, int size) {
+            return static_cast<DocumentReader*>(reader)->readBlock(bytes, size);
         };
-        xmlDoc* document = xmlCtxtReadIO(mContext, readBytes, nullptr, &file, path.c_str(), nullptr,
+        xmlDoc* document = xmlCtxtReadIO(mContext, readBlock, nullptr, this, path.c_str(), nullptr,
                                          XML_PARSE_COMPACT);
 
         // libxml2 treats a failed read as the end of the file, so the document may be incomplete.
-        if (!file.error().empty()) {
-            xmlFreeDoc(std::exchange(document, nullptr));
-            mError = file.error();
-        }
+        if (!mError.empty()) xmlFreeDoc(std::exchange(document, nullptr));
         if (document == nullptr && mError.empty()) mError = "not well-formed";
         return document;
     }
@@ -113,25 +121,82 @@ private:
         return *static_cast<DocumentReader*>(static_cast<xmlParserCtxt*>(context)->_private);
     }
 
-    // Keeps the message of the first error, with blanks in place of line feeds. Warnings and
-    // namespace errors are ignored: a document with an undeclared prefix can still be read.
-    void keepError(const xmlError& error) {
-        const bool matters = error.level >= XML_ERR_ERROR && error.domain != XML_FROM_NAMESPACE;
-        if (!mError.empty() || !matters || error.message == nullptr) return;
-
-        std::string message = error.message;
-        while (message.ends_with('\n')) message.pop_back();
-        std::replace(message.begin(), message.end(), '\n', ' ');
-        mError = "line " + std::to_string(error.line) + ": " + message;
+    /// Adds an element without its namespaces, because nothing uses them. For each name with a
+    /// prefix, libxml2 would search the tree from there up to its root.
+    static void addElement(void* context, const xmlChar* name, const xmlChar* prefix,
+                           const xmlChar* uri, int, const xmlChar**, int attributeCount,
+                           int defaultedCount, const xmlChar** attributes) {
+        // Five pointers each: name, prefix, namespace, begin and end of the value.
+        for (int i = 0; i < attributeCount; ++i) {
+            const xmlChar** const attribute = attributes + ptrdiff_t{5} * i;
+            if (attribute[2] != nullptr) attribute[1] = nullptr;
+        }
+        // The prefix remains a part of the name if it isn't declared.
+        xmlSAX2StartElementNs(context, name, uri != nullptr ? nullptr : prefix, nullptr, 0, nullptr,
+                              attributeCount, defaultedCount, attributes);
     }
 
-    void refuseDeclaration() {
-        if (mError.empty()) mError = "declarations of entities and attributes are not allowed";
-        mContext->wellFormed = 0;
+    // Returns how many bytes were read: 0 at the end of the file, -1 after an error.
+    int readBlock(char* bytes, int size) {
+        checkCounts();
+        if (!mError.empty()) return -1;
+
+        const int count = mFile.read(bytes, size);
+        if (count < 0) {
+            mError = mFile.error();
+        } else if (!mTagLimits.accept({bytes, static_cast<size_t>(count)})) {
+            mError = mTagLimits.error();
+        }
+        return mError.empty() ? count : -1;
+    }
+
+    void checkCounts() {
+        if (xmlDictSize(mContext->dict) > kMaxNames) {
+            refuse("a file has at most " + std::to_string(kMaxNames) +
+                   " different names; remove unknown elements");
+        }
+        // libxml2 counts the prefix and the namespace.
+        if (mContext->nsNr > 2 * kMaxNamespaces) {
+            refuse("at most " + std::to_string(kMaxNamespaces) +
+                   " namespace declarations apply to an element; remove some");
+        }
+    }
+
+    // Called after the XML declaration and before everything else.
+    void checkEncoding() {
+        const xmlCharEncodingHandler* const encoding = mContext->input->buf->encoder;
+        if (encoding == nullptr) return;  // UTF-8
+
+        const std::string name = encoding->name;
+        for (const std::string_view beginning : kEncodings) {
+            if (strncasecmp(name.c_str(), beginning.data(), beginning.size()) == 0) return;
+        }
+        refuse("the encoding " + name + " is not supported; save the file as UTF-8");
         xmlStopParser(mContext);
     }
 
+    // Errors that leave the document readable are ignored up to a number, such as a prefix that
+    // isn't declared. A message has line feeds.
+    void keepError(const xmlError& error) {
+        if (error.level < XML_ERR_FATAL && ++mIgnored <= kMaxIgnored) return;
+
+        std::string message = error.message != nullptr ? error.message : "not well-formed";
+        while (message.ends_with('\n')) message.pop_back();
+        std::replace(message.begin(), message.end(), '\n', ' ');
+        refuse(message);
+    }
+
+    // The first reason is kept.
+    void refuse(const std::string& reason) {
+        if (!mError.empty()) return;
+        const int line = mContext->input != nullptr ? mContext->input->line : 1;
+        mError = "line " + std::to_string(line) + ": " + reason;
+    }
+
+    InputFile& mFile;
     xmlParserCtxt* const mContext;
+    TagLimits mTagLimits;
+    int mIgnored = 0;  ///< errors
     std::string mError;
 };
 
@@ -143,8 +208,8 @@ XmlFile::XmlFile(const std::string& path) {
     mError = file.error();
     if (!mError.empty()) return;
 
-    DocumentReader reader;
-    mDocument = reader.read(file, path);
+    DocumentReader reader(file);
+    mDocument = reader.read(path);
     if (mDocument == nullptr) mError = reader.error();
 }
 

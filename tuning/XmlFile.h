@@ -13,9 +13,10 @@ namespace velora {
 /// Owned by one TagIterator, used by one thread at a time. Owns the tree, which remains valid until
 /// it is destroyed. Fails by having no root; `error` says why.
 ///
-/// It bounds what a hostile or damaged file can cost: the file must be a plain one of at most
-/// `kMaxSize` bytes, and must not declare entities or attribute defaults, with which a small
-/// document can grow without limit.
+/// It bounds what a hostile or damaged file can cost, so that none takes a second: the file must be
+/// a plain one of at most `kMaxSize` bytes, obey TagLimits, and be written in UTF-8 or an encoding
+/// of single bytes. Different names and namespaces are limited too. Reading ends at the first
+/// error. The tree has no namespaces.
 ///
 /// libxml2 as a whole is cleaned up when the last object is destroyed, unless several threads have
 /// used objects since the first one. At that moment nobody else in the process may be using

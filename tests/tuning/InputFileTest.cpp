@@ -48,13 +48,26 @@ TEST_F(XmlFileTest, OnlyPlainFilesAreRead) {
 TEST_F(XmlFileTest, BadContentsAreRefusedWithTheReason) {
     std::string deep;
     for (int i = 0; i < 100000; ++i) deep += "<a>";
-    const std::string declared = "declarations of entities and attributes are not allowed";
+    const std::string declared = "line 1: declarations are not allowed";
+    std::string names;
+    for (int i = 0; i < 10100; ++i) names += "<n" + std::to_string(i) + "/>\n";
+    std::string namespaces;
+    for (int i = 0; i < 257; ++i) namespaces += "<a xmlns:n" + std::to_string(i) + "='urn:n'>";
+    std::string prefixes;
+    for (int i = 0; i < 2000; ++i) prefixes += "<undeclared:a/>\n";
     const std::pair<std::string, std::string> cases[] = {
         // contents, reason
         {"<r>\n\n<a b='></a>\n<c d='</c></r>", "line 3: Unescaped '<' not allowed"},
         {"<r>\n<undeclared:a/>\n<b></r>", "line 3: Opening and ending tag mismatch"},
         {"<r>" + std::string(XmlFile::kMaxSize, ' ') + "</r>", "too large"},
         {deep, "line 1: Excessive depth"},
+        {"<r>" + names + "</r>", ": a file has at most 10000 different names"},
+        {namespaces + std::string(4000, ' '), "line 1: at most 256 namespace"},
+        {"<r>" + prefixes + "</r>", "line 1001: Namespace prefix undeclared on a is not defined"},
+        {"<r>\n" + std::string(9000, ' ') + "<a b='" + std::string(16377, ' ') + "'/></r>",
+         "line 2: a start tag has at most 16384 bytes"},
+        {"<?xml version='1.0' encoding='UTF-7'?><r/>", "line 1: the encoding UTF-7 is not"},
+        {std::string("<\0r\0/\0>\0", 8).insert(0, "\xFF\xFE"), "the encoding UTF-16LE is not"},
         {"<!DOCTYPE r [<!ENTITY a 'x'><!ENTITY b '&a;&a;'>]><r><a v='&b;'/></r>", declared},
         {"<!DOCTYPE r [<!ENTITY % p SYSTEM '/etc/passwd'> %p;]><r/>", declared},
         {"<!DOCTYPE r [<!ATTLIST a b (c|d) 'c'>]><r>\n<a/></r>", declared},
@@ -62,7 +75,17 @@ TEST_F(XmlFileTest, BadContentsAreRefusedWithTheReason) {
     for (const auto& [xml, reason] : cases) {
         EXPECT_THAT(XmlFile(write(xml)).error(), HasSubstr(reason));
     }
-    EXPECT_TRUE(XmlFile(write("<!DOCTYPE r><r>\n<a/></r>")).isRead());
+}
+
+TEST_F(XmlFileTest, NamespacesAndEncodingsOfSingleBytesAreRead) {
+    const XmlFile file(
+        write("<?xml version='1.0' encoding='Windows-1252'?><!DOCTYPE r [ ]>"
+              "<r xmlns:p='urn:p'><p:a b='\xE9'/><q:a/></r>"));
+    ASSERT_TRUE(file.isRead()) << file.error();
+    const xmlNode* const first = file.root()->children;
+    EXPECT_STREQ(reinterpret_cast<const char*>(first->name), "a");
+    EXPECT_STREQ(reinterpret_cast<const char*>(first->properties->children->content), "é");
+    EXPECT_STREQ(reinterpret_cast<const char*>(first->next->name), "q:a");
 }
 
 TEST_F(XmlFileTest, AFileThatGrowsWhileItIsReadIsRefused) {

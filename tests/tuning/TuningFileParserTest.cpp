@@ -257,6 +257,21 @@ TEST_F(TuningFileParserTest, ATuningWithALongOrUsedNameIsIgnoredButTheUsedNameKe
                             "W TuningFileParser: A second tuning c is ignored"));
 }
 
+TEST_F(TuningFileParserTest, RecordsBeyondTheLimitAreIgnoredWithOneWarning) {
+    std::string devices;
+    for (int i = 0; i < 9998; ++i) devices += "<device_id/>";
+    parse("4", "0",
+          "<tuning>\n" + devices +
+              "<data/></tuning><profile>\n<endpoint_type id='speaker'/>"
+              "</profile><profile id='1'/><tuning name='b'>\n<device_id/><data/></tuning>");
+    EXPECT_EQ(data.getTunings().size(), 1U);
+    EXPECT_EQ(data.getDeviceTunings().size(), 9998U);
+    EXPECT_EQ(data.getProfiles().size(), 1U);
+    EXPECT_EQ(data.getProfileEndpoints().size(), 3U) << "a profile is complete";
+    EXPECT_THAT(logged, ElementsAre("W TuningFileParser: Only the first 10000 records of a file "
+                                    "are used"));
+}
+
 TEST_F(TuningFileParserTest, MissingNumbersAreLogged) {
     parse("4", "0",
           "<profile id='1'/><profile id='0'/><profile id='7'/><preset type='ieq' id='1'/>"
