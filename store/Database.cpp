@@ -147,8 +147,11 @@ int Database::checkPages(std::string* problem) {
     std::string finding;
     int result = readCell("PRAGMA quick_check(1)", &finding);
     if (result == SQLITE_OK && finding != "ok") {
+        // The check also reports pages that it couldn't read.
+        int error = 0;
+        sqlite3_file_control(mConnection.get(), "main", SQLITE_FCNTL_LAST_ERRNO, &error);
         *problem = finding;
-        return SQLITE_CORRUPT;
+        return error != 0 ? SQLITE_IOERR : SQLITE_CORRUPT;
     }
 
     std::string tables;

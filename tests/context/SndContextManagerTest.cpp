@@ -124,14 +124,21 @@ TEST_F(SndContextManagerTest, ADamagedStoreIsNeitherUsedNorReplacedWithoutATunin
     EXPECT_EQ(contentsOf(database), damaged);
 }
 
-TEST_F(SndContextManagerTest, DamageThatTheFirstWriteMeetsIsMended) {
-    const std::string factory = stateOf(restart());
+TEST_F(SndContextManagerTest, ADamagedStoreThatCannotBeRenamedIsNotUsed) {
     changeEverything();
-    std::string damaged = contentsOf(database);
-    damaged.replace(32, 8, 8, '\1');  // the place and the number of the file's unused pages
     install(sample + "\n");
-    LogCapture::onMessage("Tuning XML file has been updated", [&] { writeStore(damaged); });
-    EXPECT_EQ(stateOf(restart()), factory);
+    LogCapture::onMessage("Tuning XML file has been updated", [&] {
+        DatabaseHelper other("kiv_sqlite3.db");
+        for (const char* sql : {"PRAGMA writable_schema=ON", "PRAGMA schema_version=99",
+                                "UPDATE sqlite_master SET sql='damaged' WHERE name='profiles'"}) {
+            EXPECT_EQ(other.execSQL(sql), 0);
+        }
+        disk.isReadOnly = true;
+    });
+    manager().init();
+    disk.isReadOnly = false;
+    EXPECT_EQ(log.count("E DatabaseHelper: the damaged database ..."), 1U);
+    EXPECT_EQ(manager().getSndContext(), nullptr);
 }
 
 // Settings that can't be read must not be treated as missing.
@@ -139,12 +146,13 @@ TEST_F(SndContextManagerTest, SettingsThatCannotBeReadRemainUnchanged) {
     const std::string changed = changeEverything();
     const std::string signature = Provider().getDefaultXmlSignature();
     LogCapture::onMessage("getSignature(): XML file md5sum " + signature, [&] {
-        changeStore("UPDATE configuration SET value=value");  // so that all is read again
+        changeStore("PRAGMA user_version=1");  // so that all is read again
         disk.failingReads = 1'000'000;
         LogCapture::onMessage("The stored settings can't be read, they remain unchanged",
                               [] { disk.failingReads = 0; });
     });
     manager().init();
+    EXPECT_EQ(disk.failingReads, 0);
     EXPECT_EQ(stateOf(*manager().getSndContext()), changed);
 }
 

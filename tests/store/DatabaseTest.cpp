@@ -100,13 +100,14 @@ TEST_F(DatabaseTest, TheNewestFourDamagedFilesAreKeptWithTheFilesBesideThem) {
 }
 
 TEST_F(DatabaseTest, ADamagedFileThatCannotBeRenamedRemainsUnchanged) {
-    const auto longName = dir.path() / std::string(246, 'x');
-    std::ofstream(longName) << garbage;
-    EXPECT_FALSE(db.emplace(longName).setAside());
+    open(garbage);
+    disk.isReadOnly = true;
+    EXPECT_FALSE(db->setAside());
+    disk.isReadOnly = false;
     EXPECT_EQ(log.count("E DatabaseHelper: the damaged database ..."), 1U);
     EXPECT_TRUE(db->isDamaged());
     EXPECT_FALSE(db->execute("CREATE TABLE a (b)"));
-    EXPECT_EQ(contentsOf(longName), garbage);
+    EXPECT_EQ(contentsOf(database), garbage);
 }
 
 TEST_F(DatabaseTest, DamageThatNoQueryHasMetIsFound) {
