@@ -51,6 +51,8 @@ public:
     void load();
     /// What a save stores, of what has changed.
     enum class Part { EVERYTHING, SWITCH, SELECTED_PROFILE, PROFILES };
+    /// Makes the first save as fast as the others. Returns at once.
+    void prepareSaving() { mWriter->prepare(); }
     /// Begins a save.
     [[nodiscard]] Save beginSave(Part part);
     /// False if the last save failed; the next one stores what that was to store, too.

@@ -85,6 +85,7 @@ void SndContextManager::init() {
     }
     if (mProvider->isDamaged()) rebuildLocked(path);
 
+    if (mContext != nullptr) mContext->prepareSaving();
     mParser.reset();
 }
 

@@ -36,27 +36,36 @@ struct VeloraManagerService::EventHandler::SetCommand {
 
 const VeloraManagerService::EventHandler::SetCommand
     VeloraManagerService::EventHandler::kSetCommands[] = {
-        {Command::SWITCH_EFFECT, true,
-         [](SndManager& manager, const Words& words) {
-             manager.setSndOn(words[2] > 0);
-             manager.saveSndState();
-         }},
-        {Command::PROFILE_PARAMETER, false,
-         [](SndManager& manager, const Words& words) {
-             manager.setParameter(words[2], words[3], words.from(4));
-         }},
-        {Command::PROFILE_PORT_PARAMETER, false,
-         [](SndManager& manager, const Words& words) {
-             manager.setProfilePortParameter(words[2], words[3], words[4], words.from(5));
-         }},
-        {Command::SELECTED_PROFILE, true,
-         [](SndManager& manager, const Words& words) {
-             const int profile = words[2];
-             const bool accepted = manager.setSelectedProfile(profile);
-             if (accepted && manager.getSelectedProfile() == profile) manager.saveSndProfile();
-         }},
-        {Command::RESET_PROFILE, true,
-         [](SndManager& manager, const Words& words) { manager.resetProfile(words[2]); }},
+        {.number = Command::SWITCH_EFFECT,
+         .answersArgument = true,
+         .run =
+             [](SndManager& manager, const Words& words) {
+                 manager.setSndOn(words[2] > 0);
+                 manager.saveSndState();
+             }},
+        {.number = Command::PROFILE_PARAMETER,
+         .answersArgument = false,
+         .run =
+             [](SndManager& manager, const Words& words) {
+                 manager.setParameter(words[2], words[3], words.from(4));
+             }},
+        {.number = Command::PROFILE_PORT_PARAMETER,
+         .answersArgument = false,
+         .run =
+             [](SndManager& manager, const Words& words) {
+                 manager.setProfilePortParameter(words[2], words[3], words[4], words.from(5));
+             }},
+        {.number = Command::SELECTED_PROFILE,
+         .answersArgument = true,
+         .run =
+             [](SndManager& manager, const Words& words) {
+                 const int profile = words[2];
+                 const bool accepted = manager.setSelectedProfile(profile);
+                 if (accepted && manager.getSelectedProfile() == profile) manager.saveSndProfile();
+             }},
+        {.number = Command::RESET_PROFILE,
+         .answersArgument = true,
+         .run = [](SndManager& manager, const Words& words) { manager.resetProfile(words[2]); }},
 };
 
 VeloraManagerService::EventHandler::EventHandler(SndManager* manager, VeloraManagerService* owner)

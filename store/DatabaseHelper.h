@@ -63,6 +63,8 @@ public:
     bool isDamaged() const { return mDatabase.isDamaged() || mHasDamagedRows; }
     /// See `Database`.
     [[nodiscard]] std::optional<std::string> setAside();
+    void primeLog() { mDatabase.primeLog(); }
+    void checkpoint() { mDatabase.checkpoint(); }
     size_t failedReads() const { return mDatabase.failedReads(); }
 
     // `Transaction` and `ReadSession` are the way to use these. Transactions nest: only the

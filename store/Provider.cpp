@@ -123,6 +123,10 @@ void Provider::abortTransaction() { mDatabase.abortTransaction(); }
 
 ReadSession Provider::startReading() { return ReadSession(mDatabase); }
 
+void Provider::primeLog() { mDatabase.primeLog(); }
+
+void Provider::checkpoint() { mDatabase.checkpoint(); }
+
 void Provider::clearOemTunings() { mDatabase.clearOemTunings(); }
 
 void Provider::clearOemDeviceTunings() { mDatabase.clearOemDeviceTunings(); }

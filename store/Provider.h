@@ -68,6 +68,10 @@ public:
     /// The reads during the life of the session see one state of the store.
     [[nodiscard]] virtual ReadSession startReading();
 
+    /// See `Database`.
+    virtual void primeLog();
+    virtual void checkpoint();
+
     virtual void clearOemTunings();
     virtual void clearOemDeviceTunings();
 

@@ -45,6 +45,11 @@ void StoreWriter::startLocked() {
     }
 }
 
+void StoreWriter::prepare() {
+    Mutex::Autolock lock(mLock);
+    startLocked();
+}
+
 void StoreWriter::discardPending() {
     Mutex::Autolock lock(mLock);
     mPending = {};
@@ -63,6 +68,11 @@ bool StoreWriter::wait(uint64_t number) {
 }
 
 void StoreWriter::run() {
+    {
+        Mutex::Autolock database(mDatabaseLock);
+        mProvider->primeLog();
+    }
+
     mLock.lock();
     while (!mStopped || mTried < mSubmitted) {
         if (mTried == mSubmitted) {
@@ -90,6 +100,14 @@ void StoreWriter::run() {
             ALOGE("the settings couldn't be stored, the next save tries again");
         }
         mChanged.broadcast();
+
+        // Nobody waits for this.
+        mLock.unlock();
+        {
+            Mutex::Autolock database(mDatabaseLock);
+            mProvider->checkpoint();
+        }
+        mLock.lock();
     }
     mRunning = false;
     mLock.unlock();

@@ -48,6 +48,9 @@ public:
     /// False if the last transaction failed, and there are settings that are not stored.
     bool isStored() const;
 
+    /// Starts the thread before the first save, so that this one doesn't wait for what the first
+    /// commit of a store needs.
+    void prepare();
     /// Stores what is pending and ends the thread. What is submitted later fails.
     void stop();
 
