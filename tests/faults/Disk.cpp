@@ -138,10 +138,9 @@ int syncFile(DiskCall call, int fd, long number) {
     if (file.path() == nullptr) return static_cast<int>(syscall(number, fd));
     const timespec time{file.disk()->syncMs / 1000, file.disk()->syncMs % 1000 * 1'000'000L};
     nanosleep(&time, nullptr);
-    return static_cast<int>(perform(call, file, [] { return 0L; },
-                                    [&](long) {
-                                        record(*file.disk(), {DiskRecord::SYNC}, file.path());
-                                    }));
+    return static_cast<int>(perform(
+        call, file, [] { return 0L; },
+        [&](long) { record(*file.disk(), {DiskRecord::SYNC}, file.path()); }));
 }
 
 int unlinkFile(int directory, const char* name, int flags) {
@@ -157,8 +156,7 @@ int renameFile(int oldDirectory, const char* oldName, int newDirectory, const ch
     const File from(oldDirectory, oldName);
     const File to(newDirectory, newName);
     std::lock_guard lock(sOrder);
-    const long result =
-        syscall(SYS_renameat2, oldDirectory, oldName, newDirectory, newName, 0U);
+    const long result = syscall(SYS_renameat2, oldDirectory, oldName, newDirectory, newName, 0U);
     if (result < 0 || from.path() == nullptr || to.path() == nullptr) {
         return static_cast<int>(result);
     }
@@ -176,8 +174,8 @@ int renameFile(int oldDirectory, const char* oldName, int newDirectory, const ch
 }  // namespace
 
 Disk* openDisk(const char* file) {
-    const auto fd = static_cast<int>(
-        syscall(SYS_openat, AT_FDCWD, file, O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    const auto fd =
+        static_cast<int>(syscall(SYS_openat, AT_FDCWD, file, O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     if (fd < 0 || syscall(SYS_ftruncate, fd, sizeof(Disk)) != 0) return nullptr;
     void* const memory = mmap(nullptr, sizeof(Disk), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
     syscall(SYS_close, fd);

@@ -8,21 +8,23 @@
 #include <string>
 #include <string_view>
 
-// A disk that stands between a process and the kernel: it lets calls fail, makes synchronising slow,
-// and records what is written. Disk.cpp replaces the functions of libc that work on files, for this
-// program and its libraries if it is linked into it, or for any other program if its shared library is
-// preloaded with `LD_PRELOAD`. It is a simulation: no file on it is really synchronised.
+// A disk that stands between a process and the kernel: it lets calls fail, makes synchronising
+// slow, and records what is written. Disk.cpp replaces the functions of libc that work on files,
+// for this program and its libraries if it is linked into it, or for any other program if its
+// shared library is preloaded with `LD_PRELOAD`. It is a simulation: no file on it is really
+// synchronised.
 
 namespace velora::test {
 
-/// The calls that are counted and can fail. Functions that differ only by "at" or "64" are one call.
+/// The calls that are counted and can fail. Functions that differ only by "at" or "64" are one
+/// call.
 enum class DiskCall { OPEN, READ, PREAD, WRITE, PWRITE, FSYNC, FDATASYNC, FTRUNCATE, UNLINK };
 inline constexpr std::array kDiskCallNames{"open",  "read",      "pread",     "write", "pwrite",
                                            "fsync", "fdatasync", "ftruncate", "unlink"};
 inline constexpr int kAnyDiskCall = -1;
 
-/// The state of a disk, in a file that all processes map that use or control it. Any thread of any of
-/// them may use it, but the two paths must be set before a process uses the disk.
+/// The state of a disk, in a file that all processes map that use or control it. Any thread of any
+/// of them may use it, but the two paths must be set before a process uses the disk.
 struct Disk {
     static constexpr size_t kPathSize = 512;
 

@@ -6,10 +6,9 @@
 #include <chrono>
 #include <cstring>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <fcntl.h>
 
 namespace velora::test {
 namespace {

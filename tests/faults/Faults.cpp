@@ -56,8 +56,8 @@ std::vector<std::string> marks(const std::vector<Record>& records, std::string_v
     return texts;
 }
 
-/// The states that may be served after the first `count` records of a life: the last one stored, and
-/// those that were to be stored after it.
+/// The states that may be served after the first `count` records of a life: the last one stored,
+/// and those that were to be stored after it.
 std::set<std::string> allowedStates(const Life& life, const std::vector<Record>& records,
                                     size_t count) {
     std::set<std::string> states{life.started};
@@ -214,7 +214,8 @@ private:
     /// Runs a life without faults, to know what is right.
     bool learn(Life& life) {
         Files before = readFiles(mData);
-        if (life.bringsExtraFile) before["kiv-extra.xml"] = contentsOf(sourceFile("data/kiv-extra.xml"));
+        if (life.bringsExtraFile)
+            before["kiv-extra.xml"] = contentsOf(sourceFile("data/kiv-extra.xml"));
         writeFiles(mData, before);
         mBefore.push_back(std::move(before));
         resetDisk();
@@ -286,8 +287,8 @@ private:
         }
     }
 
-    /// The power fails after each of the records. What is left is tested once for each of the states
-    /// that are allowed then.
+    /// The power fails after each of the records. What is left is tested once for each of the
+    /// states that are allowed then.
     void testPowerLoss(size_t number) {
         using enum Unsynchronised;
         const Life& life = mLives[number];

@@ -113,8 +113,7 @@ Files DiskState::lose(Unsynchronised bytes, Unsynchronised names, std::minstd_ra
     for (size_t i = 0; i < kept; ++i) apply(mChanges[i], left);
 
     const auto isKept = [&] {
-        return bytes == Unsynchronised::KEPT ||
-               (bytes == Unsynchronised::TORN && dice() % 2 == 0);
+        return bytes == Unsynchronised::KEPT || (bytes == Unsynchronised::TORN && dice() % 2 == 0);
     };
     Files files;
     for (const auto& [name, file] : left) {
