@@ -188,6 +188,7 @@ void live(const Life& life, Disk& disk, bool hasSteps) {
     const auto failed = std::find_if_not(life.steps.begin(), life.steps.end(), take);
     if (disk.failures > 0) {
         disk.clearFault();
+        markDisk(kCleared);
         const bool isDone = failed == life.steps.end() || client.take(*failed);
         if (!isDone || !client.take(kLastStep)) markDisk(kNotStored);
     }

@@ -35,6 +35,7 @@ inline constexpr std::string_view kStarted = "started ";      ///< and serves th
 inline constexpr std::string_view kEffect = "effect ";        ///< has received this from the start
 inline constexpr std::string_view kAttempt = "attempt ";      ///< this is to be stored
 inline constexpr std::string_view kStored = "stored";         ///< the last attempt
+inline constexpr std::string_view kCleared = "cleared";       ///< the fault is
 inline constexpr std::string_view kNotStored = "not stored";  ///< although the fault is gone
 inline constexpr std::string_view kLog = "log ";              ///< a warning or an error
 

@@ -75,14 +75,18 @@ std::set<std::string> allowedStates(const Life& life, const std::vector<Record>&
     return states;
 }
 
-/// The first line in which two states differ.
+/// The beginning of the first line in which two states differ, and what differs in it.
 std::string difference(const std::string& expected, const std::string& actual) {
     std::istringstream a(expected);
     std::istringstream b(actual);
     std::string lineA;
     std::string lineB;
     while (std::getline(a, lineA) && std::getline(b, lineB)) {
-        if (lineA != lineB) return "\"" + lineB + "\" instead of \"" + lineA + "\"";
+        if (lineA == lineB) continue;
+        const auto [atA, atB] =
+            std::mismatch(lineA.begin(), lineA.end(), lineB.begin(), lineB.end());
+        return lineA.substr(0, 20) + "...: \"" + std::string(atB, lineB.end()).substr(0, 40) +
+               "\" instead of \"" + std::string(atA, lineA.end()).substr(0, 40) + "\"";
     }
     return "more or fewer lines";
 }
@@ -263,7 +267,30 @@ private:
             return {Problem::WRONG, "effect has " + difference(life.effect, end.effect)};
         }
         if (!marks(end.records, kNotStored).empty()) return {Problem::STUCK, end.log().back()};
-        return judgeNextStart(life, allowedStates(life, end.records, end.records.size()));
+
+        const auto allowed = allowedStates(life, end.records, end.records.size());
+        const Verdict verdict = judgeNextStart(life, allowed);
+        return verdict.problem == Problem::NONE ? judgeEndOfFault(number, end.records) : verdict;
+    }
+
+    /// As if the process had been killed, or the power had failed, when the fault was cleared: what
+    /// is stored later would hide a loss. No names are lost, because SQLite ignores it when it
+    /// can't open a directory to synchronise it.
+    Verdict judgeEndOfFault(size_t number, const std::vector<Record>& records) {
+        DiskState state(mBefore[number]);
+        size_t count = 0;
+        while (count < records.size() && records[count].data != kCleared) {
+            state.take(records[count++]);
+        }
+        if (count == records.size()) return {};
+
+        const auto allowed = allowedStates(mLives[number], records, count);
+        for (const auto bytes : {Unsynchronised::KEPT, Unsynchronised::DROPPED}) {
+            writeFiles(mData, state.lose(bytes, Unsynchronised::KEPT, mDice));
+            Verdict verdict = judgeNextStart(mLives[number], allowed);
+            if (verdict.problem != Problem::NONE) return verdict;
+        }
+        return {};
     }
 
     void testFaults(size_t number) {
