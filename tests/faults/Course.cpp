@@ -64,8 +64,9 @@ std::string servedState() {
     for (const Port port : kSupportedPorts) {
         text << portInfo(port).name << " has";
         for (const auto& device : context.getAvailableTuningDevice(port)) text << ' ' << device;
+        const Tuning* const tuning = context.getSelectedTuning(port);
         text << "\nselected " << context.getSelectedTuningDevice(port) << '\n'
-             << context.getSelectedTuning(port)->valuesToString();
+             << (tuning != nullptr ? tuning->valuesToString() : "none\n");
     }
     for (int id = 0; id <= context.getNumOfIeqPresets(); ++id) {
         text << "preset " << context.getIeqPresetName(id) << '\n';

@@ -76,14 +76,15 @@ bool fails(Disk& disk, DiskCall call) {
     return true;
 }
 
-/// Appends a record. Called with the lock held.
-void record(const Disk& disk, DiskRecord header, const char* path, const void* data = nullptr) {
+/// Appends a record, if the disk is recorded. Called with the lock held.
+void record(const File& file, DiskRecord head, const void* data = nullptr) {
+    if (file.disk()->recording[0] == '\0') return;
     const int before = errno;
-    header.pathSize = strlen(path);
-    iovec parts[]{{&header, sizeof header},
-                  {const_cast<char*>(path), header.pathSize},
-                  {const_cast<void*>(data), data != nullptr ? header.size : 0}};
-    const auto fd = static_cast<int>(syscall(SYS_openat, AT_FDCWD, disk.recording,
+    head.pathSize = strlen(file.path());
+    const iovec parts[]{{&head, sizeof head},
+                        {const_cast<char*>(file.path()), head.pathSize},
+                        {const_cast<void*>(data), head.size}};
+    const auto fd = static_cast<int>(syscall(SYS_openat, AT_FDCWD, file.disk()->recording,
                                              O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600));
     if (fd < 0 || writev(fd, parts, 3) < 0) abort();
     syscall(SYS_close, fd);
@@ -96,27 +97,11 @@ template <typename Run, typename MakeRecord>
 long perform(DiskCall call, const File& file, Run run, MakeRecord makeRecord) {
     if (file.path() == nullptr) return run();
     if (fails(*file.disk(), call)) return -1;
-    if (file.disk()->recording[0] == '\0') return run();
 
     std::lock_guard lock(sOrder);
     const long result = run();
     if (result >= 0) makeRecord(result);
     return result;
-}
-
-bool takesMode(int flags) { return (flags & (O_CREAT | O_TMPFILE)) != 0; }
-
-int openFile(int directory, const char* name, int flags, mode_t mode) {
-    const File file(directory, name);
-    bool isNew = false;
-    const auto run = [&] {
-        isNew = (flags & O_CREAT) != 0 && syscall(SYS_faccessat, directory, name, F_OK) != 0;
-        return syscall(SYS_openat, directory, name, flags, mode);
-    };
-    return static_cast<int>(perform(DiskCall::OPEN, file, run, [&](long) {
-        if (isNew) record(*file.disk(), {DiskRecord::CREATE}, file.path());
-        if ((flags & O_TRUNC) != 0) record(*file.disk(), {DiskRecord::TRUNCATE}, file.path());
-    }));
 }
 
 ssize_t writeFile(DiskCall call, int fd, const void* data, size_t size, off_t offset) {
@@ -128,8 +113,7 @@ ssize_t writeFile(DiskCall call, int fd, const void* data, size_t size, off_t of
     return perform(call, file, run, [&](long written) {
         const auto bytes = static_cast<uint64_t>(written);
         if (call == DiskCall::WRITE) offset = syscall(SYS_lseek, fd, 0, SEEK_CUR) - written;
-        record(*file.disk(), {DiskRecord::WRITE, 0, static_cast<uint64_t>(offset), bytes},
-               file.path(), data);
+        record(file, {DiskRecord::WRITE, 0, static_cast<uint64_t>(offset), bytes}, data);
     });
 }
 
@@ -138,32 +122,9 @@ int syncFile(DiskCall call, int fd, long number) {
     if (file.path() == nullptr) return static_cast<int>(syscall(number, fd));
     const timespec time{file.disk()->syncMs / 1000, file.disk()->syncMs % 1000 * 1'000'000L};
     nanosleep(&time, nullptr);
-    return static_cast<int>(perform(
-        call, file, [] { return 0L; },
-        [&](long) { record(*file.disk(), {DiskRecord::SYNC}, file.path()); }));
-}
-
-int unlinkFile(int directory, const char* name, int flags) {
-    const File file(directory, name);
-    const auto run = [&] { return syscall(SYS_unlinkat, directory, name, flags); };
-    return static_cast<int>(perform(DiskCall::UNLINK, file, run, [&](long) {
-        record(*file.disk(), {DiskRecord::UNLINK}, file.path());
-    }));
-}
-
-/// Never fails, but is recorded.
-int renameFile(int oldDirectory, const char* oldName, int newDirectory, const char* newName) {
-    const File from(oldDirectory, oldName);
-    const File to(newDirectory, newName);
-    std::lock_guard lock(sOrder);
-    const long result = syscall(SYS_renameat2, oldDirectory, oldName, newDirectory, newName, 0U);
-    if (result < 0 || from.path() == nullptr || to.path() == nullptr) {
-        return static_cast<int>(result);
-    }
-    if (from.disk()->recording[0] != '\0') {
-        record(*from.disk(), {DiskRecord::RENAME, 0, 0, strlen(to.path())}, from.path(), to.path());
-    }
-    return 0;
+    const auto run = [] { return 0L; };
+    return static_cast<int>(
+        perform(call, file, run, [&](long) { record(file, {DiskRecord::SYNC}); }));
 }
 
 [[gnu::constructor]] void useDiskOfEnvironment() {
@@ -186,9 +147,9 @@ void useDisk(Disk* disk) { sDisk = disk; }
 
 void markDisk(std::string_view text) {
     const Disk* const disk = sDisk;
-    if (disk == nullptr || disk->recording[0] == '\0') return;
+    if (disk == nullptr) return;
     std::lock_guard lock(sOrder);
-    record(*disk, {DiskRecord::MARK, 0, 0, text.size()}, "", text.data());
+    record(File(AT_FDCWD, disk->directory), {DiskRecord::MARK, 0, 0, text.size()}, text.data());
 }
 
 DiskPause::DiskPause() { ++tPauses; }
@@ -196,7 +157,7 @@ DiskPause::~DiskPause() { --tPauses; }
 
 }  // namespace velora::test
 
-// The functions of libc, under each of their names.
+// The functions of libc, under each of their names that is used.
 
 using namespace velora::test;
 
@@ -205,19 +166,28 @@ extern "C" {
 int openat(int directory, const char* name, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
-    const mode_t mode = takesMode(flags) ? va_arg(arguments, mode_t) : 0;
+    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
-    return openFile(directory, name, flags, mode);
+
+    const File file(directory, name);
+    bool isNew = false;
+    const auto run = [&] {
+        isNew = (flags & O_CREAT) != 0 && syscall(SYS_faccessat, directory, name, F_OK) != 0;
+        return syscall(SYS_openat, directory, name, flags, mode);
+    };
+    return static_cast<int>(perform(DiskCall::OPEN, file, run, [&](long) {
+        if (isNew) record(file, {DiskRecord::CREATE});
+        if ((flags & O_TRUNC) != 0) record(file, {DiskRecord::TRUNCATE});
+    }));
 }
 int open(const char* name, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
-    const mode_t mode = takesMode(flags) ? va_arg(arguments, mode_t) : 0;
+    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
-    return openFile(AT_FDCWD, name, flags, mode);
+    return openat(AT_FDCWD, name, flags, mode);
 }
 int open64(const char* name, int flags, ...) __attribute__((alias("open")));
-int openat64(int directory, const char* name, int flags, ...) __attribute__((alias("openat")));
 
 ssize_t read(int fd, void* data, size_t size) {
     const auto run = [&] { return syscall(SYS_read, fd, data, size); };
@@ -245,26 +215,34 @@ int ftruncate(int fd, off_t size) noexcept {
     const File file(fd);
     const auto run = [&] { return syscall(SYS_ftruncate, fd, size); };
     return static_cast<int>(perform(DiskCall::FTRUNCATE, file, run, [&](long) {
-        record(*file.disk(), {DiskRecord::TRUNCATE, 0, static_cast<uint64_t>(size)}, file.path());
+        record(file, {DiskRecord::TRUNCATE, 0, static_cast<uint64_t>(size)});
     }));
 }
 int ftruncate64(int fd, off64_t size) noexcept __attribute__((alias("ftruncate")));
 
-int unlink(const char* name) noexcept { return unlinkFile(AT_FDCWD, name, 0); }
 int unlinkat(int directory, const char* name, int flags) noexcept {
-    return unlinkFile(directory, name, flags);
+    const File file(directory, name);
+    const auto run = [&] { return syscall(SYS_unlinkat, directory, name, flags); };
+    return static_cast<int>(perform(DiskCall::UNLINK, file, run,
+                                    [&](long) { record(file, {DiskRecord::UNLINK}); }));
 }
-/// As libc's, which is used by std::filesystem.
+int unlink(const char* name) noexcept { return unlinkat(AT_FDCWD, name, 0); }
+/// libc's own doesn't call the `unlink` above.
 int remove(const char* name) noexcept {
     const int result = unlink(name);
     return result != 0 && errno == EISDIR ? rmdir(name) : result;
 }
 
+/// Never fails, but is recorded.
 int rename(const char* from, const char* to) noexcept {
-    return renameFile(AT_FDCWD, from, AT_FDCWD, to);
-}
-int renameat(int fromDirectory, const char* from, int toDirectory, const char* to) noexcept {
-    return renameFile(fromDirectory, from, toDirectory, to);
+    const File file(AT_FDCWD, from);
+    const File target(AT_FDCWD, to);
+    std::lock_guard lock(sOrder);
+    const long result = syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0U);
+    if (result == 0 && file.path() != nullptr && target.path() != nullptr) {
+        record(file, {DiskRecord::RENAME, 0, 0, strlen(target.path())}, target.path());
+    }
+    return static_cast<int>(result);
 }
 
 }  // extern "C"
