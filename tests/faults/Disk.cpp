@@ -223,8 +223,8 @@ int ftruncate64(int fd, off64_t size) noexcept __attribute__((alias("ftruncate")
 int unlinkat(int directory, const char* name, int flags) noexcept {
     const File file(directory, name);
     const auto run = [&] { return syscall(SYS_unlinkat, directory, name, flags); };
-    return static_cast<int>(perform(DiskCall::UNLINK, file, run,
-                                    [&](long) { record(file, {DiskRecord::UNLINK}); }));
+    return static_cast<int>(
+        perform(DiskCall::UNLINK, file, run, [&](long) { record(file, {DiskRecord::UNLINK}); }));
 }
 int unlink(const char* name) noexcept { return unlinkat(AT_FDCWD, name, 0); }
 /// libc's own doesn't call the `unlink` above.
