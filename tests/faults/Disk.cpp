@@ -128,7 +128,7 @@ int syncFile(DiskCall call, int fd, long number) {
 }
 
 [[gnu::constructor]] void useDiskOfEnvironment() {
-    const char* const file = getenv("VELORA_DISK");
+    const char* const file = secure_getenv("VELORA_DISK");
     if (file != nullptr) useDisk(openDisk(file));
 }
 
@@ -157,72 +157,73 @@ DiskPause::~DiskPause() { --tPauses; }
 
 }  // namespace velora::test
 
-// The functions of libc, under each of their names that is used.
+// The functions of libc, under each of their names that is used, with the parameters of its
+// headers.
 
 using namespace velora::test;
 
 extern "C" {
 
-int openat(int directory, const char* name, int flags, ...) {
+int openat(int fd, const char* file, int oflag, ...) {
     va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_start(arguments, oflag);
+    const mode_t mode = (oflag & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
 
-    const File file(directory, name);
+    const File opened(fd, file);
     bool isNew = false;
     const auto run = [&] {
-        isNew = (flags & O_CREAT) != 0 && syscall(SYS_faccessat, directory, name, F_OK) != 0;
-        return syscall(SYS_openat, directory, name, flags, mode);
+        isNew = (oflag & O_CREAT) != 0 && syscall(SYS_faccessat, fd, file, F_OK) != 0;
+        return syscall(SYS_openat, fd, file, oflag, mode);
     };
-    return static_cast<int>(perform(DiskCall::OPEN, file, run, [&](long) {
-        if (isNew) record(file, {DiskRecord::CREATE});
-        if ((flags & O_TRUNC) != 0) record(file, {DiskRecord::TRUNCATE});
+    return static_cast<int>(perform(DiskCall::OPEN, opened, run, [&](long) {
+        if (isNew) record(opened, {DiskRecord::CREATE});
+        if ((oflag & O_TRUNC) != 0) record(opened, {DiskRecord::TRUNCATE});
     }));
 }
-int open(const char* name, int flags, ...) {
+int open(const char* file, int oflag, ...) {
     va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_start(arguments, oflag);
+    const mode_t mode = (oflag & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
-    return openat(AT_FDCWD, name, flags, mode);
+    return openat(AT_FDCWD, file, oflag, mode);
 }
-int open64(const char* name, int flags, ...) __attribute__((alias("open")));
+int open64(const char* file, int oflag, ...) __attribute__((alias("open")));
 
-ssize_t read(int fd, void* data, size_t size) {
-    const auto run = [&] { return syscall(SYS_read, fd, data, size); };
+ssize_t read(int fd, void* buf, size_t nbytes) {
+    const auto run = [&] { return syscall(SYS_read, fd, buf, nbytes); };
     return perform(DiskCall::READ, File(fd), run, [](long) {});
 }
-ssize_t pread(int fd, void* data, size_t size, off_t offset) {
-    const auto run = [&] { return syscall(SYS_pread64, fd, data, size, offset); };
+ssize_t pread(int fd, void* buf, size_t nbytes, off_t offset) {
+    const auto run = [&] { return syscall(SYS_pread64, fd, buf, nbytes, offset); };
     return perform(DiskCall::PREAD, File(fd), run, [](long) {});
 }
-ssize_t pread64(int fd, void* data, size_t size, off64_t offset) __attribute__((alias("pread")));
+ssize_t pread64(int fd, void* buf, size_t nbytes, off64_t offset) __attribute__((alias("pread")));
 
-ssize_t write(int fd, const void* data, size_t size) {
-    return writeFile(DiskCall::WRITE, fd, data, size, 0);
+ssize_t write(int fd, const void* buf, size_t n) {
+    return writeFile(DiskCall::WRITE, fd, buf, n, 0);
 }
-ssize_t pwrite(int fd, const void* data, size_t size, off_t offset) {
-    return writeFile(DiskCall::PWRITE, fd, data, size, offset);
+ssize_t pwrite(int fd, const void* buf, size_t n, off_t offset) {
+    return writeFile(DiskCall::PWRITE, fd, buf, n, offset);
 }
-ssize_t pwrite64(int fd, const void* data, size_t size, off64_t offset)
+ssize_t pwrite64(int fd, const void* buf, size_t n, off64_t offset)
     __attribute__((alias("pwrite")));
 
 int fsync(int fd) { return syncFile(DiskCall::FSYNC, fd, SYS_fsync); }
-int fdatasync(int fd) { return syncFile(DiskCall::FDATASYNC, fd, SYS_fdatasync); }
+int fdatasync(int fildes) { return syncFile(DiskCall::FDATASYNC, fildes, SYS_fdatasync); }
 
-int ftruncate(int fd, off_t size) noexcept {
+int ftruncate(int fd, off_t length) noexcept {
     const File file(fd);
-    const auto run = [&] { return syscall(SYS_ftruncate, fd, size); };
+    const auto run = [&] { return syscall(SYS_ftruncate, fd, length); };
     return static_cast<int>(perform(DiskCall::FTRUNCATE, file, run, [&](long) {
-        record(file, {DiskRecord::TRUNCATE, 0, static_cast<uint64_t>(size)});
+        record(file, {DiskRecord::TRUNCATE, 0, static_cast<uint64_t>(length)});
     }));
 }
-int ftruncate64(int fd, off64_t size) noexcept __attribute__((alias("ftruncate")));
+int ftruncate64(int fd, off64_t length) noexcept __attribute__((alias("ftruncate")));
 
-int unlinkat(int directory, const char* name, int flags) noexcept {
-    const File file(directory, name);
-    const auto run = [&] { return syscall(SYS_unlinkat, directory, name, flags); };
+int unlinkat(int fd, const char* name, int flag) noexcept {
+    const File file(fd, name);
+    const auto run = [&] { return syscall(SYS_unlinkat, fd, name, flag); };
     return static_cast<int>(
         perform(DiskCall::UNLINK, file, run, [&](long) { record(file, {DiskRecord::UNLINK}); }));
 }
@@ -234,11 +235,11 @@ int remove(const char* name) noexcept {
 }
 
 /// Never fails, but is recorded.
-int rename(const char* from, const char* to) noexcept {
-    const File file(AT_FDCWD, from);
-    const File target(AT_FDCWD, to);
+int rename(const char* old, const char* _new) noexcept {
+    const File file(AT_FDCWD, old);
+    const File target(AT_FDCWD, _new);
     std::lock_guard lock(sOrder);
-    const long result = syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0U);
+    const long result = syscall(SYS_renameat2, AT_FDCWD, old, AT_FDCWD, _new, 0U);
     if (result == 0 && file.path() != nullptr && target.path() != nullptr) {
         record(file, {DiskRecord::RENAME, 0, 0, strlen(target.path())}, target.path());
     }
