@@ -129,7 +129,7 @@ private:
         const Bytes last = request(kNoCommand, {0, 0});
         bool isDone = false;
         while (!isDone) {
-            const auto updates = mUpdates->take(1);
+            const auto updates = mUpdates->awaitUpdates(1);
             isDone = std::find(updates.begin(), updates.end(), last) != updates.end();
         }
     }
