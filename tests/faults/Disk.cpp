@@ -1,0 +1,249 @@
+#include "tests/faults/Disk.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <mutex>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+// The functions below may run before the constructors of their program, inside the dynamic loader
+// and in a forked child. So nothing here allocates memory, and the kernel is called directly.
+
+namespace velora::test {
+namespace {
+
+std::atomic<Disk*> sDisk{nullptr};
+std::mutex sOrder;  // of the records of this process
+thread_local int tPauses = 0;
+
+/// The file of a call, if it is on the disk in use.
+class File {
+public:
+    explicit File(int fd) : File(fd, nullptr) {}
+    /// `directory` as for openat.
+    File(int directory, const char* name) {
+        if (mDisk == nullptr) return;
+        const int before = errno;
+        if (directory != AT_FDCWD && (name == nullptr || *name != '/')) {
+            char link[64];
+            snprintf(link, sizeof link, "/proc/self/fd/%d", directory);
+            const long size = syscall(SYS_readlinkat, AT_FDCWD, link, mPath, sizeof mPath - 1);
+            mPath[size > 0 ? size : 0] = '\0';
+        }
+        const size_t size = strlen(mPath);
+        if (name != nullptr) {
+            snprintf(mPath + size, sizeof mPath - size, size > 0 ? "/%s" : "%s", name);
+        }
+        errno = before;
+    }
+
+    Disk* disk() const { return mDisk; }
+    /// Its path in the directory, empty for the directory itself; null if it is elsewhere.
+    const char* path() const {
+        const size_t size = mDisk != nullptr ? strlen(mDisk->directory) : 0;
+        if (size == 0 || strncmp(mPath, mDisk->directory, size) != 0) return nullptr;
+        if (mPath[size] == '\0') return mPath + size;
+        return mPath[size] == '/' ? mPath + size + 1 : nullptr;
+    }
+
+private:
+    Disk* const mDisk = sDisk;
+    char mPath[2 * Disk::kPathSize] = "";
+};
+
+bool fails(Disk& disk, DiskCall call) {
+    if (tPauses > 0) return false;
+    const auto kind = static_cast<int>(call);
+    const uint64_t all = ++disk.allCalls;
+    const uint64_t ofKind = ++disk.calls[static_cast<size_t>(kind)];
+
+    const uint64_t at = disk.failAt;
+    const int failKind = disk.failKind;
+    if (at == 0 || (failKind != kAnyDiskCall && failKind != kind)) return false;
+    const uint64_t number = failKind == kAnyDiskCall ? all : ofKind;
+    if (number != at && !(disk.failsOn && number > at)) return false;
+
+    ++disk.failures;
+    disk.lastFailure = kind;
+    errno = disk.error;
+    return true;
+}
+
+/// Appends a record, if the disk is recorded. Called with the lock held.
+void record(const File& file, DiskRecord head, const void* data = nullptr) {
+    if (file.disk()->recording[0] == '\0') return;
+    const int before = errno;
+    head.pathSize = strlen(file.path());
+    const iovec parts[]{{&head, sizeof head},
+                        {const_cast<char*>(file.path()), head.pathSize},
+                        {const_cast<void*>(data), head.size}};
+    const auto fd = static_cast<int>(syscall(SYS_openat, AT_FDCWD, file.disk()->recording,
+                                             O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600));
+    if (fd < 0 || writev(fd, parts, 3) < 0) abort();
+    syscall(SYS_close, fd);
+    errno = before;
+}
+
+/// Runs a call, unless the disk lets it fail. `makeRecord` is then called, if the disk records and
+/// the call has succeeded, with the call's result.
+template <typename Run, typename MakeRecord>
+long perform(DiskCall call, const File& file, Run run, MakeRecord makeRecord) {
+    if (file.path() == nullptr) return run();
+    if (fails(*file.disk(), call)) return -1;
+
+    std::lock_guard lock(sOrder);
+    const long result = run();
+    if (result >= 0) makeRecord(result);
+    return result;
+}
+
+ssize_t writeFile(DiskCall call, int fd, const void* data, size_t size, off_t offset) {
+    const File file(fd);
+    const auto run = [&] {
+        return call == DiskCall::WRITE ? syscall(SYS_write, fd, data, size)
+                                       : syscall(SYS_pwrite64, fd, data, size, offset);
+    };
+    return perform(call, file, run, [&](long written) {
+        const auto bytes = static_cast<uint64_t>(written);
+        if (call == DiskCall::WRITE) offset = syscall(SYS_lseek, fd, 0, SEEK_CUR) - written;
+        record(file, {DiskRecord::WRITE, 0, static_cast<uint64_t>(offset), bytes}, data);
+    });
+}
+
+int syncFile(DiskCall call, int fd, long number) {
+    const File file(fd);
+    if (file.path() == nullptr) return static_cast<int>(syscall(number, fd));
+    const timespec time{file.disk()->syncMs / 1000, file.disk()->syncMs % 1000 * 1'000'000L};
+    nanosleep(&time, nullptr);
+    const auto run = [] { return 0L; };
+    return static_cast<int>(
+        perform(call, file, run, [&](long) { record(file, {DiskRecord::SYNC}); }));
+}
+
+[[gnu::constructor]] void useDiskOfEnvironment() {
+    const char* const file = secure_getenv("VELORA_DISK");
+    if (file != nullptr) useDisk(openDisk(file));
+}
+
+}  // namespace
+
+Disk* openDisk(const char* file) {
+    const auto fd =
+        static_cast<int>(syscall(SYS_openat, AT_FDCWD, file, O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    if (fd < 0 || syscall(SYS_ftruncate, fd, sizeof(Disk)) != 0) return nullptr;
+    void* const memory = mmap(nullptr, sizeof(Disk), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    syscall(SYS_close, fd);
+    return memory != MAP_FAILED ? static_cast<Disk*>(memory) : nullptr;
+}
+
+void useDisk(Disk* disk) { sDisk = disk; }
+
+void markDisk(std::string_view text) {
+    const Disk* const disk = sDisk;
+    if (disk == nullptr) return;
+    std::lock_guard lock(sOrder);
+    record(File(AT_FDCWD, disk->directory), {DiskRecord::MARK, 0, 0, text.size()}, text.data());
+}
+
+DiskPause::DiskPause() { ++tPauses; }
+DiskPause::~DiskPause() { --tPauses; }
+
+}  // namespace velora::test
+
+// The functions of libc, under each of their names that is used, with the parameters of its
+// headers.
+
+using namespace velora::test;
+
+extern "C" {
+
+int openat(int fd, const char* file, int oflag, ...) {
+    va_list arguments;
+    va_start(arguments, oflag);
+    const mode_t mode = (oflag & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+
+    const File opened(fd, file);
+    bool isNew = false;
+    const auto run = [&] {
+        isNew = (oflag & O_CREAT) != 0 && syscall(SYS_faccessat, fd, file, F_OK) != 0;
+        return syscall(SYS_openat, fd, file, oflag, mode);
+    };
+    return static_cast<int>(perform(DiskCall::OPEN, opened, run, [&](long) {
+        if (isNew) record(opened, {DiskRecord::CREATE});
+        if ((oflag & O_TRUNC) != 0) record(opened, {DiskRecord::TRUNCATE});
+    }));
+}
+int open(const char* file, int oflag, ...) {
+    va_list arguments;
+    va_start(arguments, oflag);
+    const mode_t mode = (oflag & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return openat(AT_FDCWD, file, oflag, mode);
+}
+int open64(const char* file, int oflag, ...) __attribute__((alias("open")));
+
+ssize_t read(int fd, void* buf, size_t nbytes) {
+    const auto run = [&] { return syscall(SYS_read, fd, buf, nbytes); };
+    return perform(DiskCall::READ, File(fd), run, [](long) {});
+}
+ssize_t pread(int fd, void* buf, size_t nbytes, off_t offset) {
+    const auto run = [&] { return syscall(SYS_pread64, fd, buf, nbytes, offset); };
+    return perform(DiskCall::PREAD, File(fd), run, [](long) {});
+}
+ssize_t pread64(int fd, void* buf, size_t nbytes, off64_t offset) __attribute__((alias("pread")));
+
+ssize_t write(int fd, const void* buf, size_t n) {
+    return writeFile(DiskCall::WRITE, fd, buf, n, 0);
+}
+ssize_t pwrite(int fd, const void* buf, size_t n, off_t offset) {
+    return writeFile(DiskCall::PWRITE, fd, buf, n, offset);
+}
+ssize_t pwrite64(int fd, const void* buf, size_t n, off64_t offset)
+    __attribute__((alias("pwrite")));
+
+int fsync(int fd) { return syncFile(DiskCall::FSYNC, fd, SYS_fsync); }
+int fdatasync(int fildes) { return syncFile(DiskCall::FDATASYNC, fildes, SYS_fdatasync); }
+
+int ftruncate(int fd, off_t length) noexcept {
+    const File file(fd);
+    const auto run = [&] { return syscall(SYS_ftruncate, fd, length); };
+    return static_cast<int>(perform(DiskCall::FTRUNCATE, file, run, [&](long) {
+        record(file, {DiskRecord::TRUNCATE, 0, static_cast<uint64_t>(length)});
+    }));
+}
+int ftruncate64(int fd, off64_t length) noexcept __attribute__((alias("ftruncate")));
+
+int unlinkat(int fd, const char* name, int flag) noexcept {
+    const File file(fd, name);
+    const auto run = [&] { return syscall(SYS_unlinkat, fd, name, flag); };
+    return static_cast<int>(
+        perform(DiskCall::UNLINK, file, run, [&](long) { record(file, {DiskRecord::UNLINK}); }));
+}
+int unlink(const char* name) noexcept { return unlinkat(AT_FDCWD, name, 0); }
+/// libc's own doesn't call the `unlink` above.
+int remove(const char* name) noexcept {
+    const int result = unlink(name);
+    return result != 0 && errno == EISDIR ? rmdir(name) : result;
+}
+
+/// Never fails, but is recorded.
+int rename(const char* old, const char* _new) noexcept {
+    const File file(AT_FDCWD, old);
+    const File target(AT_FDCWD, _new);
+    std::lock_guard lock(sOrder);
+    const long result = syscall(SYS_renameat2, AT_FDCWD, old, AT_FDCWD, _new, 0U);
+    if (result == 0 && file.path() != nullptr && target.path() != nullptr) {
+        record(file, {DiskRecord::RENAME, 0, 0, strlen(target.path())}, target.path());
+    }
+    return static_cast<int>(result);
+}
+
+}  // extern "C"

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+// A disk that stands between a process and the kernel: it lets calls fail, makes synchronising
+// slow, and records what is written. Disk.cpp replaces the functions of libc that work on files,
+// for this program and its libraries if it is linked into it, or for any other program if its
+// shared library is preloaded with `LD_PRELOAD`. It is a simulation: no file on it is really
+// synchronised.
+
+namespace velora::test {
+
+/// The calls that are counted and can fail. Functions that differ only by "at" or "64" are one
+/// call.
+enum class DiskCall { OPEN, READ, PREAD, WRITE, PWRITE, FSYNC, FDATASYNC, FTRUNCATE, UNLINK };
+inline constexpr std::array kDiskCallNames{"open",  "read",      "pread",     "write", "pwrite",
+                                           "fsync", "fdatasync", "ftruncate", "unlink"};
+inline constexpr int kAnyDiskCall = -1;
+
+/// The state of a disk, in a file that all processes map that use or control it. Any thread of any
+/// of them may use it, but the two paths must be set before a process uses the disk.
+struct Disk {
+    static constexpr size_t kPathSize = 512;
+
+    /// Only files in it are affected, and itself. An absolute path without links.
+    char directory[kPathSize];
+    /// The file that records are appended to (`DiskRecord`), outside the directory. Empty: none.
+    char recording[kPathSize];
+
+    /// Affected calls so far, by `DiskCall`.
+    std::array<std::atomic<uint64_t>, kDiskCallNames.size()> calls;
+    std::atomic<uint64_t> allCalls;
+
+    std::atomic<uint64_t> failAt;    ///< number of the call that fails, from 1. 0: none
+    std::atomic<int> failKind;       ///< counts calls of this `DiskCall` only, or kAnyDiskCall
+    std::atomic<bool> failsOn;       ///< all later calls of the kind fail, too
+    std::atomic<int> error;          ///< errno of the failure
+    std::atomic<uint64_t> failures;  ///< so far
+    std::atomic<int> lastFailure;    ///< `DiskCall`
+
+    std::atomic<uint32_t> syncMs;  ///< how long fsync and fdatasync take
+
+    /// Lets the call `at` from the beginning, of a kind or of any, fail once or from then on.
+    void fail(uint64_t at, int errorNumber, bool on, int kind = kAnyDiskCall) {
+        failKind = kind;
+        failsOn = on;
+        error = errorNumber;
+        failAt = at;
+    }
+    void clearFault() { failAt = 0; }
+};
+
+/// The head of one record. The bytes of its path follow, and those of its data.
+struct DiskRecord {
+    enum Kind : uint32_t {
+        CREATE,    ///< a new file
+        WRITE,     ///< `size` bytes at `offset`
+        TRUNCATE,  ///< to `offset` bytes
+        UNLINK,
+        RENAME,  ///< to the path in the data
+        SYNC,    ///< of a file's contents, or with an empty path of the names in the directory
+        MARK,    ///< a text of `markDisk`
+    };
+
+    Kind kind;
+    uint32_t reserved = 0;
+    uint64_t offset = 0;
+    uint64_t size = 0;  ///< of the data
+    uint64_t pathSize = 0;
+};
+
+/// Creates or opens the file of a disk, which stays mapped until the process ends. Null on failure.
+Disk* openDisk(const char* file);
+/// From now on this process, and those that it forks, use the disk; null: none. A preloaded library
+/// uses the one whose file the environment variable VELORA_DISK names.
+void useDisk(Disk* disk);
+/// Adds a text to the recording of the disk in use.
+void markDisk(std::string_view text);
+
+/// The calling thread's calls neither count nor fail during its life, but are recorded.
+class DiskPause {
+public:
+    DiskPause();
+    ~DiskPause();
+    DiskPause(const DiskPause&) = delete;
+    DiskPause& operator=(const DiskPause&) = delete;
+};
+
+}  // namespace velora::test
