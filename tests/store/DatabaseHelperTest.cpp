@@ -70,7 +70,7 @@ TEST_F(DatabaseHelperTest, AFailedWriteFailsItsWholeTransaction) {
     Transaction transaction(db);
     db.insertConfigurationValue("a", "1");
     EXPECT_FALSE(db.updateGeqValue(&preset, "custom"));
-    db.insertConfigurationValue("b", "1");
+    EXPECT_EQ(db.execSQL("INSERT INTO configuration VALUES (2, 'b', '1')"), 1);
     EXPECT_FALSE(transaction.commit());
 
     db.insertConfigurationValue("c", "1");
