@@ -138,6 +138,11 @@ int SndContextManager::initDatabase(Provider* provider, const std::string& path)
     DeviceData* const data = loadXmlIfChanged(path, provider);
     if (data == nullptr) return 0;
 
+    if (!provider->isEmpty() && !provider->isComplete()) {
+        ALOGW("The store's tables are not those of this release, it is rebuilt with its settings");
+        mSalvaged = provider->salvage();
+    }
+
     // Both files are stored in one transaction: after a crash in between, the new signature would
     // be stored, and the extra file would not be merged at the next start. A missing extra file is
     // no failure.
@@ -219,6 +224,7 @@ bool SndContextManager::restoreSalvaged(const DeviceData& data, Provider* provid
     if (mSalvaged.empty() || !isSameFile) return true;
 
     mSalvaged.limitTo(provider->getNumOfProfiles());
+    provider->completeSettings(mSalvaged);
     return provider->storeSettings(mSalvaged);
 }
 

@@ -158,7 +158,16 @@ int Database::checkPages(std::string* problem) {
     if (result == SQLITE_OK) result = readCell("SELECT COUNT(*) FROM sqlite_master", &tables);
     mEmpty = result == SQLITE_OK && tables == "0";
     if (result != SQLITE_OK) *problem = sqlite3_errmsg(mConnection.get());
-    return result;
+    return result == SQLITE_OK ? checkLength(problem) : result;
+}
+
+/// SQLite takes a file that is shorter than a page for a new one.
+int Database::checkLength(std::string* problem) {
+    std::string pages;
+    const int result = readCell("PRAGMA page_count", &pages);
+    if (result != SQLITE_OK || pages != "0" || mFile.size() == 0) return result;
+    *problem = "its end is missing";
+    return SQLITE_CORRUPT;
 }
 
 /// Reads the only cell of a query's result, as text. Returns SQLite's result code and logs nothing.

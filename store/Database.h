@@ -47,6 +47,7 @@ public:
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
+    const std::string& path() const { return mFile.path(); }
     bool isOpen() const { return mConnection != nullptr; }
     /// The file had no table when it was opened.
     bool isEmpty() const { return mEmpty; }
@@ -111,6 +112,7 @@ private:
     void close();
     int connect(std::string* problem);
     int checkPages(std::string* problem);
+    int checkLength(std::string* problem);
     int readCell(const std::string& sql, std::string* text);
     void setUp();
     bool hasMoved() const;

@@ -63,6 +63,7 @@ public:
     bool isDamaged() const { return mDatabase.isDamaged() || mHasDamagedRows; }
     /// See `Database`.
     [[nodiscard]] std::optional<std::string> setAside();
+    const std::string& path() const { return mDatabase.path(); }
     void primeLog() { mDatabase.primeLog(); }
     void checkpoint() { mDatabase.checkpoint(); }
     size_t failedReads() const { return mDatabase.failedReads(); }

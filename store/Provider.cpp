@@ -41,6 +41,13 @@ Record completed(Record record) {
     return record;
 }
 
+/// Gives a record the factory's values where it has none.
+void complete(ParameterValues& record, const ParameterValues& factory) {
+    for (const auto& [parameter, values] : factory) {
+        if (record.get(parameter).empty()) record.set(parameter, values);
+    }
+}
+
 template <typename Record>
 void markStored(Record& record) {
     record.setDirty(false);
@@ -134,6 +141,8 @@ void Provider::clearOemDeviceTunings() { mDatabase.clearOemDeviceTunings(); }
 bool Provider::isEmpty() const { return mDatabase.isEmpty(); }
 
 bool Provider::isDamaged() const { return mDatabase.isDamaged(); }
+
+UserSettings Provider::salvage() { return salvageSettings(mDatabase.path()); }
 
 UserSettings Provider::replaceDamaged() {
     const auto aside = mDatabase.setAside();
@@ -322,6 +331,15 @@ void Provider::save(Profile* profile) {
 
 void Provider::save(ProfileEndpoint* endpoint) {
     if (mDatabase.updateProfileEndpointValue(endpoint, kCustomName)) markStored(*endpoint);
+}
+
+void Provider::completeSettings(UserSettings& settings) {
+    for (auto& [id, profile] : settings.profiles) complete(profile, *loadDefaultProfile(id));
+    for (auto& [id, preset] : settings.geqPresets) complete(preset, *loadDefaultGeqPreset(id));
+    for (auto& [key, endpoint] : settings.endpoints) {
+        const Endpoints factory = loadDefaultProfileEndpoints(key.first);
+        complete(endpoint, *factory[static_cast<size_t>(key.second)]);
+    }
 }
 
 bool Provider::storeSettings(UserSettings& settings) {

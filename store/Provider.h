@@ -82,6 +82,8 @@ public:
     /// Sets the file aside, starts an empty one, and returns what the user has set, as far as it is
     /// intact. If the file can't be renamed, there is no store.
     virtual UserSettings replaceDamaged();
+    /// What the user has set, from a store whose tables are not those of this version.
+    virtual UserSettings salvage();
     /// The tables are not of the expected version, or there are none.
     virtual bool isDatabaseVersionChanged();
     /// All tables exist as this version creates them, with a factory profile.
@@ -133,6 +135,8 @@ public:
     /// Stores all of `settings` in one transaction. False if that failed: nothing of them is
     /// stored.
     [[nodiscard]] virtual bool storeSettings(UserSettings& settings);
+    /// Fills what the records of `settings` don't contain from the stored factory copies.
+    virtual void completeSettings(UserSettings& settings);
 
     // Fill the record from the stored factory copy and return it. Nothing is stored.
     virtual GeqPreset* reset(GeqPreset* preset);

@@ -86,6 +86,12 @@ std::optional<std::string> StoreFile::refusal() const {
     return std::nullopt;
 }
 
+uintmax_t StoreFile::size() const {
+    std::error_code error;
+    const uintmax_t size = fs::file_size(mPath, error);
+    return error ? 0 : size;
+}
+
 bool StoreFile::isReadable() const {
     if (readAll(path()) != 0) return false;
     return std::all_of(kSuffixesBeside.begin(), kSuffixesBeside.end(),

@@ -25,6 +25,9 @@ public:
     /// None if it may be opened or created.
     std::optional<std::string> refusal() const;
 
+    /// Bytes of the file; 0 if there is none.
+    uintmax_t size() const;
+
     /// Reads every byte of the file and of those beside it. False if one of them can't be read.
     /// SQLite must not have the file open: closing a descriptor releases the locks of the process.
     bool isReadable() const;

@@ -78,18 +78,25 @@ TEST_F(SndContextManagerTest, SavedAndResetSettingsAreReadBack) {
     EXPECT_EQ(stateOf(restart()), reset);
 }
 
-TEST_F(SndContextManagerTest, AChangedFileOrLayoutRestoresTheFactorySettings) {
+TEST_F(SndContextManagerTest, AChangedFileOrVersionRestoresTheFactorySettings) {
     const std::string factory = stateOf(restart());
     EXPECT_NE(changeEverything(), factory);
     install(sample + "\n");
     EXPECT_EQ(stateOf(restart()), factory);
-    for (const char* sql : {"UPDATE configuration SET value='2' WHERE key='database_version'",
-                            "DROP TABLE geq_presets", "ALTER TABLE tunings ADD COLUMN more TEXT",
-                            "DELETE FROM profiles", "DROP TABLE configuration"}) {
+    changeEverything();
+    changeStore("UPDATE configuration SET value='2' WHERE key='database_version'");
+    EXPECT_EQ(stateOf(restart()), factory);
+}
+
+TEST_F(SndContextManagerTest, AStoreWithOtherTablesIsRebuiltWithItsSettings) {
+    for (const char* sql : {"DROP TABLE ieq_presets", "ALTER TABLE tunings ADD COLUMN more TEXT",
+                            "ALTER TABLE profiles RENAME COLUMN volume_modeler_enable TO other",
+                            "DELETE FROM profiles WHERE custom_name='default'"}) {
         SCOPED_TRACE(sql);
-        changeEverything();
+        const std::string changed = changeEverything();
         changeStore(sql);
-        EXPECT_EQ(stateOf(restart()), factory);
+        EXPECT_EQ(stateOf(restart()), changed);
+        EXPECT_EQ(DatabaseHelper("kiv_sqlite3.db").hasLayout(), true);
     }
 }
 
