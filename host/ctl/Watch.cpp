@@ -113,7 +113,7 @@ private:
 }  // namespace
 
 Json watch(Client& client, const Arguments& arguments) {
-    blockEndingSignals();
+    blockSignals(kEndingSignals);
     Watch watch(client, arguments);
     client.call("RegisterClient", Client::kPlainType);
     watch.run();
