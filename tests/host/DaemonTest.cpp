@@ -265,6 +265,12 @@ TEST_F(DaemonTest, WhereNoStoreCouldBeMadeTheLogShowsOnlyTheRefusalOfTheFile) {
               2U);
 }
 
+TEST_F(DaemonTest, AStoreThatCannotBeReadIsLogged) {
+    const auto lock = holdStore();
+    start();
+    EXPECT_GE(count("log", "E SndContextManager: The stored settings can't be read"), 1U);
+}
+
 TEST_F(DaemonTest, WritesLinesOfOneKind20TimesIn10SecondsAndThenHowManyItLeftOut) {
     start();
     const auto only = client();
