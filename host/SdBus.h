@@ -2,7 +2,6 @@
 
 #include "host/Interface.h"
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <exception>
@@ -82,9 +81,6 @@ int guarded(sd_bus_error* error, Work work) noexcept {
         return sd_bus_error_set(error, SD_BUS_ERROR_FAILED, e.what());
     }
 }
-
-/// The signals that ask a program to end.
-inline constexpr std::array kEndingSignals{SIGINT, SIGTERM, SIGQUIT};
 
 /// Blocks signals for this thread and all threads that it starts later. sd-event requires this of
 /// signals that it handles.

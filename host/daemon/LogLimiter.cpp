@@ -16,8 +16,6 @@ bool LogLimiter::admit(const __android_log_message& line, Clock::time_point now)
 
 std::vector<LogLimiter::Report> LogLimiter::takeReports(Clock::time_point now) {
     std::vector<Report> reports;
-    if (now < mNextReport) return reports;
-
     mNextReport = Clock::time_point::max();
     for (auto& [kind, period] : mPeriods) {
         if (period.lines <= kMaxLines) continue;

@@ -145,11 +145,11 @@ private:
     }
 
     void reportLocked(Clock::time_point time) REQUIRES(mLock) {
-        const auto reports = mLimiter.takeReports(time);
-        for (const auto& [priority, tag, text] : reports) {
+        if (time < mLimiter.nextReport()) return;
+        for (const auto& [priority, tag, text] : mLimiter.takeReports(time)) {
             writeLocked({priority, tag, text.c_str(), nullptr});
         }
-        if (!reports.empty()) scheduleReportLocked();
+        scheduleReportLocked();
     }
 
     /// Makes the descriptor readable at the time of the next report, and unreadable before.

@@ -8,8 +8,8 @@ namespace velora::host {
 /// Names of the log levels, for the command line.
 std::vector<std::string> logLevels();
 
-/// Sends the log of this process to standard error while it exists. Made once, by the daemon's
-/// main, before other threads are started; used on one thread.
+/// Sends the log of this process, which all threads may write, to standard error. Made once, by the
+/// daemon's main, before other threads are started.
 ///
 /// If standard error is connected to the journal, each line starts with its priority. Lines that
 /// nobody reads are lost, and long ones are cut off, so that logging never blocks. Lines that

@@ -108,10 +108,26 @@ int onReportDue(sd_event_source* /*source*/, int /*fd*/, uint32_t /*events*/, vo
     return logErrors([&] { static_cast<LogOutput*>(log)->report(); });
 }
 
-void blockHandledSignals() {
-    std::vector<int> numbers;
-    for (const SignalAction& action : kSignalActions) numbers.push_back(action.number);
-    blockSignals(numbers);
+/// Must be called before anything opens a file or starts a thread.
+void prepareProcess() {
+    reduceEnvironment();
+    openStandardStreams();
+    umask(S_IRWXG | S_IRWXO);
+
+    std::vector<int> handled;
+    for (const SignalAction& action : kSignalActions) handled.push_back(action.number);
+    blockSignals(handled);
+    signal(SIGPIPE, SIG_IGN);  // the reader of the log may leave without ending the service
+}
+
+/// Adds the signals and the reports of the log to the event loop.
+void addEventSources(sd_event* event, ServiceHost* host, LogOutput* log) {
+    for (const SignalAction& action : kSignalActions) {
+        check(sd_event_add_signal(event, nullptr, action.number, onSignal, host),
+              "handle a signal");
+    }
+    check(sd_event_add_io(event, nullptr, log->reportFd(), EPOLLIN, onReportDue, log),
+          "watch the log");
 }
 
 /// Logs that the service has started without tunings, if it has.
@@ -129,12 +145,7 @@ void logIfNotReady(ServiceHost& host) {
 /// Runs the service until a signal or the loss of the bus ends it. Returns the exit status of the
 /// program; throws a std::exception if it can't start.
 int serve(const Options& options) {
-    // Before anything opens a file or starts a thread.
-    reduceEnvironment();
-    openStandardStreams();
-    umask(S_IRWXG | S_IRWXO);
-    blockHandledSignals();
-    signal(SIGPIPE, SIG_IGN);  // the reader of the log may leave without ending the service
+    prepareProcess();
     LogOutput log(options.logLevel);
 
     // Another instance may be running. One with the same settings has the lock, and one on the same
@@ -151,14 +162,8 @@ int serve(const Options& options) {
     ALOGI("looking for the tuning file at %s", rooted(kTuningFile).c_str());
     ServiceHost host(bus.get(), event.get(), std::chrono::milliseconds(options.saveDelayMs));
     const KmsInterface interface(bus.get(), &host);
+    addEventSources(event.get(), &host, &log);
     logIfNotReady(host);
-
-    for (const SignalAction& action : kSignalActions) {
-        check(sd_event_add_signal(event.get(), nullptr, action.number, onSignal, &host),
-              "handle a signal");
-    }
-    check(sd_event_add_io(event.get(), nullptr, log.reportFd(), EPOLLIN, onReportDue, &log),
-          "watch the log");
 
     sd_notify(0, "READY=1");
     ALOGI("version %s serves %s", VELORA_VERSION, kBusName);
