@@ -116,7 +116,7 @@ public:
     int reportFd() const { return mReportFd; }
 
     void log(const __android_log_message& line) {
-        android::Mutex::Autolock lock(mLock);
+        android::Mutex::Autolock writing(mLock);
         const Clock::time_point now = Clock::now();
         reportLocked(now);
         if (mRefusals.followsFromRefusal(line)) return;
