@@ -16,9 +16,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
-#include <map>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -52,16 +52,19 @@ void openStandardStreams() {
 /// Removes all variables from the environment, except for those that sd-bus and sd-daemon read.
 /// The others could make a library open a file, as OPENSSL_CONF does.
 void reduceEnvironment() {
-    constexpr const char* kUsed[] = {"DBUS_SESSION_BUS_ADDRESS", "DBUS_SYSTEM_BUS_ADDRESS",
-                                     "JOURNAL_STREAM",           "NOTIFY_SOCKET",
-                                     "SYSTEMD_BUS_TIMEOUT",      "XDG_RUNTIME_DIR"};
-    std::map<const char*, std::string> kept;
-    for (const char* name : kUsed) {
-        if (const char* const value = getenv(name)) kept[name] = value;
-    }
+    constexpr std::string_view kUsed[] = {"DBUS_SESSION_BUS_ADDRESS=", "DBUS_SYSTEM_BUS_ADDRESS=",
+                                          "JOURNAL_STREAM=",           "NOTIFY_SOCKET=",
+                                          "SYSTEMD_BUS_TIMEOUT=",      "XDG_RUNTIME_DIR="};
+    const auto isUsed = [&](std::string_view variable) {
+        return std::any_of(std::begin(kUsed), std::end(kUsed),
+                           [&](std::string_view name) { return variable.starts_with(name); });
+    };
 
-    clearenv();
-    for (const auto& [name, value] : kept) setenv(name, value.c_str(), 1);
+    char** end = environ;
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        if (isUsed(*variable)) *end++ = *variable;
+    }
+    *end = nullptr;
 }
 
 /// Locates all files below `root`, unless it is empty, and creates the directory of the settings
