@@ -19,7 +19,6 @@ using android::Mutex;
 
 namespace {
 
-constexpr std::string_view kDefaultXml = "/odm/etc/velora/multimedia_velora_kiv_default.xml";
 constexpr std::string_view kOemXml = "kiv-extra.xml";  // in kDataDirectory
 
 // Log texts that are part of the interface: they must not change, nor may their spelling be
@@ -69,7 +68,7 @@ SndContextManager::SndContextManager() { init(); }
 void SndContextManager::init() {
     Mutex::Autolock lock(mLock);
     if (mContext != nullptr) return;
-    const std::string path = rooted(kDefaultXml);
+    const std::string path = rooted(kTuningFile);
     if (!exists(path)) {
         ALOGE(kNoDefaultXmlMessage);
         return;

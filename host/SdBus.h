@@ -2,12 +2,12 @@
 
 #include "host/Interface.h"
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <exception>
 #include <memory>
 #include <new>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -82,16 +82,13 @@ int guarded(sd_bus_error* error, Work work) noexcept {
     }
 }
 
-/// The signals that ask a program to end.
-inline constexpr std::array kEndingSignals{SIGINT, SIGTERM};
-
-/// Blocks the ending signals for this thread and all threads that it starts later. sd-event
-/// requires this of signals that it handles.
-inline void blockEndingSignals() {
-    sigset_t ending;
-    sigemptyset(&ending);
-    for (const int signal : kEndingSignals) sigaddset(&ending, signal);
-    pthread_sigmask(SIG_BLOCK, &ending, nullptr);
+/// Blocks signals for this thread and all threads that it starts later. sd-event requires this of
+/// signals that it handles.
+inline void blockSignals(std::span<const int> numbers) {
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    for (const int number : numbers) sigaddset(&blocked, number);
+    pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
 }
 
 // Readers and writers: readFrom(message, value) and appendTo(message, value) for one value each.

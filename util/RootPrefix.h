@@ -7,6 +7,8 @@ namespace velora {
 
 /// Where the system keeps what it writes, and the maker's extra file. It must exist.
 inline constexpr std::string_view kDataDirectory = "/data/vendor/velora/";
+/// The tuning file of the machine.
+inline constexpr std::string_view kTuningFile = "/odm/etc/velora/multimedia_velora_kiv_default.xml";
 
 /// Sets the directory (without a trailing slash) below which all files of the system are located.
 /// Empty, the default, means the root directory. A host or a test calls it before it uses anything

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 
 #include <utils/Errors.h>
@@ -14,10 +15,6 @@ namespace velora::host {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-[[noreturn]] void throwNotReady() {
-    throw CommandError(Exit::NOT_READY, "the service is not ready: it has no tuning file");
-}
 
 [[noreturn]] void throwServiceLeft() {
     throw CommandError(Exit::NO_SERVICE, "the service has left the bus");
@@ -80,11 +77,11 @@ Message Client::send(sd_bus_message* request) {
     return owned;
 }
 
-std::string Client::version() {
+std::string Client::property(const char* name) {
     sd_bus_error error = SD_BUS_ERROR_NULL;
     char* text = nullptr;
     const int result = sd_bus_get_property_string(mBus.get(), kBusName, kObjectPath, kInterface,
-                                                  "Version", &error, &text);
+                                                  name, &error, &text);
 
     // Owned before the check, which may throw.
     const std::unique_ptr<char, Releaser<free>> owned(text);
@@ -122,6 +119,17 @@ Bytes Client::toBytes(const Integers& words) {
     Bytes bytes(words.size() * sizeof(int32_t));
     if (!bytes.empty()) memcpy(bytes.data(), words.data(), bytes.size());
     return bytes;
+}
+
+std::string Client::notReadyReason() {
+    const std::string path = property("TuningFile");
+    std::error_code error;
+    if (!std::filesystem::exists(path, error) && !error) return "no tuning file at " + path;
+    return "the log of velorad says why, its tuning file is " + path;
+}
+
+void Client::throwNotReady() {
+    throw CommandError(Exit::NOT_READY, "the service is not ready: " + notReadyReason());
 }
 
 bool Client::isReady() {

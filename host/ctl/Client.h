@@ -43,6 +43,8 @@ public:
 
     /// True if the service has a tuning file. If it has none, lets it look for one first.
     bool isReady();
+    /// Why the service isn't ready, with the path at which it looks for the tuning file.
+    std::string notReadyReason();
     /// Throws CommandError unless `isReady`.
     void requireReady();
 
@@ -72,10 +74,11 @@ public:
 
     /// The words of a request as bytes.
     static Bytes toBytes(const Integers& words);
-    /// The service's version, such as "1.2.3".
-    std::string version();
+    /// A property of the service, which is a text.
+    std::string property(const char* name);
 
 private:
+    [[noreturn]] void throwNotReady();
     Message newCall(const char* method);
     Message send(sd_bus_message* request);
     Slot listen(std::vector<Bytes>* updates);

@@ -96,7 +96,7 @@ Json describeProfile(Client& client, const Profile& profile) {
 }
 
 Json status(Client& client, const Arguments& arguments) {
-    if (!client.isReady()) return {{"ready", false}};
+    if (!client.isReady()) return {{"ready", false}, {"reason", client.notReadyReason()}};
 
     const auto integer = [&](uint32_t key) { return client.call<int64_t>("GetIntParam", key); };
     return {{"ready", true},
@@ -320,7 +320,7 @@ Json versions(Client& client, const Arguments&) {
     const auto format = client.call<int64_t>("GetDefaultXmlFormatVersion");
 
     // Without a tuning file the format is negative, and shown as null.
-    Json answer{{"veloractl", VELORA_VERSION}, {"velorad", client.version()}};
+    Json answer{{"veloractl", VELORA_VERSION}, {"velorad", client.property("Version")}};
     answer["tuning_format"] = format < 0 ? Json()
                                          : Json(std::to_string(format / kField / kField) + "." +
                                                 std::to_string(format / kField % kField) + "." +

@@ -3,13 +3,17 @@
 #include "host/ctl/Notification.h"
 #include "host/ctl/Resolve.h"
 
+#include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <optional>
 
 namespace velora::host {
 
 namespace {
+
+constexpr std::array kEndingSignals{SIGINT, SIGTERM};
 
 /// Prints notifications from an event loop. Lives while `watch` runs; the loop calls its callbacks.
 class Watch {
@@ -113,7 +117,7 @@ private:
 }  // namespace
 
 Json watch(Client& client, const Arguments& arguments) {
-    blockEndingSignals();
+    blockSignals(kEndingSignals);
     Watch watch(client, arguments);
     client.call("RegisterClient", Client::kPlainType);
     watch.run();

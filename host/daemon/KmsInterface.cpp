@@ -2,6 +2,7 @@
 
 #include "host/daemon/Method.h"
 #include "model/Port.h"
+#include "util/RootPrefix.h"
 
 #include <algorithm>
 
@@ -32,6 +33,15 @@ int getVersion(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
                const char* /*property*/, sd_bus_message* reply, void* /*self*/,
                sd_bus_error* /*error*/) {
     return sd_bus_message_append_basic(reply, 's', VELORA_VERSION);
+}
+
+int getTuningFile(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
+                  const char* /*property*/, sd_bus_message* reply, void* /*self*/,
+                  sd_bus_error* error) {
+    return guarded(error, [&] {
+        appendTo(reply, rooted(kTuningFile));
+        return 0;
+    });
 }
 
 // clang-format off
@@ -71,6 +81,7 @@ const sd_bus_vtable kVtable[] = {
     OPERATION("SetIntParam", "ux", "key\0value\0", "", "", KmsInterface::setIntParam),
     SD_BUS_SIGNAL_WITH_NAMES(kUpdateSignal, "iay", "type\0data\0", 0),
     SD_BUS_SIGNAL_WITH_NAMES(kDroppedSignal, "s", "reason\0", 0),
+    SD_BUS_PROPERTY("TuningFile", "s", getTuningFile, 0, SD_BUS_VTABLE_PROPERTY_CONST),
     SD_BUS_PROPERTY("Version", "s", getVersion, 0, SD_BUS_VTABLE_PROPERTY_CONST),
     SD_BUS_VTABLE_END,
 };

@@ -1,13 +1,21 @@
 #include "host/daemon/LogOutput.h"
 
+#include "host/SdBus.h"
+#include "host/daemon/LogLimiter.h"
+
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <span>
+#include <string_view>
 
 #include <poll.h>
 #include <sys/stat.h>
+#include <sys/timerfd.h>
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
 
@@ -60,18 +68,110 @@ void writeToJournal(const __android_log_message* entry) {
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
 }
 
-/// Writes the entry, unless that would block. One thread at a time, so that no other one fills the
-/// pipe after `isWritable`.
-template <__android_logger_function kWrite>
-void logWithoutBlocking(const __android_log_message* entry) {
-    static android::Mutex sLock;
-    android::Mutex::Autolock lock(sLock);
-    if (!isWritable()) return;
-
-    const std::string message(entry->message, strnlen(entry->message, kMaxMessage));
-    const __android_log_message bounded{entry->priority, entry->tag, message.c_str()};
-    kWrite(&bounded);
+/// Creates a timer of the clock that LogLimiter uses.
+int createTimer() {
+    const int fd = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
+    return check(fd >= 0 ? fd : -errno, "make a timer");
 }
+
+/// Tells which lines only repeat that a tuning file was refused: without a store to fall back on,
+/// every query of the start fails as well, and the library logs each of them.
+class RefusalFilter {
+public:
+    /// True if the line follows from the line before. Lines must be given in their order.
+    bool followsFromRefusal(const __android_log_message& line) {
+        const auto isOneOf = [&](std::span<const std::string_view> texts) {
+            return std::any_of(texts.begin(), texts.end(), [&](std::string_view text) {
+                return std::string_view(line.format).starts_with(text);
+            });
+        };
+        if (mWasRefused && isOneOf(kConsequences)) return true;
+        mWasRefused = isOneOf(kRefusals);
+        return false;
+    }
+
+private:
+    static constexpr std::string_view kRefusals[] = {"can't make the signature of ",
+                                                     "XML parses error!!", "The tuning file "};
+    static constexpr std::string_view kConsequences[] = {
+        "the transaction failed, nothing of it is stored",
+        "failed to prepare sql command",
+        "Unknow error...",
+        "%s(): No profiles found from the database",
+        "%s(): No ieq presets found from the database",
+        "The stored settings can't be read",
+    };
+
+    bool mWasRefused = false;
+};
+
+/// The log of this process. One thread writes at a time, so that no other one fills the pipe after
+/// `isWritable`.
+class Sink {
+public:
+    using Clock = LogLimiter::Clock;
+
+    explicit Sink(__android_logger_function write) : mWrite(write) {}
+
+    int reportFd() const { return mReportFd; }
+
+    void log(const __android_log_message& line) {
+        android::Mutex::Autolock writing(mLock);
+        const Clock::time_point now = Clock::now();
+        reportLocked(now);
+        if (mRefusals.followsFromRefusal(line)) return;
+
+        const Clock::time_point scheduled = mLimiter.nextReport();
+        if (mLimiter.admit(line, now)) {
+            writeLocked(line);
+        } else if (mLimiter.nextReport() != scheduled) {
+            scheduleReportLocked();
+        }
+    }
+
+    /// Writes the reports that are due at `time`, which may be in the future.
+    void report(Clock::time_point time) {
+        android::Mutex::Autolock lock(mLock);
+        reportLocked(time);
+    }
+
+private:
+    /// Writes the line, unless that would block.
+    void writeLocked(const __android_log_message& line) REQUIRES(mLock) {
+        if (!isWritable()) return;
+        const std::string message(line.message, strnlen(line.message, kMaxMessage));
+        const __android_log_message bounded{line.priority, line.tag, message.c_str(), line.format};
+        mWrite(&bounded);
+    }
+
+    void reportLocked(Clock::time_point time) REQUIRES(mLock) {
+        if (time < mLimiter.nextReport()) return;
+        for (const auto& [priority, tag, text] : mLimiter.takeReports(time)) {
+            writeLocked({priority, tag, text.c_str(), nullptr});
+        }
+        scheduleReportLocked();
+    }
+
+    /// Makes the descriptor readable at the time of the next report, and unreadable before.
+    void scheduleReportLocked() REQUIRES(mLock) {
+        const auto next = mLimiter.nextReport();
+        itimerspec timer{};  // disarms
+        if (next != Clock::time_point::max()) {
+            const auto time = next.time_since_epoch();
+            const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+            timer.it_value = {seconds.count(), std::chrono::nanoseconds(time - seconds).count()};
+        }
+        timerfd_settime(mReportFd, TFD_TIMER_ABSTIME, &timer, nullptr);
+    }
+
+    const __android_logger_function mWrite;
+    const int mReportFd = createTimer();
+    android::Mutex mLock;
+    RefusalFilter mRefusals GUARDED_BY(mLock);
+    LogLimiter mLimiter GUARDED_BY(mLock);
+};
+
+Sink* gSink = nullptr;
 
 }  // namespace
 
@@ -81,11 +181,17 @@ std::vector<std::string> logLevels() {
     return names;
 }
 
-void startLogging(const std::string& level) {
-    __android_log_set_logger(isConnectedToJournal()
-                                 ? logWithoutBlocking<writeToJournal>
-                                 : logWithoutBlocking<__android_log_stderr_logger>);
+LogOutput::LogOutput(const std::string& level) {
+    // Never destroyed, because threads may log until the process ends.
+    gSink = new Sink(isConnectedToJournal() ? writeToJournal : __android_log_stderr_logger);
+    __android_log_set_logger([](const __android_log_message* line) { gSink->log(*line); });
     __android_log_set_minimum_priority(kLevels.at(level));
 }
+
+LogOutput::~LogOutput() { gSink->report(LogLimiter::Clock::time_point::max()); }
+
+int LogOutput::reportFd() const { return gSink->reportFd(); }
+
+void LogOutput::report() { gSink->report(LogLimiter::Clock::now()); }
 
 }  // namespace velora::host

@@ -2,6 +2,7 @@
 
 #include "host/daemon/ServiceHost.h"
 
+#include "host/daemon/EventCallback.h"
 #include "service/Protocol.h"
 
 #include <sys/epoll.h>
@@ -12,22 +13,6 @@ namespace velora::host {
 
 using android::sp;
 using android::VeloraManagerService;
-
-namespace {
-
-/// Runs the body of an event loop callback and logs its exceptions. It never fails, because
-/// sd-event would disable the source of a failed callback.
-template <typename Work>
-int logErrors(Work work) noexcept {
-    const int result = guarded(nullptr, [&] {
-        work();
-        return 0;
-    });
-    if (result < 0) ALOGE("handling an event failed, %d", result);
-    return 0;
-}
-
-}  // namespace
 
 /// The daemon's own client of the service. Its key is the lowest, so the service notifies it before
 /// all others. Held by the service, which calls it on any thread.
@@ -135,6 +120,8 @@ void ServiceHost::save() {
         scheduleSave();
     }
 }
+
+void ServiceHost::reload() { mService->setIntParam(key::kReload, 0); }
 
 void ServiceHost::requestExit() {
     if (mExiting || mPending == 0) sd_event_exit(mEvent, 0);

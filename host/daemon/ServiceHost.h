@@ -42,6 +42,10 @@ public:
     /// Sends all queued notifications to their clients.
     void deliverUpdates();
 
+    /// Saves all settings now, and tries again a moment later if they couldn't be stored.
+    void save();
+    /// Has the service read the extra tuning file again.
+    void reload();
     /// Accepts no more requests, and ends the event loop when the pending ones are done. A second
     /// call ends it at once.
     void requestExit();
@@ -57,7 +61,6 @@ private:
 
     void observe(const UpdateQueue::Update& update);
     void scheduleSave();
-    void save();
 
     sd_event* const mEvent;
     const uint64_t mSaveDelay;  ///< microseconds

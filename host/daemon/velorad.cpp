@@ -2,20 +2,29 @@
 #define LOG_TAG "velorad"
 
 #include "host/BusChoice.h"
+#include "host/daemon/EventCallback.h"
 #include "host/daemon/KmsInterface.h"
 #include "host/daemon/LogOutput.h"
 #include "host/daemon/ServiceHost.h"
+#include "host/daemon/SettingsDirectory.h"
 #include "util/RootPrefix.h"
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
+#include <span>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <fcntl.h>
+#include <sys/epoll.h>
+#include <sys/stat.h>
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
 
@@ -27,6 +36,7 @@ namespace {
 struct Options {
     BusChoice bus;
     std::string root;
+    std::string commandLine;
     std::string logLevel = "info";
     uint32_t saveDelayMs = 2000;
 };
@@ -39,8 +49,26 @@ void openStandardStreams() {
     if (fd >= 0) close(fd);
 }
 
+/// Removes all variables from the environment, except for those that sd-bus and sd-daemon read.
+/// The others could make a library open a file, as OPENSSL_CONF does.
+void reduceEnvironment() {
+    constexpr std::string_view kUsed[] = {"DBUS_SESSION_BUS_ADDRESS=", "DBUS_SYSTEM_BUS_ADDRESS=",
+                                          "JOURNAL_STREAM=",           "NOTIFY_SOCKET=",
+                                          "SYSTEMD_BUS_TIMEOUT=",      "XDG_RUNTIME_DIR="};
+    const auto isUsed = [&](std::string_view variable) {
+        return std::any_of(std::begin(kUsed), std::end(kUsed),
+                           [&](std::string_view name) { return variable.starts_with(name); });
+    };
+
+    char** end = environ;
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        if (isUsed(*variable)) *end++ = *variable;
+    }
+    *end = nullptr;
+}
+
 /// Locates all files below `root`, unless it is empty, and creates the directory of the settings
-/// there. A failure is logged; the service then reports that it has no store.
+/// there. Throws std::filesystem::filesystem_error.
 void useRoot(const std::string& root) {
     if (root.empty()) return;
 
@@ -48,44 +76,98 @@ void useRoot(const std::string& root) {
     auto path = std::filesystem::absolute(root).lexically_normal().string();
     while (path.ends_with('/')) path.pop_back();
     setRootPrefix(path);
-
-    std::error_code error;
-    std::filesystem::create_directories(rooted(kDataDirectory), error);
-    if (error) ALOGW("can't create the directory of the settings: %s", error.message().c_str());
+    std::filesystem::create_directories(rooted(kDataDirectory));
 }
 
-int onEndingSignal(sd_event_source* /*source*/, const signalfd_siginfo* info, void* host) {
-    ALOGI("signal %u, shutting down", info->ssi_signo);
+void end(ServiceHost& host) {
     sd_notify(0, "STOPPING=1");
-    static_cast<ServiceHost*>(host)->requestExit();
-    return 0;
+    host.requestExit();
+}
+
+/// What the daemon does on a signal.
+struct SignalAction {
+    int number;
+    const char* meaning;
+    void (*run)(ServiceHost& host);
+};
+
+constexpr SignalAction kSignalActions[] = {
+    {SIGTERM, "shutting down", end},
+    {SIGINT, "shutting down", end},
+    {SIGQUIT, "shutting down", end},
+    {SIGHUP, "reading the extra tuning file again", [](ServiceHost& host) { host.reload(); }},
+    {SIGUSR1, "saving", [](ServiceHost& host) { host.save(); }},
+};
+
+int onSignal(sd_event_source* /*source*/, const signalfd_siginfo* info, void* host) {
+    const auto* const action = std::find_if(
+        std::begin(kSignalActions), std::end(kSignalActions),
+        [&](const auto& row) { return row.number == static_cast<int>(info->ssi_signo); });
+    ALOGI("signal %d, %s", action->number, action->meaning);
+    return logErrors([&] { action->run(*static_cast<ServiceHost*>(host)); });
+}
+
+int onReportDue(sd_event_source* /*source*/, int /*fd*/, uint32_t /*events*/, void* log) {
+    return logErrors([&] { static_cast<LogOutput*>(log)->report(); });
+}
+
+/// Must be called before anything opens a file or starts a thread.
+void prepareProcess() {
+    reduceEnvironment();
+    openStandardStreams();
+    umask(S_IRWXG | S_IRWXO);
+
+    std::vector<int> handled;
+    for (const SignalAction& action : kSignalActions) handled.push_back(action.number);
+    blockSignals(handled);
+    signal(SIGPIPE, SIG_IGN);  // the reader of the log may leave without ending the service
+}
+
+/// Adds the signals and the reports of the log to the event loop.
+void addEventSources(sd_event* event, ServiceHost* host, LogOutput* log) {
+    for (const SignalAction& action : kSignalActions) {
+        check(sd_event_add_signal(event, nullptr, action.number, onSignal, host),
+              "handle a signal");
+    }
+    check(sd_event_add_io(event, nullptr, log->reportFd(), EPOLLIN, onReportDue, log),
+          "watch the log");
+}
+
+/// Logs that the service has started without tunings, if it has.
+void logIfNotReady(ServiceHost& host) {
+    if (host.isReady()) return;
+    const std::string path = rooted(kTuningFile);
+    std::error_code error;
+    if (std::filesystem::exists(path, error)) {
+        ALOGE("not ready, though there is a tuning file at %s", path.c_str());
+    } else {
+        ALOGE("no tuning file at %s", path.c_str());
+    }
 }
 
 /// Runs the service until a signal or the loss of the bus ends it. Returns the exit status of the
-/// program; throws std::system_error if it can't start.
+/// program; throws a std::exception if it can't start.
 int serve(const Options& options) {
-    // Before anything opens a file or starts a thread.
-    openStandardStreams();
-    blockEndingSignals();
-    signal(SIGPIPE, SIG_IGN);  // the reader of the log may leave without ending the service
-    startLogging(options.logLevel);
-    useRoot(options.root);
+    prepareProcess();
+    LogOutput log(options.logLevel);
 
+    // Another instance may be running. One with the same settings has the lock, and one on the same
+    // bus has the name; nothing is read or written before this instance has both.
+    useRoot(options.root);
+    lockSettings(rooted(kDataDirectory), options.commandLine);
     const auto event = create<Event>(sd_event_default, "make an event loop");
     const Bus bus = options.bus.connect();
     check(sd_bus_attach_event(bus.get(), event.get(), SD_EVENT_PRIORITY_NORMAL), "attach the bus");
     check(sd_bus_set_exit_on_disconnect(bus.get(), 1), "watch the bus");
+    check(sd_bus_request_name(bus.get(), kBusName, 0), "take the name on the bus");
 
+    // Calls that have arrived since wait until the event loop runs.
+    ALOGI("looking for the tuning file at %s", rooted(kTuningFile).c_str());
     ServiceHost host(bus.get(), event.get(), std::chrono::milliseconds(options.saveDelayMs));
     const KmsInterface interface(bus.get(), &host);
+    addEventSources(event.get(), &host, &log);
+    logIfNotReady(host);
 
-    for (const int ending : kEndingSignals) {
-        check(sd_event_add_signal(event.get(), nullptr, ending, onEndingSignal, &host),
-              "handle a signal");
-    }
-
-    // Clients may call as soon as the name is there, so it comes last.
-    check(sd_bus_request_name(bus.get(), kBusName, 0), "take the name on the bus");
     sd_notify(0, "READY=1");
     ALOGI("version %s serves %s", VELORA_VERSION, kBusName);
 
@@ -98,6 +180,10 @@ int serve(const Options& options) {
 
 int run(int argc, char** argv) {
     Options options;
+    for (const char* word : std::span(argv, static_cast<size_t>(argc))) {
+        options.commandLine.append(options.commandLine.empty() ? "" : " ").append(word);
+    }
+
     CLI::App app{"The settings and control service of the audio effect, on D-Bus", "velorad"};
     app.set_version_flag("--version", VELORA_VERSION);
 

@@ -37,7 +37,7 @@ int __android_log_print(int priority, const char* tag, const char* text, ...) {
 
     if (length >= 0) {
         const std::unique_ptr<char, decltype(&free)> message(formatted, &free);
-        const __android_log_message entry{priority, tag, message.get()};
+        const __android_log_message entry{priority, tag, message.get(), text};
         gLogger.load()(&entry);
     }
 

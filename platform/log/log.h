@@ -20,6 +20,7 @@ struct __android_log_message {
     int32_t priority;
     const char* tag;
     const char* message;  ///< formatted; the log appends no line feed to it
+    const char* format;   ///< what the message was formatted from, the same for all of its kind
 };
 
 /// Receives every message of at least the minimum priority, on the thread that logs it.

@@ -57,11 +57,10 @@ TEST_F(DaemonTest, AtMost64ConnectionsAreClients) {
     EXPECT_NO_THROW(late->call("RegisterClient", 1));
     EXPECT_EQ(count("log", "already existing"), 0U);
     clients.resize(1);
-    EXPECT_TRUE(awaitIn("log", "binderDied", 62));
     late->call("UnregisterClient", 1);
     EXPECT_TRUE(late->call<bool>("HasDecCP"));
     clients[0]->call("UnregisterClient", 1);
-    EXPECT_FALSE(late->call<bool>("HasDecCP"));
+    EXPECT_TRUE(waitFor([&] { return !late->call<bool>("HasDecCP"); }));
 }
 
 TEST_F(DaemonTest, AConnectionRegistersAtMost16Times) {
@@ -117,6 +116,14 @@ TEST_F(DaemonTest, AReloadSendsItsUpdateBeforeItsAnswer) {
     sd_bus_get_n_queued_read(bus, &received);
     while (received-- > 0) sd_bus_process(bus, nullptr);
     EXPECT_TRUE(isUpdated);
+}
+
+TEST_F(DaemonTest, ReadsTheExtraFileAgainWhenItIsTold) {
+    start();
+    installOem(extra);
+    daemon->signal(SIGHUP);
+    EXPECT_TRUE(awaitIn("log", "Add OEM Tuning car_cabin"));
+    EXPECT_THAT(ctl("devices list --port bluetooth").out, HasSubstr("bluetooth_car_kit"));
 }
 
 TEST_F(DaemonTest, WaitingForAnUpdateEndsAfterTheTimeoutOrWithTheService) {
@@ -196,10 +203,19 @@ TEST_F(DaemonTest, ASaveThatFailsIsReportedAndTriedAgain) {
     EXPECT_EQ(amount(), 5);
 }
 
-TEST_F(DaemonTest, ChangesAreSavedWhenItEnds) {
+TEST_F(DaemonTest, ChangesAreSavedWhenItEndsOrIsTold) {
     start("--save-delay 3600000");
+    int32_t value = 0;
+    for (const int signal : {SIGINT, SIGQUIT}) {
+        setAmount(++value);
+        EXPECT_EQ(daemon->end(signal), 0);
+        start("--save-delay 3600000");
+        EXPECT_EQ(amount(), value);
+    }
     setAmount(6);
-    EXPECT_EQ(daemon->end(SIGINT), 0);
+    daemon->signal(SIGUSR1);
+    EXPECT_TRUE(awaitIn("log", "settings saved"));
+    daemon->end(SIGKILL);
     start("--save-delay 3600000");
     EXPECT_EQ(amount(), 6);
     setAmount(7);
@@ -230,6 +246,45 @@ TEST_F(DaemonTest, WithoutATuningFileItAnswersNeutrallyUntilOneAppearsAndAClient
     EXPECT_EQ(run("call GetProfileName i 0").out, "s \"\"\n");
     EXPECT_THAT(ctl("status").out, HasSubstr("ready: yes\n"));  // it registers to find out
     EXPECT_EQ(daemon->end(SIGTERM), 0);  // none of the refused requests is waited for
+}
+
+TEST_F(DaemonTest, WhereNoStoreCouldBeMadeTheLogShowsOnlyTheRefusalOfTheFile) {
+    for (const char* refused : {"<velora_tuning/>", "<velora_tuning>"}) {
+        install(refused);
+        start();
+        EXPECT_THAT(ctl("status").out, HasSubstr("reason: the log of velorad says why"));
+        EXPECT_EQ(daemon->end(SIGTERM), 0);
+    }
+    EXPECT_EQ(count("log", "E SndContextManager: The tuning file has no profile"), 2U);  // status
+    EXPECT_EQ(count("log", "E SndContextManager: XML parses error!!"), 2U);
+    EXPECT_EQ(count("log", "E SndContextManager: "), 4U);
+    EXPECT_EQ(count("log", "E DatabaseHelper: "), 0U);
+    EXPECT_EQ(count("log", "E VlrDatabaseProvider: "), 0U);
+    EXPECT_EQ(count("log", "E velorad: not ready, though there is a tuning file at " +
+                               file("odm/etc/velora/multimedia_velora_kiv_default.xml")),
+              2U);
+}
+
+TEST_F(DaemonTest, AStoreThatCannotBeReadIsLogged) {
+    const auto lock = holdStore();
+    start();
+    EXPECT_GE(count("log", "E SndContextManager: The stored settings can't be read"), 1U);
+}
+
+TEST_F(DaemonTest, WritesLinesOfOneKind20TimesIn10SecondsAndThenHowManyItLeftOut) {
+    start();
+    const auto only = client();
+    const auto ask = [&](int32_t times) {
+        for (int32_t i = 0; i < times; ++i) only->get(Command::PROFILE_PARAMETER, 1000 + i);
+    };
+    const std::string kind = "E ParameterAdapter: param id";
+    ask(50);
+    EXPECT_EQ(count("log", kind), 20U);
+    EXPECT_TRUE(awaitIn("log", "left out 30 more lines of this kind, the last one was: "));
+    ask(22);
+    EXPECT_EQ(daemon->end(SIGTERM), 0);
+    EXPECT_EQ(count("log", kind), 40U);
+    EXPECT_EQ(count("log", "left out 2 more lines of this kind, the last one was: "), 1U);
 }
 
 TEST_F(DaemonTest, ReportsToJournalAndServiceManager) {
@@ -270,6 +325,46 @@ TEST_F(DaemonTest, OpensNothingAsAStandardStreamThatItsCallerClosed) {
         const auto opened = "/proc/" + std::to_string(daemon->pid()) + "/fd/" + stream;
         EXPECT_EQ(std::filesystem::read_symlink(opened), "/dev/null");
     }
+}
+
+TEST_F(DaemonTest, ASecondInstanceNamesTheFirstAndWritesNothing) {
+    start();
+    const auto listing = [&] { return run("ls -la --full-time $ROOT/data/vendor/velora").out; };
+    const std::string before = listing();
+    const std::string second = "dbus-run-session -- velorad --user --root $ROOT 2>&1";  // other bus
+    const std::string inUse =
+        "velorad: the settings in " + file("data/vendor/velora/") + " are in use by pid ";
+    EXPECT_THAT(run(second).out, HasSubstr(inUse + std::to_string(daemon->pid()) +
+                                           " (" VELORA_BIN "/velorad --user "));
+    EXPECT_EQ(listing(), before);
+    run("sed -i '2s/.*/pid:[1]/' $ROOT/data/vendor/velora/velorad.lock");  // another namespace
+    EXPECT_THAT(run(second).out, HasSubstr(inUse + "unknown (" VELORA_BIN "/velorad --user "));
+
+    // The name of the bus is taken before the store is opened.
+    run("mkdir $ROOT/other && cp -r $ROOT/odm $ROOT/other && velorad --user --root $ROOT/other");
+    EXPECT_THAT(contentsOf(file("err")), HasSubstr("take the name on the bus: File exists"));
+    EXPECT_FALSE(std::filesystem::exists(file("other/data/vendor/velora/kiv_sqlite3.db")));
+}
+
+TEST_F(DaemonTest, NobodyElseHasAccessToItsFiles) {
+    const std::string withoutMask = R"(sh -c 'umask 0; exec "$@"' sh)";
+    std::filesystem::remove_all(file("data"));
+    start("", withoutMask);
+    EXPECT_EQ(run("find $ROOT/data -perm /077").out, "");
+    EXPECT_EQ(daemon->end(SIGTERM), 0);
+    run("chmod -R 0777 $ROOT/data/vendor/velora");
+    start("", withoutMask);
+    EXPECT_EQ(run("find $ROOT/data/vendor/velora -perm /077 -o -type f -perm /0177").out, "");
+}
+
+// Nobody ever writes to this pipe, so opening it to read from it would never end.
+TEST_F(DaemonTest, NoEnvironmentVariableMakesItOpenAFile) {
+    ASSERT_EQ(mkfifo(file("pipe").c_str(), 0600), 0);
+    std::string launcher = "env";
+    for (const char* name : {"OPENSSL_CONF", "XML_CATALOG_FILES", "SGML_CATALOG_FILES"}) {
+        launcher += std::string(" ") + name + "=" + file("pipe");
+    }
+    start("", launcher);
 }
 
 TEST_F(DaemonTest, EndsWithAnErrorWhenItCannotServe) {

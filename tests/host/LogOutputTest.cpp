@@ -38,7 +38,7 @@ TEST(LogOutputTest, NoThreadWaitsForTheReaderOfAFullPipe) {
     fcntl(ends[1], F_SETPIPE_SZ, 4096);
     const int before = dup(STDERR_FILENO);
     dup2(ends[1], STDERR_FILENO);
-    startLogging("info");
+    const LogOutput output("info");
 
     const auto log = [text = std::string(8000, 'x')] {
         __android_log_print(ANDROID_LOG_INFO, "Tag", "%s", text.c_str());

@@ -357,7 +357,7 @@ private:
         const auto client = newClient();
         for (const auto deadline = Clock::now() + kActionLimit; Clock::now() < deadline;) {
             try {
-                client->version();
+                client->property("Version");
                 ++mRun.life;
                 return;
             } catch (const CommandError&) {
