@@ -266,7 +266,7 @@ TEST_F(DaemonTest, WhereNoStoreCouldBeMadeTheLogShowsOnlyTheRefusalOfTheFile) {
 }
 
 TEST_F(DaemonTest, AStoreThatCannotBeReadIsLogged) {
-    const auto lock = holdStore();
+    std::filesystem::create_symlink(dir.path() / "elsewhere", database);
     start();
     EXPECT_GE(count("log", "E SndContextManager: The stored settings can't be read"), 1U);
 }
