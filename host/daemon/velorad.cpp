@@ -84,10 +84,12 @@ int serve(const Options& options) {
               "handle a signal");
     }
 
-    // Clients may call as soon as the name is there, so it comes last.
+    // Clients may call as soon as the name is there. Their calls wait until the service has started.
     check(sd_bus_request_name(bus.get(), kBusName, 0), "take the name on the bus");
-    sd_notify(0, "READY=1");
-    ALOGI("version %s serves %s", VELORA_VERSION, kBusName);
+    host.start([] {
+        sd_notify(0, "READY=1");
+        ALOGI("version %s serves %s", VELORA_VERSION, kBusName);
+    });
 
     const int result = sd_event_loop(event.get());
     if (result != 0) ALOGE("the connection to the bus is lost");
