@@ -94,15 +94,15 @@ void CallQueue::setHandlers(Finder find, void* object) {
     mObject = object;
 }
 
-bool CallQueue::canSend() const {
+bool CallQueue::canSend(uint64_t maxUnsent) const {
     uint64_t unsent = 0;
     check(sd_bus_get_n_queued_write(mBus, &unsent), "look at the messages that wait");
-    return unsent < kMaxUnsent;
+    return unsent < maxUnsent;
 }
 
 void CallQueue::readMore() {
     int reads = 0;
-    while (reads < kReadsPerTurn && canSend() && sd_bus_process(mBus, nullptr) > 0) ++reads;
+    while (reads < kReadsPerTurn && canSend(kMaxUnsentAnswers) && sd_bus_process(mBus, nullptr) > 0) ++reads;
 }
 
 int CallQueue::onMessage(sd_bus_message* message, void* self, sd_bus_error* error) {
@@ -154,7 +154,7 @@ int CallQueue::take(sd_bus_message* call) {
 
 int CallQueue::takeDirect(Sender& sender, sd_bus_message* call) {
     if (std::exchange(sender.turn, mTurn) != mTurn) sender.directCalls = 0;
-    if (++sender.directCalls > kMaxDirectCalls) {
+    if (++sender.directCalls > kMaxDirectCalls || !canSend(kMaxUnsentRefusals)) {
         refuse(sender, call, "too many calls of this connection wait");
         return 1;
     }
@@ -175,7 +175,7 @@ bool CallQueue::serveTurn() {
     ++mTurn;
     bool isAnyServed = false;
     auto entry = mRing.begin();
-    for (size_t left = mRing.size(); left > 0 && canSend(); --left) {
+    for (size_t left = mRing.size(); left > 0 && canSend(kMaxUnsentAnswers); --left) {
         const auto current = entry++;
         Sender& sender = **current;
         if (!serve(sender)) continue;
@@ -197,8 +197,8 @@ bool CallQueue::serve(Sender& sender) {
     if (sender.isBusy) return false;
     Call& call = sender.calls.front();
     const int result = handle(sender, call);
-    if (result == -EAGAIN) return false;
-    if (result == -ENOBUFS) {
+    if (result == kTryLater) return false;
+    if (result == kNoRoom) {
         if (sender.watch.isRefused()) return false;
         refuse(sender, call.message.get(), kUnread);
     }
@@ -212,7 +212,7 @@ bool CallQueue::serve(Sender& sender) {
 /// Returns the result of the handler, after sending its error.
 int CallQueue::handle(Sender& sender, Call& call) {
     sd_bus_message* const message = call.message.get();
-    if (expectsAnswer(message) && !sender.watch.hasRoomForAnswer(0)) return -ENOBUFS;
+    if (expectsAnswer(message) && !sender.watch.hasRoomForAnswer(0)) return kNoRoom;
 
     mServed = &sender;
     mCall = message;
@@ -221,7 +221,7 @@ int CallQueue::handle(Sender& sender, Call& call) {
         check(sd_bus_message_rewind(message, 1), "read");
         return call.handler(message, mObject, error.get());
     });
-    if (result == -EAGAIN || result == -ENOBUFS || sender.isBusy) return result;
+    if (result == kTryLater || result == kNoRoom || sender.isBusy) return result;
 
     if (result < 0) {
         reply(sender, message, error.get());
@@ -266,7 +266,7 @@ void CallQueue::finish(Sender& sender, sd_bus_message* call, const std::function
 
 void CallQueue::refuse(Sender& sender, sd_bus_message* call, const char* reason) {
     if (!expectsAnswer(call)) return;
-    if (sender.watch.isRefused()) {
+    if (sender.watch.isRefused() || !canSend(kMaxUnsentRefusals)) {
         sender.watch.dropCall();
         return;
     }

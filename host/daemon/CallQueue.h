@@ -3,6 +3,7 @@
 #include "host/SdBus.h"
 #include "host/daemon/ReadWatch.h"
 
+#include <cerrno>
 #include <cstdint>
 #include <functional>
 #include <list>
@@ -34,12 +35,18 @@ public:
     static constexpr int kMaxDirectCalls = 8;  ///< of one sender in a turn, that sd-bus answers
     static constexpr size_t kMaxSenders = 4096;
     static constexpr int kReadsPerTurn = 256;
-    /// Messages that may wait in sd-bus until the bus takes them, before nothing more is sent.
-    static constexpr uint64_t kMaxUnsent = 64;
+    /// Messages that may wait in sd-bus until the bus takes them, before no more updates are sent,
+    /// no more calls are served, and no more calls are refused, either.
+    static constexpr uint64_t kMaxUnsentUpdates = 16;
+    static constexpr uint64_t kMaxUnsentAnswers = 64;
+    static constexpr uint64_t kMaxUnsentRefusals = 1024;
+
+    // Results of a handler that leave the call unanswered. No D-Bus error has these numbers.
+    static constexpr int kTryLater = -EAGAIN;  ///< it must wait for a later turn
+    static constexpr int kNoRoom = -EXFULL;    ///< its sender must read before it gets the answer
 
     /// Finds the handler of a call, null if sd-bus is to answer it. A handler returns the size of
-    /// its answer in bytes, or a negative error number and the error. -EAGAIN means that the call
-    /// must wait for a later turn, and -ENOBUFS that its sender has no room for the answer.
+    /// its answer in bytes, one of the results above, or another negative number and the error.
     using Finder = std::function<sd_bus_message_handler_t(sd_bus_message*)>;
     /// Answers a postponed call: by the error that the function throws, or by an empty reply.
     using Answer = std::function<void(const std::function<void()>&)>;
@@ -57,8 +64,8 @@ public:
     void readMore();
     /// Serves the first call of every sender. True if there may be more to serve at once.
     bool serveTurn();
-    /// False while sd-bus has so much to send that nothing should be added.
-    bool canSend() const;
+    /// True while fewer messages wait in sd-bus.
+    bool canSend(uint64_t maxUnsent) const;
 
     /// The sender of the call that is being handled. Valid until it leaves the bus. Throws BusError
     /// if it has left already.

@@ -3,7 +3,6 @@
 #include "host/SdBus.h"
 #include "host/daemon/CallQueue.h"
 
-#include <cerrno>
 #include <map>
 #include <numeric>
 #include <string>
@@ -41,7 +40,7 @@ size_t answerSize(const std::tuple<T...>& values) {
 
 /// Answers the method call `call`: reads the arguments of `operation` from it, runs the operation
 /// on `object`, and sends its result as the reply. Returns the size of the reply in bytes, 0 if the
-/// operation has postponed it, or -ENOBUFS if `calls` has no room for it. Throws BusError and
+/// operation has postponed it, or CallQueue::kNoRoom. Throws BusError and
 /// std::system_error.
 template <typename Object, typename Result, typename... Args>
 int answerCall(sd_bus_message* call, const CallQueue& calls, Object& object,
@@ -64,7 +63,7 @@ int answerCall(sd_bus_message* call, const CallQueue& calls, Object& object,
     } else {
         const Result result = std::apply(run, arguments);
         const size_t size = answerSize(result);
-        if (!calls.hasRoomForAnswer(size)) return -ENOBUFS;
+        if (!calls.hasRoomForAnswer(size)) return CallQueue::kNoRoom;
 
         const Message reply = newReply();
         appendTo(reply.get(), result);

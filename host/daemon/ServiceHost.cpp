@@ -144,8 +144,8 @@ void ServiceHost::reload(UpdateQueue::Completion onDone) {
 
 void ServiceHost::turn() {
     mCalls.readMore();
-    deliver();
     const bool isMore = mHasStarted && mCalls.serveTurn();
+    deliver();
     endIfDone();
 
     check(sd_event_source_set_enabled(mAgain.get(), isMore ? SD_EVENT_ONESHOT : SD_EVENT_OFF),
@@ -156,7 +156,7 @@ void ServiceHost::turn() {
 void ServiceHost::deliver() {
     for (auto& item : mQueue.removeAll()) mUndelivered.push_back(std::move(item));
 
-    while (!mUndelivered.empty() && mCalls.canSend()) {
+    while (!mUndelivered.empty() && mCalls.canSend(CallQueue::kMaxUnsentUpdates)) {
         const UpdateQueue::Item item = std::move(mUndelivered.front());
         mUndelivered.pop_front();
         if (const auto* const completion = std::get_if<UpdateQueue::Completion>(&item)) {
