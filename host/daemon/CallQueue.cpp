@@ -8,6 +8,8 @@
 #include <memory>
 #include <utility>
 
+#include <sys/socket.h>
+
 namespace velora::host {
 
 namespace {
@@ -15,6 +17,8 @@ namespace {
 /// Bytes that sd-bus may need to answer a call itself, rounded up.
 constexpr size_t kDirectAnswer = 512;
 constexpr size_t kIntrospection = 16 << 10;
+
+constexpr int kSendBuffer = 32 << 10;  // bytes
 
 constexpr char kUnread[] = "this connection has too many unread answers";
 
@@ -75,6 +79,10 @@ size_t contentSize(sd_bus_message* call) {
 
 CallQueue::CallQueue(sd_bus* bus, std::function<void(const std::string&)> onLeft)
     : mBus(bus), mOnLeft(std::move(onLeft)) {
+    // sd-bus asks for a buffer of megabytes, and an answer would wait behind all that is in it.
+    const int fd = check(sd_bus_get_fd(bus), "get the socket of the bus");
+    setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof kSendBuffer);
+
     mFilter = create<Slot>(
         [&](sd_bus_slot** s) { return sd_bus_add_filter(bus, s, onMessage, this); },
         "take calls");
