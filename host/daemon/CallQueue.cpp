@@ -84,8 +84,7 @@ CallQueue::CallQueue(sd_bus* bus, std::function<void(const std::string&)> onLeft
     setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof kSendBuffer);
 
     mFilter = create<Slot>(
-        [&](sd_bus_slot** s) { return sd_bus_add_filter(bus, s, onMessage, this); },
-        "take calls");
+        [&](sd_bus_slot** s) { return sd_bus_add_filter(bus, s, onMessage, this); }, "take calls");
 
     // One match for all connections, because a watch on a single name asks the bus and waits for
     // its answer, behind everything that others have sent.
@@ -110,7 +109,8 @@ bool CallQueue::canSend(uint64_t maxUnsent) const {
 
 void CallQueue::readMore() {
     int reads = 0;
-    while (reads < kReadsPerTurn && canSend(kMaxUnsentAnswers) && sd_bus_process(mBus, nullptr) > 0) ++reads;
+    while (reads < kReadsPerTurn && canSend(kMaxUnsentAnswers) && sd_bus_process(mBus, nullptr) > 0)
+        ++reads;
 }
 
 int CallQueue::onMessage(sd_bus_message* message, void* self, sd_bus_error* error) {

@@ -85,11 +85,11 @@ private:
     struct Sender {
         Sender(sd_bus* bus, const std::string& name) : watch(bus, name) {}
         ReadWatch watch;
-        std::list<Call> calls;   ///< that wait
-        size_t waiting = 0;      ///< their cost
-        bool isBusy = false;     ///< an answer is postponed
+        std::list<Call> calls;  ///< that wait
+        size_t waiting = 0;     ///< their cost
+        bool isBusy = false;    ///< an answer is postponed
         bool hasLeft = false;
-        uint64_t turn = 0;       ///< in which it made the direct calls
+        uint64_t turn = 0;  ///< in which it made the direct calls
         int directCalls = 0;
     };
 

@@ -37,7 +37,8 @@ public:
 
     /// A call has arrived whose caller waits for an answer.
     void addCall();
-    /// Such a call was answered by so many bytes besides the overhead, or dropped without an answer.
+    /// Such a call was answered by so many bytes besides the overhead, or dropped without an
+    /// answer.
     void addAnswer(size_t size);
     void dropCall() { --mOpenCalls; }
     /// A signal with so many bytes besides the overhead was sent.
@@ -73,9 +74,9 @@ private:
     sd_bus* const mBus;
     const std::string mName;
     Bytes mUnread;
-    Bytes mUnreadAtPing;      ///< the part of it sent before the pending ping
-    size_t mLastAnswer = 0;   ///< a small one that the next call may prove to be read
-    size_t mOpenCalls = 0;    ///< that wait for an answer
+    Bytes mUnreadAtPing;         ///< the part of it sent before the pending ping
+    size_t mLastAnswer = 0;      ///< a small one that the next call may prove to be read
+    size_t mOpenCalls = 0;       ///< that wait for an answer
     bool mIsPipelining = false;  ///< has made a call before the last one was answered
     bool mIsRefused = false;
     bool mIsSilent = false;

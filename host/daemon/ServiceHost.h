@@ -56,8 +56,8 @@ public:
     /// Has `work` done by the worker, and then answers the call that is being handled.
     void answerAfter(Worker::Work work);
 
-    /// Has the service read the extra tuning file again, and then calls `onDone`. Requests that come
-    /// before it begins are answered together.
+    /// Has the service read the extra tuning file again, and then calls `onDone`. Requests that
+    /// come before it begins are answered together.
     void reload(UpdateQueue::Completion onDone);
     /// Saves all settings, and tries again a moment later if they couldn't be stored.
     void save();

@@ -18,8 +18,8 @@ namespace velora::host {
 /// Owned by the ServiceHost. The service notifies the daemon's own observer first and then each
 /// client in turn, on one thread at a time: the observer calls `begin` with the data, then each
 /// client calls `address`. These and `post` may run on any thread; all other operations belong to
-/// the bus thread. The length of the queue is bounded by the number of requests that the ServiceHost
-/// accepts.
+/// the bus thread. The length of the queue is bounded by the number of requests that the
+/// ServiceHost accepts.
 class UpdateQueue {
 public:
     /// Key of the observer, below the keys of all clients.

@@ -84,7 +84,8 @@ int serve(const Options& options) {
               "handle a signal");
     }
 
-    // Clients may call as soon as the name is there. Their calls wait until the service has started.
+    // Clients may call as soon as the name is there. Their calls wait until the service has
+    // started.
     check(sd_bus_request_name(bus.get(), kBusName, 0), "take the name on the bus");
     host.start([] {
         sd_notify(0, "READY=1");
