@@ -18,7 +18,7 @@ namespace {
 constexpr size_t kDirectAnswer = 512;
 constexpr size_t kIntrospection = 16 << 10;
 
-constexpr int kSendBuffer = 32 << 10;  // bytes
+constexpr int kSendBuffer = 128 << 10;  // bytes
 
 constexpr char kUnread[] = "this connection has too many unread answers";
 

@@ -34,7 +34,7 @@ public:
     static constexpr size_t kCallOverhead = 1024;
     static constexpr int kMaxDirectCalls = 8;  ///< of one sender in a turn, that sd-bus answers
     static constexpr size_t kMaxSenders = 4096;
-    static constexpr int kReadsPerTurn = 256;
+    static constexpr int kReadsPerTurn = 64;
     /// Messages that may wait in sd-bus until the bus takes them, before no more updates are sent,
     /// no more calls are served, and no more calls are refused, either.
     static constexpr uint64_t kMaxUnsentUpdates = 16;
