@@ -46,9 +46,10 @@ public:
 private:
     static int onAnswer(sd_bus_message* answer, void* self, sd_bus_error* /*error*/) {
         auto& caller = *static_cast<Caller*>(self);
-        const bool isRefusal =
-            sd_bus_message_is_method_error(answer, SD_BUS_ERROR_LIMITS_EXCEEDED) > 0;
-        ++(isRefusal ? caller.refused : caller.answered);
+        if (sd_bus_message_get_error(answer) == nullptr) ++caller.answered;
+        if (sd_bus_message_is_method_error(answer, SD_BUS_ERROR_LIMITS_EXCEEDED) > 0) {
+            ++caller.refused;
+        }
         return 0;
     }
 
