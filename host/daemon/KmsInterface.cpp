@@ -91,8 +91,8 @@ bool isControlCharacter(unsigned char c) { return c < ' ' || c == 0x7f; }
 
 }  // namespace
 
-// sd-bus answers introspection, properties and errors from the table. The methods are called by the
-// queue, in the order of the table's handlers.
+// sd-bus only answers introspection, properties and wrong calls from the table. The queue calls the
+// handlers of the methods.
 KmsInterface::KmsInterface(sd_bus* bus, ServiceHost* host)
     : mHost(host), mCommits(std::make_shared<std::atomic<uint64_t>>(0)) {
     mSlot = create<Slot>(

@@ -61,9 +61,9 @@ private:
     static sd_bus_message_handler_t findHandler(sd_bus_message* call);
 
     ServiceHost* const mHost;
-    std::map<std::pair<uint32_t, uint32_t>, size_t> mRawParameters;  ///< (output device, number) ->
-                                                                     ///< number of values
-    size_t mRawValues = 0;                                           ///< of all of them
+    /// (output device, parameter number) -> number of values
+    std::map<std::pair<uint32_t, uint32_t>, size_t> mRawParameters;
+    size_t mRawValues = 0;  ///< of all of them
     std::optional<StoredAnswer> mStoredAnswer;
     const std::shared_ptr<std::atomic<uint64_t>> mCommits;  ///< counted on any thread
     Slot mSlot;
