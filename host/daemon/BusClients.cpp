@@ -14,12 +14,6 @@ using android::sp;
 using android::hardware::Return;
 using android::hardware::Status;
 
-namespace {
-
-constexpr size_t kSignalOverhead = 256;  // bytes of a signal besides its data, rounded up
-
-}  // namespace
-
 /// The callback object of one registration. Held by its connection and by the service, which calls
 /// it on any thread.
 class BusClients::Listener : public android::IKmsCallbacks {
@@ -40,20 +34,14 @@ private:
     const uint32_t mKey;
 };
 
-/// One connection: its registrations by type, the watch on its name, and the number of bytes sent
-/// to it since it last proved that it reads. Owned by BusClients; bus thread only.
+/// One connection with its registrations by type. Owned by BusClients; bus thread only.
 class BusClients::Connection {
 public:
-    /// Throws std::system_error if the connection has left the bus already.
-    Connection(BusClients* owner, uint32_t number, std::string sender)
-        : name(std::move(sender)), mOwner(owner), mNumber(number) {
-        mTrack = create<Track>(
-            [this](sd_bus_track** t) {
-                return sd_bus_track_new(mOwner->mBus, t, onDisappeared, this);
-            },
-            "watch a client");
-        check(sd_bus_track_add_name(mTrack.get(), name.c_str()), "watch a client");
+    Connection(BusClients* owner, uint32_t number, ReadWatch& watch)
+        : reader(watch), mOwner(owner), mNumber(number) {
+        reader.onSilent([owner, number] { owner->drop(number, "it does not read its signals"); });
     }
+    ~Connection() { reader.onSilent(nullptr); }
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
@@ -63,13 +51,11 @@ public:
 
     void send(int32_t type, const Bytes& data) {
         emit(kUpdateSignal, std::tuple(type, data));
-        mUnread += kSignalOverhead + data.size();
-        pingIfNeeded();
+        reader.addSignal(data.size());
     }
-    bool isBehind() const { return mUnread >= kMaxUnread; }
     void sendDropped(const std::string& reason) { emit(kDroppedSignal, reason); }
 
-    const std::string name;  ///< unique name on the bus
+    ReadWatch& reader;
     std::map<int32_t, sp<Listener>> listeners;
 
 private:
@@ -82,81 +68,31 @@ private:
             "make a signal");
         appendTo(signal.get(), content);
 
-        check(sd_bus_send_to(mOwner->mBus, signal.get(), name.c_str(), nullptr), "send a signal");
-    }
-
-    void pingIfNeeded() {
-        if (mUnread >= kPingThreshold && mPing == nullptr) ping();
-    }
-
-    // Messages arrive in order and every D-Bus library answers a ping by itself, so the answer
-    // proves that everything sent before the ping has been read.
-    void ping() {
-        const auto message = create<Message>(
-            [this](sd_bus_message** m) {
-                return sd_bus_message_new_method_call(mOwner->mBus, m, name.c_str(), "/",
-                                                      "org.freedesktop.DBus.Peer", "Ping");
-            },
-            "make a ping");
-
-        mPing = create<Slot>(
-            [&](sd_bus_slot** slot) {
-                return sd_bus_call_async(mOwner->mBus, slot, message.get(), onPingAnswer, this,
-                                         kPingTimeout);
-            },
-            "send a ping");
-        mUnreadAtPing = mUnread;
-    }
-
-    // sd-bus reports a timeout as the error NoReply. Any other answer, even an error, is a sign of
-    // reading.
-    static int onPingAnswer(sd_bus_message* answer, void* self, sd_bus_error* /*error*/) {
-        auto& connection = *static_cast<Connection*>(self);
-        return guarded(nullptr, [&] {
-            if (sd_bus_message_is_method_error(answer, SD_BUS_ERROR_NO_REPLY) != 0) {
-                connection.mOwner->drop(connection.mNumber, "it does not read its signals");
-                return 0;
-            }
-
-            connection.mUnread -= connection.mUnreadAtPing;
-            connection.mPing.reset();
-
-            // So much may have been sent after the ping that requests are still refused. Then no
-            // update will follow that could cause the next ping.
-            connection.pingIfNeeded();
-            return 0;
-        });
-    }
-
-    static int onDisappeared(sd_bus_track* /*track*/, void* self) {
-        auto& connection = *static_cast<Connection*>(self);
-        return guarded(nullptr, [&] {
-            connection.mOwner->removeConnection(connection.mNumber, "it left the bus");
-            return 1;  // with 0, sd-bus would use the track again, which is destroyed by now
-        });
+        check(sd_bus_send_to(mOwner->mBus, signal.get(), reader.name().c_str(), nullptr),
+              "send a signal");
     }
 
     BusClients* const mOwner;
     const uint32_t mNumber;
-    size_t mUnread = 0;        ///< bytes that the client may not have read yet
-    size_t mUnreadAtPing = 0;  ///< the part of them sent before the pending ping
-    Track mTrack;
-    Slot mPing;  ///< the pending ping; null if there is none
 };
 
-BusClients::BusClients(sd_bus* bus, android::VeloraManagerService* service, UpdateQueue* queue)
-    : mBus(bus), mService(service), mQueue(queue) {}
+BusClients::BusClients(sd_bus* bus, android::VeloraManagerService* service, UpdateQueue* queue,
+                       Worker* worker)
+    : mBus(bus), mService(service), mQueue(queue), mWorker(worker) {}
 
 BusClients::~BusClients() = default;
 
-BusClients::Connections::iterator BusClients::find(const std::string& sender) {
+BusClients::Connections::iterator BusClients::find(const std::string& name) {
     return std::find_if(mConnections.begin(), mConnections.end(),
-                        [&](const auto& entry) { return entry.second.name == sender; });
+                        [&](const auto& entry) { return entry.second.reader.name() == name; });
 }
 
-BusClients::Connections::iterator BusClients::addConnection(const std::string& sender) {
+BusClients::Connections::iterator BusClients::addConnection(ReadWatch& reader) {
     if (mConnections.size() >= kMaxConnections) {
         throw BusError(SD_BUS_ERROR_LIMITS_EXCEEDED, "too many connections have registered");
+    }
+    if (reader.isSilent()) {
+        throw BusError(SD_BUS_ERROR_LIMITS_EXCEEDED, "this connection does not read its signals");
     }
 
     // Numbers start again at 1 before the keys made from them would exceed 32 bits.
@@ -164,17 +100,17 @@ BusClients::Connections::iterator BusClients::addConnection(const std::string& s
         mLastNumber = mLastNumber % (UINT32_MAX / kTypeCount) + 1;
     } while (mConnections.contains(mLastNumber));
 
-    ALOGD("%s is client %u", sender.c_str(), mLastNumber);
-    return mConnections.try_emplace(mLastNumber, this, mLastNumber, sender).first;
+    ALOGD("%s is client %u", reader.name().c_str(), mLastNumber);
+    return mConnections.try_emplace(mLastNumber, this, mLastNumber, reader).first;
 }
 
-void BusClients::add(const std::string& sender, int32_t type) {
+Worker::Work BusClients::add(ReadWatch& reader, int32_t type) {
     if (type < 0 || type >= kTypeCount) {
         throw BusError(SD_BUS_ERROR_INVALID_ARGS, "the type of a client is 0 to 255");
     }
 
-    auto entry = find(sender);
-    if (entry == mConnections.end()) entry = addConnection(sender);
+    auto entry = find(reader.name());
+    if (entry == mConnections.end()) entry = addConnection(reader);
     auto& connection = entry->second;
     auto& listeners = connection.listeners;
     if (!listeners.contains(type) && listeners.size() >= kMaxRegistrations) {
@@ -184,26 +120,54 @@ void BusClients::add(const std::string& sender, int32_t type) {
     // Registering again reaches the service too, which tries to initialise itself each time.
     auto& listener = listeners[type];
     if (!listener) listener = sp<Listener>::make(mQueue, connection.clientKey(type));
-    mService->registerClient(listener, type, connection.clientKey(0));
+    return [service = mService, listener, type, uid = connection.clientKey(0)] {
+        service->registerClient(listener, type, uid);
+        return [] {};
+    };
 }
 
-void BusClients::remove(const std::string& sender, int32_t type) {
-    const auto entry = find(sender);
+Worker::Work BusClients::remove(const ReadWatch& reader, int32_t type) {
+    const auto entry = find(reader.name());
     if (entry == mConnections.end() || !entry->second.listeners.contains(type)) {
         throw BusError(SD_BUS_ERROR_INVALID_ARGS, "not registered as a client of this type");
     }
 
+    // Until the service has unregistered the client, its updates are sent to it.
     auto& connection = entry->second;
-    mService->unregisterClient(connection.listeners[type], type, connection.clientKey(0));
+    return [this, name = reader.name(), listener = connection.listeners[type], type,
+            uid = connection.clientKey(0)] {
+        mService->unregisterClient(listener, type, uid);
+        return [this, name, type, isSaved = mService->isSaved()] {
+            removeListener(name, type);
+            if (!isSaved) {
+                throw BusError(SD_BUS_ERROR_FAILED, "the settings could not be saved");
+            }
+        };
+    };
+}
+
+void BusClients::removeListener(const std::string& name, int32_t type) {
+    const auto entry = find(name);
+    if (entry == mConnections.end()) return;  // it has left the bus meanwhile
+
+    auto& connection = entry->second;
     connection.listeners.erase(type);
 
     // The place is free for another connection.
     if (connection.listeners.empty()) mConnections.erase(entry);
 }
 
-bool BusClients::isAnyBehind() const {
-    return std::any_of(mConnections.begin(), mConnections.end(),
-                       [](const auto& entry) { return entry.second.isBehind(); });
+void BusClients::onLeft(const std::string& name) {
+    const auto entry = find(name);
+    if (entry != mConnections.end()) removeConnection(entry->first, "it left the bus");
+}
+
+bool BusClients::haveRoomForSignals(size_t size) const {
+    return std::all_of(mConnections.begin(), mConnections.end(), [&](const auto& entry) {
+        const Connection& client = entry.second;
+        return client.reader.unreadSignals() + client.listeners.size() * size <=
+               ReadWatch::kMaxUnread;
+    });
 }
 
 void BusClients::send(const UpdateQueue::Update& update) {
@@ -233,8 +197,14 @@ void BusClients::drop(uint32_t number, const char* reason) {
 void BusClients::removeConnection(uint32_t number, const char* reason) {
     auto connection = mConnections.extract(number);
     if (connection.empty()) return;
-    ALOGW("client %u, %s, is dropped: %s", number, connection.mapped().name.c_str(), reason);
-    for (const auto& [type, listener] : connection.mapped().listeners) listener->onDied();
+    ALOGW("client %u, %s, is dropped: %s", number, connection.mapped().reader.name().c_str(),
+          reason);
+
+    // Behind the registrations that the worker has still to do.
+    mWorker->run([listeners = connection.mapped().listeners] {
+        for (const auto& [type, listener] : listeners) listener->onDied();
+        return [] {};
+    });
 }
 
 }  // namespace velora::host

@@ -1,10 +1,12 @@
 #include "host/daemon/KmsInterface.h"
 
-#include "host/daemon/Method.h"
 #include "model/Port.h"
+#include "service/Protocol.h"
 #include "util/RootPrefix.h"
 
 #include <algorithm>
+#include <cstring>
+#include <iterator>
 
 namespace velora::host {
 
@@ -15,12 +17,12 @@ namespace {
 // An operation belongs to the interface, or to the service where forwarding is all there is to do.
 template <typename Result, typename... Args>
 int answer(sd_bus_message* call, KmsInterface& self, Result (KmsInterface::*operation)(Args...)) {
-    return answerCall(call, self, operation);
+    return answerCall(call, self.calls(), self, operation);
 }
 template <typename Result, typename... Args>
 int answer(sd_bus_message* call, KmsInterface& self,
            Result (VeloraManagerService::*operation)(Args...)) {
-    return answerCall(call, self.service(), operation);
+    return answerCall(call, self.calls(), self.service(), operation);
 }
 
 template <auto operation>
@@ -100,45 +102,63 @@ bool isControlCharacter(unsigned char c) { return c < ' ' || c == 0x7f; }
 
 }  // namespace
 
-KmsInterface::KmsInterface(sd_bus* bus, ServiceHost* host) : mBus(bus), mHost(host) {
+// sd-bus only answers introspection, properties and wrong calls from the table. The queue calls the
+// handlers of the methods.
+KmsInterface::KmsInterface(sd_bus* bus, ServiceHost* host)
+    : mHost(host), mCommits(std::make_shared<std::atomic<uint64_t>>(0)) {
     mSlot = create<Slot>(
         [&](sd_bus_slot** s) {
             return sd_bus_add_object_vtable(bus, s, kObjectPath, kInterface, kVtable, this);
         },
         "offer the service");
+    calls().setHandlers(findHandler, this);
+    SfxParamStore::getInstance().setListener([commits = mCommits] { ++*commits; });
 }
 
-std::string KmsInterface::sender() const {
-    const char* const name = sd_bus_message_get_sender(sd_bus_get_current_message(mBus));
-    if (name == nullptr) throw BusError(SD_BUS_ERROR_ACCESS_DENIED, "the message has no sender");
-    return name;
+KmsInterface::~KmsInterface() {
+    SfxParamStore::getInstance().setListener(nullptr);
+    calls().setHandlers(nullptr, nullptr);
 }
 
-void KmsInterface::registerClient(int32_t type) {
-    mHost->checkAcceptsRequest();
-    mHost->clients().add(sender(), type);
-    mHost->addPending();  // every registration is followed by a notice to all clients
+sd_bus_message_handler_t KmsInterface::findHandler(sd_bus_message* call) {
+    const char* const interface = sd_bus_message_get_interface(call);  // null if it has none
+    if (interface != nullptr && strcmp(interface, kInterface) != 0) return nullptr;
+    if (strcmp(sd_bus_message_get_path(call), kObjectPath) != 0) return nullptr;
+
+    const char* const member = sd_bus_message_get_member(call);
+    const auto* const row = std::find_if(std::begin(kVtable), std::end(kVtable), [&](auto& entry) {
+        return entry.type == _SD_BUS_VTABLE_METHOD && strcmp(entry.x.method.member, member) == 0;
+    });
+    if (row == std::end(kVtable)) return nullptr;
+    const bool isCallable = sd_bus_message_has_signature(call, row->x.method.signature) > 0;
+    return isCallable ? row->x.method.handler : nullptr;
+}
+
+Postponed KmsInterface::registerClient(int32_t type) {
+    constexpr size_t kNotice = sizeof kRegistrationNotice;  // follows every registration
+    mHost->checkAcceptsRequest(kNotice);
+    mHost->answerAfter(mHost->clients().add(calls().caller(), type));
+    mHost->addPending(kNotice);
+    return {};
 }
 
 // Accepted even when requests are not: there are no more of these than registrations, and a client
 // that leaves makes room.
-void KmsInterface::unregisterClient(int32_t type) {
-    mHost->clients().remove(sender(), type);
-    mHost->addPending();
-    if (!service().isSaved()) {
-        throw BusError(SD_BUS_ERROR_FAILED, "the settings could not be saved");
-    }
+Postponed KmsInterface::unregisterClient(int32_t type) {
+    mHost->answerAfter(mHost->clients().remove(calls().caller(), type));
+    mHost->addPending(sizeof kRegistrationNotice);
+    return {};
 }
 
 int32_t KmsInterface::setSfxParam(const Bytes& request) {
-    mHost->checkAcceptsRequest();
     requireWithin(request.size() <= VeloraManagerService::kMaxRequestSize,
                   "the request is too long");
     requireValid(!request.empty(), "the request is empty");
+    mHost->checkAcceptsRequest(request.size());
 
     Bytes copy = request;
     const int result = service().setSfxParam(copy.data(), static_cast<uint32_t>(copy.size()));
-    if (result == 0) mHost->addPending();
+    if (result == 0) mHost->addPending(copy.size());
     return result;
 }
 
@@ -154,29 +174,40 @@ std::tuple<int32_t, Bytes> KmsInterface::getSfxParam(const Bytes& request, uint3
     return {result, out};
 }
 
-// Raw parameters stay in the memory of the service until it ends, so their number is bounded too.
+// Raw parameters stay in the memory of the service until it ends, so they are bounded too.
 int32_t KmsInterface::setParam(uint32_t device, uint32_t id, const Integers& values) {
+    const auto known = mRawParameters.find({device, id});
+    const bool isNew = known == mRawParameters.end();
+    const size_t all = mRawValues + values.size() - (isNew ? 0 : known->second);
     requireWithin(values.size() <= kMaxRawValues, "too many values");
-    requireWithin(
-        mRawParameters.contains({device, id}) || mRawParameters.size() < kMaxRawParameters,
-        "too many parameters");
+    requireWithin(all <= kMaxAllRawValues, "too many values of all parameters");
+    requireWithin(!isNew || mRawParameters.size() < kMaxRawParameters, "too many parameters");
 
     const int result =
         service().setParam(device, id, values.data(), static_cast<uint32_t>(values.size()));
-    if (result == 0) mRawParameters.emplace(device, id);
-    return result;
+    if (result != 0) return result;
+    mRawParameters[{device, id}] = values.size();
+    mRawValues = all;
+    mStoredAnswer.reset();
+    return 0;
 }
 
-std::tuple<int32_t, StoredParams> KmsInterface::getStoredParams(bool committed) {
+std::tuple<int32_t, const StoredParams&> KmsInterface::getStoredParams(bool committed) {
+    const uint64_t commits = *mCommits;
+    if (mStoredAnswer && mStoredAnswer->committed == committed &&
+        mStoredAnswer->commits == commits) {
+        return {0, mStoredAnswer->params};
+    }
+
+    // A commit meanwhile makes the answer invalid, even if it has it already.
+    mStoredAnswer = StoredAnswer{committed, commits, {}};
     SfxParamStore::Caches caches;
     int count = 0;
     const int result = service().getStoredParams(&caches, committed, &count);
-
-    StoredParams params;
     for (size_t i = 0; i < caches.size(); ++i) {
-        params[caches.keyAt(i)] = caches.valueAt(i)->params();
+        mStoredAnswer->params[caches.keyAt(i)] = caches.valueAt(i)->params();
     }
-    return {result, params};
+    return {result, mStoredAnswer->params};
 }
 
 Bytes KmsInterface::getAvailableTuningDevices(int32_t port, int32_t length) {
@@ -189,26 +220,33 @@ Bytes KmsInterface::getAvailableTuningDevices(int32_t port, int32_t length) {
 }
 
 void KmsInterface::setSelectedTuningDevice(int32_t port, const std::string& name) {
-    mHost->checkAcceptsRequest();
     requireWithin(name.size() <= VeloraManagerService::kMaxRequestSize, "the name is too long");
     requireValid(isPort(port), "a port is 0 to 6");
 
     // Clients distinguish the notification, which is the name, from a command by its first byte.
     requireValid(!name.empty() && std::none_of(name.begin(), name.end(), isControlCharacter),
                  "not the name of a device");
+    mHost->checkAcceptsRequest(name.size());
 
     std::string copy = name;
     service().setSelectedTuningDevice(port, copy.data(), static_cast<int>(copy.size()));
 
     // Before it is ready the service only logs the request, so no notification would follow.
-    if (mHost->isReady()) mHost->addPending();
+    if (mHost->isReady()) mHost->addPending(copy.size());
 }
 
 // The update that a successful reload causes is sent before the reply, so that a client which waits
-// for the reply knows the outcome.
-void KmsInterface::setIntParam(uint32_t key, int64_t value) {
-    service().setIntParam(key, value);
-    mHost->deliverUpdates();
+// for the reply knows the outcome. Other keys do nothing.
+Postponed KmsInterface::setIntParam(uint32_t key, int64_t value) {
+    if (key == key::kReload) {
+        mHost->reload([answer = calls().postpone()] { answer([] {}); });
+    } else {
+        mHost->answerAfter([this, key, value] {
+            service().setIntParam(key, value);
+            return [] {};
+        });
+    }
+    return {};
 }
 
 }  // namespace velora::host

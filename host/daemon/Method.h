@@ -1,34 +1,74 @@
 #pragma once
 
 #include "host/SdBus.h"
+#include "host/daemon/CallQueue.h"
 
+#include <map>
+#include <numeric>
+#include <string>
 #include <tuple>
 #include <type_traits>
+#include <vector>
 
 namespace velora::host {
 
+/// Result of an operation that answers the call later.
+struct Postponed {};
+
+/// Number of bytes of a value in an answer, rounded up.
+template <typename T>
+size_t answerSize(const T& /*number*/) {
+    static_assert(std::is_arithmetic_v<T>);
+    return sizeof(int64_t);
+}
+inline size_t answerSize(const std::string& text) { return 2 * sizeof(uint32_t) + text.size(); }
+template <typename T>
+size_t answerSize(const std::vector<T>& items) {
+    return 2 * sizeof(int64_t) + items.size() * sizeof(T);
+}
+template <typename T>
+size_t answerSize(const std::map<uint32_t, T>& items) {
+    return std::accumulate(items.begin(), items.end(), sizeof(int64_t),
+                           [](size_t size, const auto& item) {
+                               return size + sizeof(int64_t) + answerSize(item.second);
+                           });
+}
+template <typename... T>
+size_t answerSize(const std::tuple<T...>& values) {
+    return std::apply([](const T&... value) { return (answerSize(value) + ...); }, values);
+}
+
 /// Answers the method call `call`: reads the arguments of `operation` from it, runs the operation
-/// on `object`, and sends its result as the reply. Returns the result of sd_bus_send; throws
-/// BusError and std::system_error.
+/// on `object`, and sends its result as the reply. Returns the size of the reply in bytes, 0 if the
+/// operation has postponed it, or CallQueue::kNoRoom. Throws BusError and
+/// std::system_error.
 template <typename Object, typename Result, typename... Args>
-int answerCall(sd_bus_message* call, Object& object, Result (Object::*operation)(Args...)) {
+int answerCall(sd_bus_message* call, const CallQueue& calls, Object& object,
+               Result (Object::*operation)(Args...)) {
     std::tuple<std::decay_t<Args>...> arguments;
     readFrom(call, arguments);
 
-    // The reply is made after the operation, which may send signals that must come first.
     const auto run = [&](auto&... argument) { return (object.*operation)(argument...); };
     const auto newReply = [&] {
         return create<Message>(
             [&](sd_bus_message** m) { return sd_bus_message_new_method_return(call, m); }, "reply");
     };
-    if constexpr (std::is_void_v<Result>) {
+    if constexpr (std::is_same_v<Result, Postponed>) {
         std::apply(run, arguments);
-        return sd_bus_send(nullptr, newReply().get(), nullptr);
+        return 0;
+    } else if constexpr (std::is_void_v<Result>) {
+        std::apply(run, arguments);
+        check(sd_bus_send(nullptr, newReply().get(), nullptr), "reply");
+        return 0;
     } else {
         const Result result = std::apply(run, arguments);
+        const size_t size = answerSize(result);
+        if (!calls.hasRoomForAnswer(size)) return CallQueue::kNoRoom;
+
         const Message reply = newReply();
         appendTo(reply.get(), result);
-        return sd_bus_send(nullptr, reply.get(), nullptr);
+        check(sd_bus_send(nullptr, reply.get(), nullptr), "reply");
+        return static_cast<int>(size);
     }
 }
 

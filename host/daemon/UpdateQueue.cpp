@@ -11,8 +11,7 @@ namespace velora::host {
 
 using android::Mutex;
 
-UpdateQueue::UpdateQueue()
-    : mFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), mBusThread(std::this_thread::get_id()) {
+UpdateQueue::UpdateQueue() : mFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (mFd < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
 }
 
@@ -21,24 +20,29 @@ UpdateQueue::~UpdateQueue() { close(mFd); }
 void UpdateQueue::begin(std::span<const uint8_t> data) {
     Mutex::Autolock lock(mLock);
     mData = std::make_shared<const Bytes>(data.begin(), data.end());
-    addLocked(kObserver);
+    addLocked(Update{kObserver, mData});
 }
 
 void UpdateQueue::address(uint32_t client) {
     Mutex::Autolock lock(mLock);
-    addLocked(client);
+    addLocked(Update{client, mData});
 }
 
-void UpdateQueue::addLocked(uint32_t client) {
-    mUpdates.push_back({client, mData, std::this_thread::get_id() != mBusThread});
-    if (mUpdates.size() == 1) eventfd_write(mFd, 1);
+void UpdateQueue::post(Completion completion) {
+    Mutex::Autolock lock(mLock);
+    addLocked(std::move(completion));
 }
 
-std::deque<UpdateQueue::Update> UpdateQueue::removeAll() {
+void UpdateQueue::addLocked(Item item) {
+    mItems.push_back(std::move(item));
+    if (mItems.size() == 1) eventfd_write(mFd, 1);
+}
+
+std::deque<UpdateQueue::Item> UpdateQueue::removeAll() {
     Mutex::Autolock lock(mLock);
     eventfd_t count = 0;
     eventfd_read(mFd, &count);
-    return std::exchange(mUpdates, {});
+    return std::exchange(mItems, {});
 }
 
 }  // namespace velora::host

@@ -3,21 +3,23 @@
 #include "host/Interface.h"
 
 #include <deque>
+#include <functional>
 #include <memory>
 #include <span>
-#include <thread>
+#include <variant>
 
 #include <utils/Mutex.h>
 
 namespace velora::host {
 
-/// Hands the service's notifications over to the bus thread, the only one that may use the bus.
+/// Hands over to the bus thread, the only one that may use the bus, what other threads have for it:
+/// the service's notifications, and what remains to be done after the worker's work.
 ///
-/// Owned by the ServiceHost; the thread that constructs it is the bus thread. The service notifies
-/// the daemon's own observer first and then each client in turn, on one thread at a time: the
-/// observer calls `begin` with the data, then each client calls `address`. Both may run on any
-/// thread; all other operations belong to the bus thread. The length of the queue is bounded by the
-/// number of requests that the ServiceHost accepts.
+/// Owned by the ServiceHost. The service notifies the daemon's own observer first and then each
+/// client in turn, on one thread at a time: the observer calls `begin` with the data, then each
+/// client calls `address`. These and `post` may run on any thread; all other operations belong to
+/// the bus thread. The length of the queue is bounded by the number of requests that the
+/// ServiceHost accepts.
 class UpdateQueue {
 public:
     /// Key of the observer, below the keys of all clients.
@@ -26,8 +28,10 @@ public:
     struct Update {
         uint32_t client;                    ///< key of the client, or kObserver
         std::shared_ptr<const Bytes> data;  ///< shared by all clients of one notification
-        bool answersRequest;  ///< a queued request was completed: not sent by the bus thread itself
     };
+    /// What the bus thread does after a work of the worker.
+    using Completion = std::function<void()>;
+    using Item = std::variant<Update, Completion>;
 
     /// Throws std::system_error if no file descriptor is available.
     UpdateQueue();
@@ -39,20 +43,21 @@ public:
     void begin(std::span<const uint8_t> data);
     /// Queues the current notification for one client.
     void address(uint32_t client);
+    /// Queues a completion, behind all notifications that its work has caused.
+    void post(Completion completion);
 
     /// File descriptor that is readable while the queue isn't empty.
     int fd() const { return mFd; }
-    /// Removes and returns all updates, oldest first.
-    [[nodiscard]] std::deque<Update> removeAll();
+    /// Removes and returns everything, oldest first.
+    [[nodiscard]] std::deque<Item> removeAll();
 
 private:
-    void addLocked(uint32_t client) REQUIRES(mLock);
+    void addLocked(Item item) REQUIRES(mLock);
 
     const int mFd;
-    const std::thread::id mBusThread;
     android::Mutex mLock;
     std::shared_ptr<const Bytes> mData GUARDED_BY(mLock);  ///< of the current notification
-    std::deque<Update> mUpdates GUARDED_BY(mLock);
+    std::deque<Item> mItems GUARDED_BY(mLock);
 };
 
 }  // namespace velora::host

@@ -95,7 +95,7 @@ constexpr SignalAction kSignalActions[] = {
     {SIGTERM, "shutting down", end},
     {SIGINT, "shutting down", end},
     {SIGQUIT, "shutting down", end},
-    {SIGHUP, "reading the extra tuning file again", [](ServiceHost& host) { host.reload(); }},
+    {SIGHUP, "reading the extra tuning file again", [](ServiceHost& host) { host.reload([] {}); }},
     {SIGUSR1, "saving", [](ServiceHost& host) { host.save(); }},
 };
 
@@ -161,15 +161,17 @@ int serve(const Options& options) {
     check(sd_bus_set_exit_on_disconnect(bus.get(), 1), "watch the bus");
     check(sd_bus_request_name(bus.get(), kBusName, 0), "take the name on the bus");
 
-    // Calls that have arrived since wait until the event loop runs.
+    // Calls that arrive before the service has started wait for it.
     ALOGI("looking for the tuning file at %s", rooted(kTuningFile).c_str());
     ServiceHost host(bus.get(), event.get(), std::chrono::milliseconds(options.saveDelayMs));
     const KmsInterface interface(bus.get(), &host);
     addEventSources(event.get(), &host, &log);
-    logIfNotReady(host);
 
-    sd_notify(0, "READY=1");
-    ALOGI("version %s serves %s", VELORA_VERSION, kBusName);
+    host.start([&host] {
+        logIfNotReady(host);
+        sd_notify(0, "READY=1");
+        ALOGI("version %s serves %s", VELORA_VERSION, kBusName);
+    });
 
     const int result = sd_event_loop(event.get());
     if (result != 0) ALOGE("the connection to the bus is lost");
