@@ -43,18 +43,20 @@ bool exists(const std::string& path) {
     return stat(path.c_str(), &info) == 0;
 }
 
-/// The records of the extra file, owned by `parser`. Null if it can't be used with a default file
-/// of this version.
+/// The records of the extra file, owned by `parser`, with its signature, which is empty if the file
+/// changed while it was read. Null if it can't be used with a default file of this version.
 const DeviceData* parseOem(const std::string& path, const std::string& currentVersion,
                            TuningFileParser& parser) {
     ALOGD(kLoadingOemMessage, path.c_str());
+    const std::string signature = fileSignature(path);
     if (parser.setTuningFile(path) != 0) {
         ALOGE(kOemErrorMessage);
         return nullptr;
     }
     parser.parseTuningFile();
-    const DeviceData* const oem = parser.getDeviceData();
+    DeviceData* const oem = parser.getDeviceData();
     ALOGI(kOemParsedMessage, static_cast<const void*>(oem));
+    if (fileSignature(path) == signature) oem->setSignature(signature);
 
     if (oem->getFormatVersion() == currentVersion) return oem;
     ALOGE(kOemVersionMessage, oem->getFormatVersion().c_str(), currentVersion.c_str());
@@ -119,6 +121,7 @@ void SndContextManager::loadContextLocked(const std::string& path) {
     }
     const std::string formatVersion = mProvider->getDefaultXmlFormatVersion();
     const int zenithGameSystemGain = mProvider->getZenithGameSystemGain();
+    const std::string oemSignature = mProvider->getOemSignature();
 
     // Never use a partly read context: saving it would make the missing values permanent.
     if (!loading.ok()) {
@@ -131,6 +134,7 @@ void SndContextManager::loadContextLocked(const std::string& path) {
     mContext = std::move(context);
     mFormatVersion = formatVersion;
     mZenithGameSystemGain = zenithGameSystemGain;
+    mOemSignature = oemSignature;
 }
 
 int SndContextManager::initDatabase(Provider* provider, const std::string& path) {
@@ -151,8 +155,7 @@ int SndContextManager::initDatabase(Provider* provider, const std::string& path)
     if (!restoreSalvaged(*data, provider)) return 0;
     loadOemTuningLocked();
     ALOGI(kOemLoadedMessage);
-    // A failure is logged; the settings remain unchanged then.
-    if (!transaction.commit()) mOemSignature.clear();
+    (void)transaction.commit();  // a failure is logged; the settings remain unchanged then
 
     return 0;
 }
@@ -246,7 +249,7 @@ int SndContextManager::loadOemTuning(Mutex& callersLock) {
     const bool isChanged = signature.empty() || signature != getOemSignature();
     Provider::Tunings tunings;
     if (isChanged) {
-        const int result = mergeChangedOem(path, signature, &tunings);
+        const int result = mergeChangedOem(path, &tunings);
         if (result != 0) return result;
     }
 
@@ -256,8 +259,7 @@ int SndContextManager::loadOemTuning(Mutex& callersLock) {
     return 0;
 }
 
-int SndContextManager::mergeChangedOem(const std::string& path, const std::string& signature,
-                                       Provider::Tunings* tunings) {
+int SndContextManager::mergeChangedOem(const std::string& path, Provider::Tunings* tunings) {
     // The file is parsed before any lock is taken that a query or a save could wait for.
     TuningFileParser parser;
     const DeviceData* const oem = parseOem(path, getDefaultXmlFormatVersion(), parser);
@@ -272,9 +274,7 @@ int SndContextManager::mergeChangedOem(const std::string& path, const std::strin
     const ReadSession reading = provider->startReading();
     *tunings = provider->readTunings();
     if (!reading.ok()) return android::INVALID_OPERATION;
-
-    // A file that changed while it was read is read again next time.
-    if (fileSignature(path) == signature) setOemSignature(signature);
+    setOemSignature(oem->getSignature());
     return 0;
 }
 
@@ -286,14 +286,12 @@ int SndContextManager::loadOemTuningLocked() {
         return android::NAME_NOT_FOUND;
     }
 
-    const std::string signature = fileSignature(path);
     TuningFileParser parser;
     const DeviceData* const oem = parseOem(path, mProvider->getDefaultXmlFormatVersion(), parser);
     if (oem == nullptr) return android::BAD_VALUE;
     if (!StoreBuilder(mProvider.get()).mergeOemTuning(*oem)) return android::INVALID_OPERATION;
 
     ALOGI(kReloadingMessage);
-    if (fileSignature(path) == signature) mOemSignature = signature;
     return 0;
 }
 

@@ -35,8 +35,8 @@ public:
     SndContext* getSndContext() const;
 
     /// Reads the extra tuning file again, stores what it contains, and reloads the context's
-    /// tunings. A file that was merged last and has not changed since is neither parsed nor stored
-    /// again. Returns 0 on success. Otherwise the selected tunings remain the same: the file is
+    /// tunings. A file that was merged last, also before this start, and has not changed since is
+    /// neither parsed nor stored again. Returns 0 on success. Otherwise the selected tunings remain the same: the file is
     /// missing, malformed or of another version than the default file, the store fails, or there is
     /// no context.
     [[nodiscard]] int loadOemTuning();
@@ -78,9 +78,8 @@ private:
     static std::string getChangedSignature(const std::string& path, Provider* provider);
     static bool populateDatabase(DeviceData* data, Provider* provider);
     int loadOemTuningLocked() REQUIRES(mLock);
-    /// Merges the extra file of this signature and reads the tunings again. 0 or an error.
-    int mergeChangedOem(const std::string& path, const std::string& signature,
-                        Provider::Tunings* tunings) REQUIRES(mReloadLock);
+    /// Merges the extra file and reads the tunings again. 0 or an error.
+    int mergeChangedOem(const std::string& path, Provider::Tunings* tunings) REQUIRES(mReloadLock);
     void releaseLocked() REQUIRES(mLock);
     Provider* getProvider() const;
     std::string getOemSignature() const;

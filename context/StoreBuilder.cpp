@@ -83,6 +83,7 @@ bool StoreBuilder::mergeOemTuning(const DeviceData& oem) {
     if (!defaults) return false;
     replaceOemTunings(oem, *defaults);
     replaceOemDevices(oem, *defaults);
+    mProvider->setOemSignature(oem.getSignature());
     return transaction.commit();
 }
 

@@ -19,7 +19,8 @@ public:
     [[nodiscard]] bool populate(const DeviceData& data);
 
     /// Replaces the tunings and devices that came from the maker's extra tuning file (OEM) by those
-    /// of `oem`. What has a name that the default tuning file defines is left out.
+    /// of `oem`, and stores the signature of its file. What has a name that the default tuning file
+    /// defines is left out.
     [[nodiscard]] bool mergeOemTuning(const DeviceData& oem);
 
 private:

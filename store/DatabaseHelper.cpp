@@ -508,6 +508,19 @@ void DatabaseHelper::updateConfigurationValue(std::string_view key, std::string_
     (void)transaction.commit();
 }
 
+void DatabaseHelper::setConfigurationValue(std::string_view key, std::string_view value) {
+    if (queryConfigurationValue(key).empty()) {
+        insertConfigurationValue(key, value);
+    } else {
+        updateConfigurationValue(key, value);
+    }
+}
+
+std::string DatabaseHelper::tuningsDigest() {
+    const ReadSession session(*this);
+    return mChecksums.digest({TableType::TUNINGS, TableType::DEVICE_TUNINGS});
+}
+
 void DatabaseHelper::updateSfxStatus(std::string_view key, bool on) {
     updateConfigurationValue(key, on ? kTrue : kFalse);
 }

@@ -150,6 +150,10 @@ public:
     void insertConfigurationValue(std::string_view key, std::string_view value);
     /// Empty if the key has no row; the first row's value if it has several.
     std::string queryConfigurationValue(std::string_view key);
+    /// Changes the value of a key, which gets a row if it has none.
+    void setConfigurationValue(std::string_view key, std::string_view value);
+    /// A text that changes with the rows of the tunings and their devices; see `RowChecksums`.
+    std::string tuningsDigest();
     /// False if the key has no row, otherwise whether the value is any but "false".
     bool querySfxStatus(std::string_view key);
     /// "-1" if the key has no row.

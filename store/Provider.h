@@ -38,6 +38,7 @@ public:
     static constexpr std::string_view kDatabaseVersion = "database_version";
     static constexpr std::string_view kFormatVersion = "version";
     static constexpr std::string_view kZenithGameSystemGain = "ZenithGameSystemGain";
+    static constexpr std::string_view kOemSignature = "extra_signature";
 
     /// Version of the tables that this code writes.
     static constexpr std::string_view kExpectedDatabaseVersion = "1";
@@ -94,6 +95,11 @@ public:
     virtual std::string getDefaultXmlSignature();
     virtual void setDefaultXmlFormatVersion(const std::string& version);
     virtual std::string getDefaultXmlFormatVersion();
+
+    /// The signature of the extra tuning file whose tunings are stored. Empty if that isn't known,
+    /// because somebody else has changed the tunings since.
+    virtual std::string getOemSignature();
+    virtual void setOemSignature(const std::string& signature);
 
     virtual int getNumOfProfiles() const;
     virtual int getNumOfIeqPresets() const;

@@ -87,6 +87,17 @@ std::optional<Provider::FactoryNames> Provider::readFactoryNames() {
     return wereRead ? std::optional(std::move(names)) : std::nullopt;
 }
 
+std::string Provider::getOemSignature() {
+    const std::string stored = mDatabase.queryConfigurationValue(kOemSignature);
+    const std::string digest = mDatabase.tuningsDigest();
+    const bool isCurrent = !digest.empty() && stored.ends_with(" " + digest);
+    return isCurrent ? stored.substr(0, stored.find(' ')) : std::string();
+}
+
+void Provider::setOemSignature(const std::string& signature) {
+    mDatabase.setConfigurationValue(kOemSignature, signature + " " + mDatabase.tuningsDigest());
+}
+
 void Provider::reloadCachedDeviceTunings() { useTunings(readTunings()); }
 
 Provider::Tunings Provider::readTunings() {

@@ -171,6 +171,18 @@ std::set<int64_t> RowChecksums::rowidsOf(const Table& table) {
     return rowids;
 }
 
+std::string RowChecksums::digest(std::initializer_list<TableType> types) {
+    Checksum all;
+    for (const TableType type : types) {
+        const Table& table = tableOf(type);
+        const Sums& known = sums(table);
+        const auto rows = mDatabase->countRows(table.name);
+        if (!rows || static_cast<size_t>(*rows) != known.size()) return {};
+        for (const auto& [rowid, sum] : known) all.add(std::to_string(sum));
+    }
+    return std::to_string(all.value());
+}
+
 void RowChecksums::store(const Table& table, int64_t rowid, Cells row) {
     Sums& known = sums(table);
     if (!mHasTables) return;  // `complete` stores all of them

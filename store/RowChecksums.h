@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <initializer_list>
 #include <map>
 #include <optional>
 #include <set>
@@ -43,6 +44,10 @@ public:
     bool isWhole(const Table& table, const std::set<int64_t>& rowids);
     /// The rowids of a table that have a checksum.
     std::set<int64_t> rowidsOf(const Table& table);
+
+    /// A text that changes when any row of these tables is changed, added or removed. Empty if not
+    /// every row has a checksum.
+    std::string digest(std::initializer_list<TableType> types);
 
     /// Stores the checksum of a row that was just written. `row` has the texts of `_id` and of all
     /// columns. A failure fails the transaction.
