@@ -36,9 +36,9 @@ public:
 
     /// Reads the extra tuning file again, stores what it contains, and reloads the context's
     /// tunings. A file that was merged last, also before this start, and has not changed since is
-    /// neither parsed nor stored again. Returns 0 on success. Otherwise the selected tunings remain the same: the file is
-    /// missing, malformed or of another version than the default file, the store fails, or there is
-    /// no context.
+    /// neither parsed nor stored again. Returns 0 on success. Otherwise the selected tunings remain
+    /// the same: the file is missing, malformed or of another version than the default file, the
+    /// store fails, or there is no context.
     [[nodiscard]] int loadOemTuning();
     /// The same while other threads use the context with `callersLock` held: only the last step,
     /// which changes the context and notifies its observers, takes that lock.

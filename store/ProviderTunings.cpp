@@ -89,6 +89,7 @@ std::optional<Provider::FactoryNames> Provider::readFactoryNames() {
 
 std::string Provider::getOemSignature() {
     const std::string stored = mDatabase.queryConfigurationValue(kOemSignature);
+    if (stored.empty()) return {};
     const std::string digest = mDatabase.tuningsDigest();
     const bool isCurrent = !digest.empty() && stored.ends_with(" " + digest);
     return isCurrent ? stored.substr(0, stored.find(' ')) : std::string();
