@@ -2,7 +2,6 @@
 
 #include "store/DatabaseHelper.h"
 
-#include "store/LogMessages.h"
 #include "store/Transaction.h"
 #include "util/RootPrefix.h"
 
@@ -17,7 +16,6 @@ namespace {
 
 // Log texts that are part of the interface: they must not change, nor may their spelling be
 // corrected.
-constexpr char kConfigurationNotConnectedMessage[] = "db is not connected";
 constexpr char kInvalidRecordMessage[] = "invalid value";
 constexpr char kDefaultUpdatedMessage[] = "the default value can't be updated, %d";
 constexpr char kIeqPresetMissingMessage[] = "IeqPreset doesn't exist!";
@@ -28,9 +26,6 @@ constexpr char kTuningMissingMessage[] = "Tuning doesn't exist!";
 constexpr char kIeqPresetReadMessage[] = "ieqId: %s, name: %s";
 constexpr char kTuningsClearedMessage[] = "Delete existing tuning with SQL [%s]";
 constexpr char kDeviceTuningsClearedMessage[] = "Delete existing device tuning with SQL [%s]";
-
-constexpr std::string_view kTrue = "true";
-constexpr std::string_view kFalse = "false";
 
 /// The statements on the rows of one table. Those by a key are for tables that have one.
 struct RowStatements {
@@ -67,16 +62,6 @@ std::string createStatement(const Table& table) {
         .append(" (")
         .append(DatabaseHelper::buildColumnString(table.type))
         .append(")");
-}
-
-bool isStorable(const Database::Arguments& values) {
-    const auto quoted = std::find_if(values.begin(), values.end(), [](std::string_view value) {
-        return value.find('\'') != std::string_view::npos;
-    });
-    if (quoted == values.end()) return true;
-    ALOGE("failed to store a value with a single quote: %.*s", static_cast<int>(quoted->size()),
-          quoted->data());
-    return false;
 }
 
 }  // namespace
@@ -211,6 +196,16 @@ bool DatabaseHelper::getRows(const Table& table, const Arguments& key, const Row
     return std::all_of(rowids->begin(), rowids->end(), [&](int64_t rowid) {
         return getAllRows(statements.findByRowid, {std::to_string(rowid)}, visitIntact);
     });
+}
+
+bool DatabaseHelper::isStorable(const Arguments& values) {
+    const auto quoted = std::find_if(values.begin(), values.end(), [](std::string_view value) {
+        return value.find('\'') != std::string_view::npos;
+    });
+    if (quoted == values.end()) return true;
+    ALOGE("failed to store a value with a single quote: %.*s", static_cast<int>(quoted->size()),
+          quoted->data());
+    return false;
 }
 
 void DatabaseHelper::deleteRows(const Table& table, const Arguments& key) {
@@ -447,90 +442,9 @@ void DatabaseHelper::clearOemDeviceTunings() {
     clearOem(tableOf<DeviceTuning>(), kDeviceTuningsClearedMessage);
 }
 
-void DatabaseHelper::insertConfigurationValue(std::string_view key, std::string_view value) {
-    if (!mDatabase.isOpen()) {
-        ALOGE(kConfigurationNotConnectedMessage);
-        return;
-    }
-    insertRow(tableOf(TableType::CONFIGURATION), {std::string(key), std::string(value)}, -1);
-}
-
-std::string DatabaseHelper::queryConfigurationValue(std::string_view key) {
-    const ReadSession session(*this);
-    if (!mConfiguration) {
-        mConfiguration.emplace();
-        const bool wasRead = readTable(TableType::CONFIGURATION, [&](std::span<const RowData> row) {
-            mConfiguration->emplace(cellOf(row, "key").text, cellOf(row, "value").text);
-        });
-        if (!wasRead) {
-            mConfiguration.reset();
-            return {};
-        }
-    }
-
-    const auto value = mConfiguration->find(key);
-    return value != mConfiguration->end() ? value->second : std::string();
-}
-
-bool DatabaseHelper::querySfxStatus(std::string_view key) {
-    const std::string value = queryConfigurationValue(key);
-    return !value.empty() && value != kFalse;
-}
-
-std::string DatabaseHelper::querySelectedProfile(std::string_view key) {
-    const std::string value = queryConfigurationValue(key);
-    return value.empty() ? "-1" : value;
-}
-
-void DatabaseHelper::updateConfigurationValue(std::string_view key, std::string_view value) {
-    if (!mDatabase.isOpen()) {
-        ALOGE(kNotConnectedMessage);
-        return;
-    }
-    const Arguments arguments{value, key};
-    if (!isStorable(arguments)) return;
-
-    // A failure is logged, and the transaction around this one fails.
-    Transaction transaction(*this);
-    mConfiguration.reset();
-    if (!mDatabase.write("UPDATE configuration SET value=? WHERE key=?", arguments)) return;
-
-    const Table& table = tableOf(TableType::CONFIGURATION);
-    std::map<int64_t, std::string> ids;  // by rowid
-    const bool wasRead = getAllRows("SELECT rowid, _id FROM configuration WHERE key=?", {key},
-                                    [&](std::span<const RowData> row) {
-                                        ids.emplace(row[0].integer, std::to_string(row[1].integer));
-                                    });
-    if (!wasRead) return;
-    for (const auto& [rowid, id] : ids) {
-        mChecksums.store(table, rowid, Arguments{id, key, value});
-    }
-    (void)transaction.commit();
-}
-
-void DatabaseHelper::setConfigurationValue(std::string_view key, std::string_view value) {
-    if (queryConfigurationValue(key).empty()) {
-        insertConfigurationValue(key, value);
-    } else {
-        updateConfigurationValue(key, value);
-    }
-}
-
 std::string DatabaseHelper::tuningsDigest() {
     const ReadSession session(*this);
     return mChecksums.digest({TableType::TUNINGS, TableType::DEVICE_TUNINGS});
-}
-
-void DatabaseHelper::updateSfxStatus(std::string_view key, bool on) {
-    updateConfigurationValue(key, on ? kTrue : kFalse);
-}
-
-void DatabaseHelper::updateSelectedProfile(std::string_view key, std::string_view value) {
-    updateConfigurationValue(key, value);
-}
-
-void DatabaseHelper::updateTuningDevice(std::string_view key, std::string_view value) {
-    updateConfigurationValue(key, value);
 }
 
 }  // namespace velora

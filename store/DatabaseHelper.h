@@ -25,10 +25,11 @@
 
 namespace velora {
 
-/// Keeps every record, and a small configuration of keys and values, in one SQLite file. The only
-/// code that speaks SQL, apart from the database and the row index that it owns.
+/// Keeps every record, and a small configuration of keys and values, in one SQLite file. It owns
+/// the database, the row index and the checksums; SQL is written only in these four and in
+/// Salvage.cpp.
 ///
-/// Owned by the provider and used under its callers' lock, by one thread at a time. Each call names
+/// Owned by the provider and used by one thread at a time, as `Provider` says. Each call names
 /// the copy of a record that it means. Nothing throws: a failure is logged, and a record that can't
 /// be read keeps its values. All writes between `beginTransaction` and `commitTransaction` are
 /// stored together, or none of them. A text with a single quote can't be stored: its row is left
@@ -75,7 +76,7 @@ public:
     [[nodiscard]] bool beginReading() { return mDatabase.begin(Database::Access::READ); }
     /// True if no write has failed since the beginning; at the end of the outermost transaction, if
     /// all of it is stored. Otherwise nothing of it is.
-    bool commitTransaction();
+    [[nodiscard]] bool commitTransaction();
     /// Lets the current transaction fail: nothing of it will be stored.
     void abortTransaction();
 
@@ -100,9 +101,10 @@ public:
 
     // Replace the row of a copy. True if it is stored, or, inside another transaction, if that one
     // will store it. The factory copy, "default", can't be replaced.
-    bool updateGeqValue(GeqPreset* preset, std::string_view customName);
-    bool updateProfileValue(Profile* profile, std::string_view customName);
-    bool updateProfileEndpointValue(ProfileEndpoint* endpoint, std::string_view customName);
+    [[nodiscard]] bool updateGeqValue(GeqPreset* preset, std::string_view customName);
+    [[nodiscard]] bool updateProfileValue(Profile* profile, std::string_view customName);
+    [[nodiscard]] bool updateProfileEndpointValue(ProfileEndpoint* endpoint,
+                                                  std::string_view customName);
 
     // Fill a record from its row. False, and the record unchanged, if it has no row or the row
     // can't be read. Of several rows with the same key, the last one counts.
@@ -164,18 +166,20 @@ public:
     void updateTuningDevice(std::string_view key, std::string_view value);
 
 private:
-    bool getRows(const Table& table, const Arguments& key, const RowVisitor& visit);
+    [[nodiscard]] bool getRows(const Table& table, const Arguments& key, const RowVisitor& visit);
     /// Passes all intact rows of a table on: `_id` and all columns. False if they can't be read.
     [[nodiscard]] bool readTable(TableType type, const RowVisitor& visit);
     /// Whether the row can be served. `row` has the rowid and then all columns.
-    bool checkRow(const Table& table, std::span<const RowData> row);
+    [[nodiscard]] bool checkRow(const Table& table, std::span<const RowData> row);
     void forgetRows();
+    /// Whether the texts can be stored. Logs the first that can't.
+    [[nodiscard]] static bool isStorable(const Arguments& values);
     void deleteRows(const Table& table, const Arguments& key);
     int64_t insertRow(const Table& table, const std::vector<std::string>& texts, int64_t id);
     template <typename Record>
     void executeInsertCommand(Record* record, std::string_view customName, int64_t id);
     template <typename Record>
-    bool updateRecord(Record* record, std::string_view customName);
+    [[nodiscard]] bool updateRecord(Record* record, std::string_view customName);
     template <typename Record>
     bool queryRecord(const Arguments& key, Record* record, const char* missingMessage);
     void updateConfigurationValue(std::string_view key, std::string_view value);
