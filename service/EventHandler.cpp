@@ -145,10 +145,7 @@ void VeloraManagerService::EventHandler::onMessageReceived(const sp<AMessage>& m
     if (!owner) return;
 
     if (message->what() == SAVE) {
-        (void)owner->saveSettings();  // a failure is logged
-        Mutex::Autolock lock(mSaveLock);
-        ++mSavesDone;
-        mSaveDone.broadcast();
+        save(*owner);
         return;
     }
 
@@ -173,6 +170,14 @@ void VeloraManagerService::EventHandler::onMessageReceived(const sp<AMessage>& m
 
     owner->doOnSfxParamUpdate(buffer ? buffer->data() : nullptr,
                               buffer ? static_cast<uint32_t>(buffer->size()) : 0);
+}
+
+void VeloraManagerService::EventHandler::save(VeloraManagerService& owner) {
+    (void)owner.saveSettings();  // a failure is logged
+
+    Mutex::Autolock lock(mSaveLock);
+    ++mSavesDone;
+    mSaveDone.broadcast();
 }
 
 void VeloraManagerService::EventHandler::setSelectedTuning(const AMessage& message,

@@ -64,9 +64,11 @@ private:
     static const SetCommand kSetCommands[];
 
     sp<AMessage> makeMessage(const void* data, uint32_t size, uint32_t what);
-    status_t post(const sp<AMessage>& message);
+    [[nodiscard]] status_t post(const sp<AMessage>& message);
     /// True for what a client asks for: only the number of these is bounded.
     static bool isRequest(uint32_t what);
+    /// Saves the settings for the first `saveAfterQueued` that still waits.
+    void save(VeloraManagerService& owner);
     void setSelectedTuning(const AMessage& message, const sp<ABuffer>& buffer);
     /// Executes the command in `size` bytes at `data` and writes its result word there. A buffer
     /// without room for a first argument, and an unknown command, change nothing.

@@ -206,30 +206,29 @@ void RowChecksums::complete() {
         clear();
     }
 
-    struct Row {
-        int64_t rowid;
-        std::vector<std::string> cells;
-    };
-    for (const Table& table : allTables()) {
-        const Sums& known = sums(table);
-        std::vector<Row> rows;  // the database must not change while it is read
-        const std::string sql = "SELECT rowid, * FROM " + std::string(table.name);
-        const bool wereRead = mDatabase->read(sql, {}, [&](std::span<const RowData> row) {
-            if (known.contains(row.front().integer)) return;
-            Row& added = rows.emplace_back(Row{row.front().integer, {}});
-            for (const RowData& cell : row.subspan(1)) {
-                const bool isText = cell.storageClass != RowData::kInteger;
-                added.cells.push_back(isText ? std::string(cell.text)
-                                             : std::to_string(cell.integer));
-            }
-        });
-        if (!wereRead) mDatabase->abort();
-        for (const Row& row : rows) {
-            const std::vector<std::string_view> cells(row.cells.begin(), row.cells.end());
-            store(table, row.rowid, cells);
-        }
-    }
+    for (const Table& table : allTables()) completeTable(table);
     mIsIncomplete = !mDatabase->isTransactionOpen();
+}
+
+void RowChecksums::completeTable(const Table& table) {
+    const Sums& known = sums(table);
+    std::map<int64_t, std::vector<std::string>> rows;  // by rowid
+    const std::string sql = "SELECT rowid, * FROM " + std::string(table.name);
+    const bool wereRead = mDatabase->read(sql, {}, [&](std::span<const RowData> row) {
+        if (known.contains(row.front().integer)) return;
+        std::vector<std::string>& cells = rows[row.front().integer];
+        for (const RowData& cell : row.subspan(1)) {
+            const bool isText = cell.storageClass != RowData::kInteger;
+            cells.push_back(isText ? std::string(cell.text) : std::to_string(cell.integer));
+        }
+    });
+    if (!wereRead) mDatabase->abort();
+
+    // Only now, because the database must not change while it is read.
+    for (const auto& [rowid, texts] : rows) {
+        const std::vector<std::string_view> cells(texts.begin(), texts.end());
+        store(table, rowid, cells);
+    }
 }
 
 }  // namespace velora

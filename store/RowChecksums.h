@@ -38,10 +38,10 @@ public:
 
     /// False, with a line in the log that names the row, if its checksum is wrong. `row` has the
     /// rowid, `_id` and all columns.
-    bool isIntact(const Table& table, std::span<const RowData> row);
+    [[nodiscard]] bool isIntact(const Table& table, std::span<const RowData> row);
     /// False, with a line in the log, if a row of the table that has a checksum is not among
     /// `rowids`, those of all its rows.
-    bool isWhole(const Table& table, const std::set<int64_t>& rowids);
+    [[nodiscard]] bool isWhole(const Table& table, const std::set<int64_t>& rowids);
     /// The rowids of a table that have a checksum.
     std::set<int64_t> rowidsOf(const Table& table);
 
@@ -65,6 +65,7 @@ private:
 
     Sums& sums(const Table& table);
     bool hasTables();
+    void completeTable(const Table& table);
 
     Database* const mDatabase;
     std::optional<std::array<Sums, kNumTables>> mSums;  ///< none until they are read

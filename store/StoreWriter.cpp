@@ -80,26 +80,7 @@ void StoreWriter::run() {
             continue;
         }
 
-        UserSettings settings = std::exchange(mPending, {});
-        const uint64_t number = mSubmitted;
-        mLock.unlock();
-        bool stored = false;
-        {
-            Mutex::Autolock database(mDatabaseLock);
-            stored = mProvider->storeSettings(settings);
-        }
-        mLock.lock();
-
-        mTried = std::max(mTried, number);
-        if (stored) {
-            mStored = std::max(mStored, number);
-        } else {
-            // What was submitted meanwhile is newer.
-            settings.add(std::exchange(mPending, {}));
-            mPending = std::move(settings);
-            ALOGE("the settings couldn't be stored, the next save tries again");
-        }
-        mChanged.broadcast();
+        storePendingLocked();
 
         // Nobody waits for this.
         mLock.unlock();
@@ -111,6 +92,30 @@ void StoreWriter::run() {
     }
     mRunning = false;
     mLock.unlock();
+    mChanged.broadcast();
+}
+
+void StoreWriter::storePendingLocked() {
+    UserSettings settings = std::exchange(mPending, {});
+    const uint64_t number = mSubmitted;
+    mLock.unlock();
+    bool stored = false;
+    {
+        Mutex::Autolock database(mDatabaseLock);
+        stored = mProvider->storeSettings(settings);
+    }
+    mLock.lock();
+
+    // `discardPending` may have advanced the numbers meanwhile.
+    mTried = std::max(mTried, number);
+    if (stored) {
+        mStored = std::max(mStored, number);
+    } else {
+        // What was submitted meanwhile is newer.
+        settings.add(std::exchange(mPending, {}));
+        mPending = std::move(settings);
+        ALOGE("the settings couldn't be stored, the next save tries again");
+    }
     mChanged.broadcast();
 }
 

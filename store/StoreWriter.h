@@ -42,7 +42,7 @@ public:
 
     /// Begins to store `settings`, together with what failed before. The save succeeds at once if
     /// there is nothing to store, and nothing is written then.
-    Save submit(UserSettings settings);
+    [[nodiscard]] Save submit(UserSettings settings);
     /// Forgets what could not be stored so far.
     void discardPending();
     /// False if the last transaction failed, and there are settings that are not stored.
@@ -54,13 +54,16 @@ public:
     /// Stores what is pending and ends the thread. What is submitted later fails.
     void stop();
 
-    /// Held by whoever else uses the provider's database. Comes after all locks of the settings.
+    /// Everybody else who uses the provider's database holds it. It is acquired after every lock of
+    /// the settings.
     android::Mutex& databaseLock() { return mDatabaseLock; }
 
 private:
     void startLocked() REQUIRES(mLock);
-    bool wait(uint64_t number);
+    [[nodiscard]] bool wait(uint64_t number);
     void run();
+    /// Releases the lock while it waits for the disk.
+    void storePendingLocked() REQUIRES(mLock);
 
     Provider* const mProvider;
     android::Mutex mDatabaseLock;
