@@ -17,7 +17,7 @@ void Worker::run(Work work) {
         Mutex::Autolock lock(mLock);
         mQueue.push_back(std::move(work));
     }
-    mChanged.notify_one();
+    mChanged.broadcast();
 }
 
 void Worker::stop() {
@@ -27,7 +27,7 @@ void Worker::stop() {
         mIsStopped = true;
         mQueue.swap(dropped);
     }
-    mChanged.notify_one();
+    mChanged.broadcast();
     if (mThread.joinable()) mThread.join();
 }
 

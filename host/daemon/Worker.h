@@ -2,11 +2,11 @@
 
 #include "host/daemon/UpdateQueue.h"
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <thread>
 
+#include <utils/Condition.h>
 #include <utils/Mutex.h>
 
 namespace velora::host {
@@ -45,7 +45,7 @@ private:
     UpdateQueue* const mDone;
     size_t mUnfinished = 0;  ///< bus thread only
     android::Mutex mLock;
-    std::condition_variable_any mChanged;  ///< of what mLock guards
+    android::Condition mChanged;  ///< of what mLock guards
     std::deque<Work> mQueue GUARDED_BY(mLock);
     bool mIsStopped GUARDED_BY(mLock) = false;
     std::thread mThread;  ///< the last member, because it uses the others
