@@ -7,7 +7,6 @@
 
 #include <chrono>
 #include <csignal>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>

@@ -9,7 +9,6 @@
 #include "service/VeloraManagerService.h"
 
 #include <semaphore>
-#include <tuple>
 #include <vector>
 
 #include <benchmark/benchmark.h>

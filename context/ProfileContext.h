@@ -29,7 +29,8 @@ public:
     void restoreDefaultGeq();
 
     // Part of the vendor's contract, without a caller here. These write to the store themselves,
-    // in one transaction; what fails is stored by the next save.
+    // in one transaction; what fails is stored by the next save. The caller must hold
+    // `SndContext::databaseLock`.
     void save();
     void reset();
     void resetGeq();

@@ -65,7 +65,7 @@ private:
     /// the user's settings.
     void rebuildLocked(const std::string& path) REQUIRES(mLock);
     /// Stores what was salvaged over the new user's copies. False if that fails.
-    bool restoreSalvaged(const DeviceData& data, Provider* provider) REQUIRES(mLock);
+    [[nodiscard]] bool restoreSalvaged(const DeviceData& data, Provider* provider) REQUIRES(mLock);
     /// The records of the file, valid as long as `mParser`. Null if it can't be used.
     DeviceData* parse(const std::string& path) REQUIRES(mLock);
     /// Fills the store from the tuning files if the default one changed. Always 0: if the file
@@ -76,10 +76,11 @@ private:
     DeviceData* loadXmlIfChanged(const std::string& path, Provider* provider) REQUIRES(mLock);
     /// The signature of the file if the store must be filled from it, else empty.
     static std::string getChangedSignature(const std::string& path, Provider* provider);
-    static bool populateDatabase(DeviceData* data, Provider* provider);
+    [[nodiscard]] static bool populateDatabase(DeviceData* data, Provider* provider);
     int loadOemTuningLocked() REQUIRES(mLock);
     /// Merges the extra file and reads the tunings again. 0 or an error.
-    int mergeChangedOem(const std::string& path, Provider::Tunings* tunings) REQUIRES(mReloadLock);
+    [[nodiscard]] int mergeChangedOem(const std::string& path, Provider::Tunings* tunings)
+        REQUIRES(mReloadLock);
     void releaseLocked() REQUIRES(mLock);
     Provider* getProvider() const;
     std::string getOemSignature() const;

@@ -7,8 +7,9 @@ namespace velora {
 
 /// Writes what the tuning files contain into the store.
 ///
-/// Made by the context manager for one call and used under its lock. The provider is not owned, nor
-/// are the records, which get the ids of their rows. Each operation is one transaction, inside the
+/// Made by the context manager for one call. At the start nobody else uses the provider; later the
+/// manager holds the lock of the StoreWriter. The provider is not owned, nor are the records, which
+/// get the ids of their rows. Each operation is one transaction, inside the
 /// caller's if there is one: after a failure, which is logged, the store is as it was before.
 class StoreBuilder {
 public:

@@ -156,7 +156,7 @@ struct VirtualBassTranslator {
     }
 };
 
-/// One entry: the virtualiser's switch, the number of channels that it renders, the orientation of
+/// One entry: the virtualizer's switch, the number of channels that it renders, the orientation of
 /// the loudspeakers and, only for the built-in ones, the matrix by which channels are mixed.
 struct OutputModeTranslator {
     static constexpr std::array kSrcParams{VIRTUALIZER_ENABLE, OUTPUT_MIX_MATRIX, ORIENTATION};

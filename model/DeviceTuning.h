@@ -22,7 +22,7 @@ public:
     DeviceTuning(int64_t id, std::string device, std::string port, std::string tuning)
         : mId(id), mDevice(std::move(device)), mPort(std::move(port)), mTuning(std::move(tuning)) {}
 
-    /// Rowid in the database; -1 if the record was never stored.
+    /// The id of the record's row in the database; -1 if it was never saved.
     virtual int64_t getId() const { return mId; }
     void setId(int64_t id) { mId = id; }
     /// Part of the vendor's contract, without a caller here.

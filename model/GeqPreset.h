@@ -8,7 +8,7 @@
 
 namespace velora {
 
-/// The graphic-equaliser bands of one profile, of which every profile has one set.
+/// The graphic-equalizer bands of one profile, of which every profile has one set.
 class GeqPreset : public ParameterValues {
 public:
     static constexpr ParameterSet kValidParams = ParameterSet::of(RecordKind::GEQ_PRESET);

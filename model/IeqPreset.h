@@ -9,7 +9,7 @@
 
 namespace velora {
 
-/// One intelligent-equaliser preset: a numbered target curve that all profiles share. Its number is
+/// One intelligent-equalizer preset: a numbered target curve that all profiles share. Its number is
 /// also the value of `ieq_id`, so that the effect receives it with the curve.
 class IeqPreset : public ParameterValues {
 public:

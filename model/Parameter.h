@@ -28,9 +28,9 @@ enum class NodeKind {
     MIX_MATRIX,       ///< the rows of a matrix, concatenated
     FREQUENCY_PAIR,   ///< a low and a high frequency
     ATTRIBUTES,       ///< one integer per attribute
-    IEQ_BANDS,        ///< bands of an intelligent-equaliser preset
-    GEQ_BANDS,        ///< bands of a graphic-equaliser preset
-    OPTIMIZER_BANDS,  ///< bands of the audio optimiser
+    IEQ_BANDS,        ///< bands of an intelligent-equalizer preset
+    GEQ_BANDS,        ///< bands of a graphic-equalizer preset
+    OPTIMIZER_BANDS,  ///< bands of the audio optimizer
     REGULATOR_BANDS,  ///< bands of the audio regulator
 };
 

@@ -11,7 +11,7 @@ namespace velora {
 enum class Scope {
     PROFILE,   ///< on the profile
     ENDPOINT,  ///< on each of the profile's endpoints
-    /// On each endpoint in headphone virtualiser mode 1. In the other modes it is the first value
+    /// On each endpoint in headphone virtualizer mode 1. In the other modes it is the first value
     /// of the profile's rendering configuration, and setting it resets that configuration.
     STEERING,
     HEADPHONE,   ///< on the headphone endpoint alone

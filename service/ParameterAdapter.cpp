@@ -45,7 +45,7 @@ const AdapterParameter* findFor(int id, const ParameterAdapter::Values& values) 
 bool isOfEndpoints(Scope scope) { return scope == Scope::ENDPOINT || scope == Scope::STEERING; }
 
 /// The endpoint whose values represent the whole profile: the only one that has the parameter, or
-/// the headphone where a virtualiser is steered, else the speaker.
+/// the headphone where a virtualizer is steered, else the speaker.
 Endpoint representativeEndpoint(Scope scope) {
     const bool headphone = scope == Scope::HEADPHONE || scope == Scope::STEERING;
     return headphone ? Endpoint::HEADPHONE : Endpoint::SPEAKER;

@@ -25,7 +25,7 @@ public:
     int getParameterLength(int id) const;
 
     /// Sets a parameter for the whole profile: on every endpoint, where each has its own. `values`
-    /// are replaced by what they are limited to, except for the virtualisers' switches, which have
+    /// are replaced by what they are limited to, except for the virtualizers' switches, which have
     /// no limits; also if the context refuses them.
     void setParameter(int profile, int id, Values& values);
     /// The value that represents the whole profile: the profile's own, its GEQ preset's, that of

@@ -141,12 +141,12 @@ int VeloraManagerService::getDialogEnhancerAmount() {
     if (port == nullptr) return kUnknownAmount;
 
     const int profile = mManager->getSelectedProfile();
-    const auto equaliser =
+    const auto equalizer =
         mManager->getProfilePortParameter(profile, *port, velora::kGraphicEqualizerEnable);
     const auto ducking =
         mManager->getProfilePortParameter(profile, *port, velora::kDialogEnhancerDucking);
-    if (equaliser.empty() || ducking.empty()) return kUnknownAmount;
-    return equaliser.front() == 0 ? 0 : ducking.front();
+    if (equalizer.empty() || ducking.empty()) return kUnknownAmount;
+    return equalizer.front() == 0 ? 0 : ducking.front();
 }
 
 bool VeloraManagerService::isMonoInternalSpeaker() {

@@ -118,7 +118,7 @@ protected:
 
 private:
     /// Saves a part of the settings. True if they are stored, or if there are none.
-    bool save(SndContext::Part part);
+    [[nodiscard]] bool save(SndContext::Part part);
     bool isProfileLocked(int profile) const REQUIRES(sLock);
     bool isParameterLocked(int profile, int id) const REQUIRES(sLock);
     std::string profileNameLocked(int profile) REQUIRES(sLock);

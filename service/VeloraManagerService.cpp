@@ -7,8 +7,6 @@
 #include "service/NotificationClient.h"
 #include "service/Protocol.h"
 
-#include <tuple>
-
 #include <log/log.h>
 #include <utils/Errors.h>
 
@@ -56,7 +54,7 @@ void VeloraManagerService::onFirstRef() {
 
 VeloraManagerService::~VeloraManagerService() {
     ALOGI(kLifecycleMessage, "~VeloraManagerService");
-    (void)shutdown();  // a failure is logged; nobody is left to be told
+    (void)shutdown();  // a failure is logged
 }
 
 void VeloraManagerService::initManager() {
@@ -114,9 +112,8 @@ void VeloraManagerService::unregisterClient(const sp<IKmsCallbacks>& /*listener*
 
 void VeloraManagerService::postRegistrationNotice() {
     // It can't be queued after `shutdown`, when nobody is notified any more.
-    std::ignore =
-        mHandler->sendMessage(velora::kRegistrationNotice, sizeof velora::kRegistrationNotice,
-                              EventHandler::REGISTRATION_CHANGED);
+    (void)mHandler->sendMessage(velora::kRegistrationNotice, sizeof velora::kRegistrationNotice,
+                                EventHandler::REGISTRATION_CHANGED);
 }
 
 void VeloraManagerService::removeNotificationClient(uint32_t key, const NotificationClient& died) {

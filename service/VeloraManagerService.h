@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include <hidl/HidlSupport.h>
 #include <system/audio.h>
@@ -98,7 +97,7 @@ public:
     /// name is invalid or the request can't be queued.
     void setSelectedTuningDevice(int port, void* name, int len);
 
-    /// The dialog enhancer's ducking on the active output device, 0 while the graphic equaliser is
+    /// The dialog enhancer's ducking on the active output device, 0 while the graphic equalizer is
     /// off there; -1 if either is not known.
     int getDialogEnhancerAmount();
     bool isMonoInternalSpeaker();
@@ -139,7 +138,7 @@ private:
     static const GetCommand kGetCommands[];
 
     void initManager();
-    bool reloadTuning();
+    [[nodiscard]] bool reloadTuning();
     void postRegistrationNotice();
     void removeNotificationClient(uint32_t key, const NotificationClient& died);
 

@@ -248,7 +248,7 @@ void Database::primeLog() {
 
 void Database::checkpoint() {
     if (!isOpen() || mLogPages < kLongLog) return;
-    mLogPages = 0;  // if this fails, the next commit tells the length again
+    mLogPages = 0;  // if this fails, the next commit sets it again
     const int result = sqlite3_wal_checkpoint_v2(mConnection.get(), "main",
                                                  SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
     if (result != SQLITE_OK && !isLocked(result)) handleFailure(result);

@@ -27,7 +27,7 @@ class Statement;
 /// into the file. A commit that succeeded survives a loss of power. While the file is open, other
 /// processes may read it, also during a transaction.
 ///
-/// Owned by the database helper and used under its callers' lock, by one thread at a time. Owns the
+/// Owned by the database helper and used by one thread at a time, as `Provider` says. Owns the
 /// connection and the prepared statements. Nothing throws: a failure is logged and returned. If the
 /// file can't be opened or read, there is no connection, and every statement fails.
 class Database {
@@ -117,7 +117,7 @@ private:
     void setUp();
     bool hasMoved() const;
     Statement* prepare(const std::string& sql, int* result);
-    bool runWrite(Statement& statement, const std::string& sql);
+    [[nodiscard]] bool runWrite(Statement& statement, const std::string& sql);
     void handleFailure(int result);
 
     const StoreFile mFile;

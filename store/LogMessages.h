@@ -2,8 +2,8 @@
 
 namespace velora {
 
-// Log texts that are part of the interface: they must not change, nor may their spelling be
-// corrected.
+// Log texts that are part of the interface and that several files of this folder log: they must not
+// change, nor may their spelling be corrected.
 inline constexpr char kNotConnectedMessage[] = "the database is not connected";
 
 }  // namespace velora

@@ -6,7 +6,6 @@
 #include "util/Integers.h"
 
 #include <algorithm>
-#include <utility>
 
 #include <log/log.h>
 #include <utils/Errors.h>

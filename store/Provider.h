@@ -19,11 +19,12 @@ namespace velora {
 /// The settings store as the rest of the system sees it: loads, saves, resets and creates records,
 /// choosing the right copy of each, and keeps the configuration values.
 ///
-/// Owned by the context manager and used under its callers' locks, by one thread at a time. Owns
-/// every record that it returns. Those of profiles and presets remain the same objects, which each
-/// load fills again, until `init`; tunings remain until the provider is destroyed, device tunings
-/// until they are reloaded. Failures are logged by the database; loading a record that has no row
-/// leaves it unchanged, and saving null does nothing.
+/// Owned by the context manager. Whoever reads or writes the store holds the lock of the
+/// StoreWriter, once that runs; everything else, the records included, is used under the callers'
+/// locks. Owns every record that it returns. Those of profiles and presets remain the same objects,
+/// which each load fills again, until `init`; tunings remain until the provider is destroyed,
+/// device tunings until they are reloaded. Failures are logged by the database; loading a record
+/// that has no row leaves it unchanged, and saving null does nothing.
 class Provider {
 public:
     // The copies of a record.
@@ -57,14 +58,14 @@ public:
     /// Creates the records of all profiles, 0 to the largest number that is stored, without values;
     /// one that has no row has no name. 0, or -22 if the database has no profiles. Destroys the
     /// records of profiles and presets that were returned before.
-    virtual int init();
+    [[nodiscard]] virtual int init();
     /// Drops all tables.
     virtual void clear();
 
     // A `Transaction` is the way to use these three: what is written in between is stored as a
     // whole or not at all. Transactions nest.
     virtual void beginTransaction();
-    virtual bool commitTransaction();
+    [[nodiscard]] virtual bool commitTransaction();
     virtual void abortTransaction();
     /// The reads during the life of the session see one state of the store.
     [[nodiscard]] virtual ReadSession startReading();

@@ -17,7 +17,7 @@ public:
     ~Transaction() {
         if (mCommitted) return;
         mStore.abortTransaction();
-        mStore.commitTransaction();  // ends it, and fails
+        (void)mStore.commitTransaction();  // ends it, and fails
     }
     Transaction(const Transaction&) = delete;
     Transaction& operator=(const Transaction&) = delete;
@@ -43,7 +43,7 @@ public:
         : mDatabase(database),
           mFailedBefore(database.failedReads()),
           mBegun(database.beginReading()) {}
-    ~ReadSession() { mDatabase.commitTransaction(); }  // nothing was written
+    ~ReadSession() { (void)mDatabase.commitTransaction(); }  // nothing was written
     ReadSession(const ReadSession&) = delete;
     ReadSession& operator=(const ReadSession&) = delete;
 

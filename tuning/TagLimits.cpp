@@ -20,13 +20,13 @@ constexpr Section kSections[] = {
 
 bool TagLimits::accept(std::string_view block) {
     for (const char byte : block) {
-        take(byte);
+        advance(byte);
         if (!mError.empty()) return false;
     }
     return true;
 }
 
-void TagLimits::take(char byte) {
+void TagLimits::advance(char byte) {
     if (byte == '\n') ++mLine;
 
     switch (mState) {
@@ -42,10 +42,10 @@ void TagLimits::take(char byte) {
             break;
         case State::START_TAG:
         case State::DOCTYPE:
-            takeInTag(byte);
+            advanceInTag(byte);
             break;
         case State::SECTION:
-            takeInSection(byte);
+            advanceInSection(byte);
             break;
     }
 }
@@ -77,7 +77,7 @@ void TagLimits::openMarkup() {
     }
 }
 
-void TagLimits::takeInTag(char byte) {
+void TagLimits::advanceInTag(char byte) {
     const bool isStartTag = mState == State::START_TAG;
     if (isStartTag && ++mTagSize > kMaxTagSize) {
         return refuse("a start tag has at most " + std::to_string(kMaxTagSize) +
@@ -97,7 +97,7 @@ void TagLimits::takeInTag(char byte) {
     }
 }
 
-void TagLimits::takeInSection(char byte) {
+void TagLimits::advanceInSection(char byte) {
     if (mLastBytes.size() == mSectionEnd.size()) mLastBytes.erase(0, 1);
     mLastBytes += byte;
     if (mLastBytes == mSectionEnd) mState = State::TEXT;

@@ -22,7 +22,7 @@ public:
     /// Attributes of a start tag, with its namespace declarations.
     static constexpr size_t kMaxAttributes = 256;
 
-    /// Takes the next bytes of the document. False if a tag is refused, with `error` set: this
+    /// Checks the next bytes of the document. False if a tag is refused, with `error` set: this
     /// block must not be parsed, and no other one may follow.
     [[nodiscard]] bool accept(std::string_view block);
 
@@ -38,10 +38,10 @@ private:
         SECTION,    ///< a comment, CDATA section or processing instruction
     };
 
-    void take(char byte);
+    void advance(char byte);
     void openMarkup();
-    void takeInTag(char byte);
-    void takeInSection(char byte);
+    void advanceInTag(char byte);
+    void advanceInSection(char byte);
     void refuse(const std::string& reason);
 
     State mState = State::TEXT;

@@ -85,7 +85,7 @@ public:
     void set(ParameterValues& values, TagIterator& it) const override;
 };
 
-/// Bands of an intelligent-equaliser preset, three levels below it. The list ends at an element
+/// Bands of an intelligent-equalizer preset, three levels below it. The list ends at an element
 /// that isn't a "band_ieq". A band without a target ends the list of targets, not that of
 /// frequencies.
 class IeqValueSetter : public ValueSetter {
@@ -96,7 +96,7 @@ public:
     void set(ParameterValues& values, TagIterator& it) const override;
 };
 
-/// Bands of a graphic-equaliser preset, three levels below it, whatever their name.
+/// Bands of a graphic-equalizer preset, three levels below it, whatever their name.
 class GeqValueSetter : public ValueSetter {
 public:
     static constexpr std::array<std::string_view, 2> kAttrNames{"frequency", "gain"};
@@ -105,7 +105,7 @@ public:
     void set(ParameterValues& values, TagIterator& it) const override;
 };
 
-/// Bands of the audio optimiser, one level below. A band that tunes two channels has no surround
+/// Bands of the audio optimizer, one level below. A band that tunes two channels has no surround
 /// gains, so the lists of these may be shorter.
 class AudioOptimizerValueSetter : public ValueSetter {
 public:

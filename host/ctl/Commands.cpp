@@ -366,7 +366,7 @@ constexpr CommandInfo kCommands[] = {
      Needs::TUNING_FILE,
      setParameter},
     {"presets",
-     "List the presets of the intelligent equaliser",
+     "List the presets of the intelligent equalizer",
      {},
      Needs::TUNING_FILE,
      listPresets},

@@ -18,7 +18,7 @@ namespace velora::host {
 using Profile = std::pair<int32_t, std::string>;  ///< number and name
 
 Names profileNames(Client& client);
-/// The presets of the intelligent equaliser; number 0 is "off".
+/// The presets of the intelligent equalizer; number 0 is "off".
 Names presetNames(Client& client);
 /// The tuning devices of a port.
 std::vector<std::string> deviceNames(Client& client, int32_t port);

@@ -3,7 +3,6 @@
 #include "host/daemon/BusClients.h"
 
 #include <algorithm>
-#include <utility>
 
 #include <log/log.h>
 #include <vendor/velora_sp/hardware/kmssp/2.0/IKmsCallbacks.h>

@@ -83,8 +83,9 @@ CallQueue::CallQueue(sd_bus* bus, std::function<void(const std::string&)> onLeft
     const int fd = check(sd_bus_get_fd(bus), "get the socket of the bus");
     setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof kSendBuffer);
 
-    mFilter = create<Slot>(
-        [&](sd_bus_slot** s) { return sd_bus_add_filter(bus, s, onMessage, this); }, "take calls");
+    mFilter =
+        create<Slot>([&](sd_bus_slot** s) { return sd_bus_add_filter(bus, s, onMessage, this); },
+                     "receive calls");
 
     // One match for all connections, because a watch on a single name asks the bus and waits for
     // its answer, behind everything that others have sent.
@@ -117,7 +118,7 @@ int CallQueue::onMessage(sd_bus_message* message, void* self, sd_bus_error* erro
     uint8_t type = 0;
     sd_bus_message_get_type(message, &type);
     if (type != SD_BUS_MESSAGE_METHOD_CALL) return 0;
-    return guarded(error, [&] { return static_cast<CallQueue*>(self)->take(message); });
+    return guarded(error, [&] { return static_cast<CallQueue*>(self)->receive(message); });
 }
 
 CallQueue::Sender& CallQueue::senderOf(const char* name) {
@@ -131,7 +132,7 @@ CallQueue::Sender& CallQueue::senderOf(const char* name) {
 }
 
 /// Returns 0 if sd-bus is to answer the call.
-int CallQueue::take(sd_bus_message* call) {
+int CallQueue::receive(sd_bus_message* call) {
     const char* const name = sd_bus_message_get_sender(call);
     if (name == nullptr) throw BusError(SD_BUS_ERROR_ACCESS_DENIED, "the message has no sender");
     Sender& sender = senderOf(name);
@@ -143,7 +144,7 @@ int CallQueue::take(sd_bus_message* call) {
         return 1;
     }
     const sd_bus_message_handler_t handler = mFind ? mFind(call) : nullptr;
-    if (handler == nullptr) return takeDirect(sender, call);
+    if (handler == nullptr) return receiveDirect(sender, call);
 
     // A sender of which nothing waits is accepted even when the others have filled the memory.
     const size_t cost = kCallOverhead + size;
@@ -160,7 +161,7 @@ int CallQueue::take(sd_bus_message* call) {
     return 1;
 }
 
-int CallQueue::takeDirect(Sender& sender, sd_bus_message* call) {
+int CallQueue::receiveDirect(Sender& sender, sd_bus_message* call) {
     if (std::exchange(sender.turn, mTurn) != mTurn) sender.directCalls = 0;
     if (++sender.directCalls > kMaxDirectCalls || !canSend(kMaxUnsentRefusals)) {
         refuse(sender, call, "too many calls of this connection wait");

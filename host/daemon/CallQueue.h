@@ -51,7 +51,7 @@ public:
     /// Answers a postponed call: by the error that the function throws, or by an empty reply.
     using Answer = std::function<void(const std::function<void()>&)>;
 
-    /// Takes all calls that arrive on `bus`, which must outlive this object. `onLeft` is called
+    /// Receives all calls that arrive on `bus`, which must outlive this object. `onLeft` is called
     /// with each unique name that leaves the bus. Throws std::system_error.
     CallQueue(sd_bus* bus, std::function<void(const std::string&)> onLeft);
     CallQueue(const CallQueue&) = delete;
@@ -60,7 +60,7 @@ public:
     /// Sets who handles the calls. `object` is passed to the handlers.
     void setHandlers(Finder find, void* object);
 
-    /// Takes calls that have arrived, up to kReadsPerTurn.
+    /// Receives calls that have arrived, up to kReadsPerTurn.
     void readMore();
     /// Serves the first call of every sender. True if there may be more to serve at once.
     bool serveTurn();
@@ -96,8 +96,8 @@ private:
     static int onMessage(sd_bus_message* message, void* self, sd_bus_error* error);
     static int onNameLost(sd_bus_message* signal, void* self, sd_bus_error* error);
 
-    int take(sd_bus_message* call);
-    int takeDirect(Sender& sender, sd_bus_message* call);
+    int receive(sd_bus_message* call);
+    int receiveDirect(Sender& sender, sd_bus_message* call);
     Sender& senderOf(const char* name);
     bool serve(Sender& sender);
     int handle(Sender& sender, Call& call);

@@ -74,8 +74,8 @@ int createTimer() {
     return check(fd >= 0 ? fd : -errno, "make a timer");
 }
 
-/// Tells which lines only repeat that a tuning file was refused: without a store to fall back on,
-/// every query of the start fails as well, and the library logs each of them.
+/// Recognises lines that only repeat that a tuning file was refused: without a store to fall back
+/// on, every query of the start fails as well, and the library logs each of them.
 class RefusalFilter {
 public:
     /// True if the line follows from the line before. Lines must be given in their order.

@@ -53,10 +53,10 @@ public:
     /// Counts a request of so many bytes that the service has queued as pending, until its
     /// notification arrives.
     void addPending(size_t size);
-    /// Has `work` done by the worker, and then answers the call that is being handled.
+    /// Passes `work` to the worker, and answers the call that is being handled when it is done.
     void answerAfter(Worker::Work work);
 
-    /// Has the service read the extra tuning file again, and then calls `onDone`. Requests that
+    /// Lets the service read the extra tuning file again, and then calls `onDone`. Requests that
     /// come before it begins are answered together.
     void reload(UpdateQueue::Completion onDone);
     /// Saves all settings, and tries again a moment later if they couldn't be stored.

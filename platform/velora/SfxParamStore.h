@@ -8,7 +8,6 @@
 #include <vector>
 
 #include <system/audio.h>
-#include <utils/Errors.h>
 #include <utils/KeyedVector.h>
 #include <utils/Mutex.h>
 #include <utils/Singleton.h>

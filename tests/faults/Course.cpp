@@ -123,7 +123,7 @@ private:
         return isStored;
     }
 
-    /// Every request, also one without effect, is told to the clients in its turn.
+    /// The clients are notified of every request in its turn, also of one without effect.
     void waitForLooper() {
         send(*mService, kNoCommand, {0});
         const Bytes last = request(kNoCommand, {0, 0});

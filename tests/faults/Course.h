@@ -12,7 +12,7 @@ namespace velora::test {
 /// A change that a client asks for.
 struct Step {
     void (*change)(android::VeloraManagerService& service);
-    /// The service stores it before it tells the clients. Otherwise the client has it saved.
+    /// The service stores it before it notifies the clients. Otherwise the client requests a save.
     bool isPromised;
 };
 

@@ -32,7 +32,7 @@ std::vector<Record> readRecording(const std::string& file);
 /// some by chance. Of bytes these are any sectors, of changes of names the first ones.
 enum class Unsynchronised { KEPT, DROPPED, TORN };
 
-/// What is on a disk, told by its records.
+/// The contents of a disk, according to its records.
 class DiskState {
 public:
     /// With these files, all synchronised.

@@ -30,7 +30,7 @@ protected:
     /// The value of parameter 114 of profile 0 in the store.
     static int storedAmount() {
         Provider provider;
-        provider.init();
+        (void)provider.init();
         return provider.loadProfile(0)->firstOf(REVERB_SUPPRESSION_AMOUNT, -1);
     }
 

@@ -69,7 +69,7 @@ TEST_F(CrashTest, AKilledProcessLeavesTheStateBeforeOrAfterItsTransaction) {
         const int before = stored;
         const pid_t child = start([&] {
             Provider provider;
-            provider.init();
+            (void)provider.init();
             while (store(provider, stored + 1)) ++stored;
             return false;
         });

@@ -1,4 +1,3 @@
-#include <utility>
 
 #include <android/hidl/base/1.0/IBase.h>
 
