@@ -238,7 +238,7 @@ TEST_F(SndContextManagerTest, AnUnchangedExtraFileIsNotifiedButNeitherParsedNorS
     installOem(extra);
     SndContext& context = restart();
     context.setSfxOn(false);
-    EXPECT_TRUE(context.save()) << "after which the log is no longer prepared for the first save";
+    EXPECT_TRUE(context.save()) << "so that what a start writes later is written";
     RecordingObserver observer;
     context.registerObserver(&observer);
     observer.drain();

@@ -253,7 +253,7 @@ int remove(const char* name) noexcept {
     return result != 0 && errno == EISDIR ? rmdir(name) : result;
 }
 
-/// Fails on a disk that is read-only only.
+/// Fails only on a disk that is read-only.
 int rename(const char* old, const char* _new) noexcept {
     const File file(AT_FDCWD, old);
     const File target(AT_FDCWD, _new);
