@@ -1,5 +1,5 @@
 #include "tests/context/ContextFixture.h"
-#include "tests/support/Disk.h"
+#include "tests/faults/Disk.h"
 
 #include <csignal>
 
@@ -62,6 +62,7 @@ protected:
         dir.write("data/vendor/velora/kiv_sqlite3.db", contents);
     }
 
+    Disk& disk = useFreshDisk(dir.path());
     /// An extra file of the right version that contains nothing.
     const std::string noExtra = "<r>\n<format_version major='3' minor='4' maintenance='0'/></r>";
 };
@@ -98,6 +99,11 @@ TEST_F(SndContextManagerTest, AStoreWithOtherTablesIsRebuiltWithItsSettings) {
         EXPECT_EQ(stateOf(restart()), changed);
         EXPECT_EQ(DatabaseHelper("kiv_sqlite3.db").hasLayout(), true);
     }
+    changeStore("DROP TABLE ieq_presets");
+    install(sample + "\n");
+    const SndContext& context = restart();
+    EXPECT_TRUE(context.getSfxOn()) << "another tuning file has its own settings";
+    EXPECT_TRUE(context.isSelected(0));
 }
 
 TEST_F(SndContextManagerTest, AFileThatIsNoDatabaseIsReplaced) {
@@ -154,12 +160,12 @@ TEST_F(SndContextManagerTest, SettingsThatCannotBeReadRemainUnchanged) {
     const std::string signature = Provider().getDefaultXmlSignature();
     LogCapture::onMessage("getSignature(): XML file md5sum " + signature, [&] {
         changeStore("PRAGMA user_version=1");  // so that all is read again
-        disk.failingReads = 1'000'000;
+        disk.failNext(DiskCall::PREAD, true);
         LogCapture::onMessage("The stored settings can't be read, they remain unchanged",
-                              [] { disk.failingReads = 0; });
+                              [&] { disk.clearFault(); });
     });
     manager().init();
-    EXPECT_EQ(disk.failingReads, 0);
+    EXPECT_GT(disk.failures, 0U);
     EXPECT_EQ(stateOf(*manager().getSndContext()), changed);
 }
 
@@ -226,6 +232,32 @@ TEST_F(SndContextManagerTest, AReloadRefreshesTheSelectedTunings) {
     EXPECT_NE(merge(replaced(extra, "minor=\"4\"", "minor=\"3\"")), 0);
     EXPECT_NE(merge("<broken"), 0);
     EXPECT_THAT(observer.drain(), IsEmpty());
+}
+
+TEST_F(SndContextManagerTest, AnUnchangedExtraFileIsNotifiedButNeitherParsedNorStoredAgain) {
+    installOem(extra);
+    SndContext& context = restart();
+    context.setSfxOn(false);
+    EXPECT_TRUE(context.save()) << "so that what a start writes later is written";
+    RecordingObserver observer;
+    context.registerObserver(&observer);
+    observer.drain();
+    for (const bool isChanged : {false, true}) {
+        log.clear();
+        const uint64_t writes = disk.writes();
+        EXPECT_EQ(merge(isChanged ? extra + "\n" : extra), 0);
+        EXPECT_EQ(log.count("D SndContextManager: Try to load OEM ..."), isChanged ? 1U : 0U);
+        EXPECT_EQ(disk.writes() > writes, isChanged);
+        EXPECT_THAT(observer.drain(), SizeIs(6)) << "one for each port";
+    }
+}
+
+TEST_F(SndContextManagerTest, AReloadKnowsTheNamesOfTheDefaultFileFromTheStore) {
+    const SndContext& context = restart();
+    uninstall();
+    EXPECT_EQ(merge(extra), 0);
+    EXPECT_THAT(context.getAvailableTuningDevice(PORT_HEADPHONE),
+                ElementsAre("default_headphone", "studio_headphone", "sport_in_ear"));
 }
 
 TEST_F(SndContextManagerTest, ATuningThatIsRemovedByAReloadRemainsValid) {

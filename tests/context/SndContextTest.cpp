@@ -1,4 +1,6 @@
 #include "tests/context/ContextFixture.h"
+#include "tests/faults/Disk.h"
+#include "tests/store/FilledStore.h"
 
 #include <log/log.h>
 
@@ -78,6 +80,46 @@ TEST_F(SndContextTest, AReloadReturnsToWhatIsStored) {
     context.reloadAllProfile();
     EXPECT_THAT(observer.drain(), ElementsAre("off", "profile", "profile", "on"));
     EXPECT_TRUE(context.isSelected(0));
+}
+
+TEST_F(SndContextTest, OnlyWhatChangesIsStored) {
+    // Every row that is written is recorded, until the table of the record is emptied.
+    changeStore("CREATE TABLE written (name)");
+    for (const std::string name : {"profiles", "profile_endpoints", "geq_presets"}) {
+        changeStore("CREATE TRIGGER written_" + name + " AFTER INSERT ON " + name +
+                    " BEGIN INSERT INTO written VALUES ('" + name + "'); END");
+    }
+    changeStore(
+        "CREATE TRIGGER written_key AFTER UPDATE ON configuration"
+        " BEGIN INSERT INTO written VALUES (NEW.key); END");
+    const struct {
+        std::function<void()> change;
+        std::string written;
+    } cases[] = {
+        {[&] { context.setProfileParameter(1, HEADPHONE_VIRTUALIZER_MODE, {3}); }, "profiles"},
+        {[&] { context.setProfileParameter(1, Endpoint::OTHER, VOLMAX_BOOST, {42}); },
+         "profile_endpoints"},
+        {[&] { context.setProfileGeqParameter(4, GEQ_GAIN, Values(20, -7)); }, "geq_presets"},
+        {[&] { context.setSfxOn(false); }, "State"},
+        {[&] { context.setSelectedProfile(2); }, "Profile"},
+        {[&] { context.setSelectedTuning(PORT_USB, "usb_dac", false); }, "usb"},
+    };
+    Disk& disk = useFreshDisk(dir.path());
+    for (const auto& [change, written] : cases) {
+        SCOPED_TRACE(written);
+        change();
+        EXPECT_TRUE(context.save());
+        EXPECT_THAT(cells("SELECT name FROM written"), ElementsAre(written));
+        changeStore("DELETE FROM written");
+
+        const uint64_t writes = disk.writes();
+        const uint64_t syncs = disk.syncs();
+        change();
+        EXPECT_TRUE(context.save());
+        context.resetProfile(0);
+        EXPECT_EQ(disk.writes(), writes) << "what is set already, and an unmodified profile";
+        EXPECT_EQ(disk.syncs(), syncs);
+    }
 }
 
 TEST_F(SndContextTest, SelectingAnIeqPresetSwitchesIeq) {

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <ctime>
 #include <mutex>
+#include <new>
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -68,11 +69,19 @@ bool fails(Disk& disk, DiskCall call) {
     const int failKind = disk.failKind;
     if (at == 0 || (failKind != kAnyDiskCall && failKind != kind)) return false;
     const uint64_t number = failKind == kAnyDiskCall ? all : ofKind;
-    if (number != at && !(disk.failsOn && number > at)) return false;
+    const bool isLater = disk.failsOn && number > at && (number - at) % (disk.failGap + 1) == 0;
+    if (number != at && !isLater) return false;
 
     ++disk.failures;
     disk.lastFailure = kind;
     errno = disk.error;
+    return true;
+}
+
+/// The file is on a disk that is read-only.
+bool isRefused(const File& file) {
+    if (file.path() == nullptr || !file.disk()->isReadOnly) return false;
+    errno = EROFS;
     return true;
 }
 
@@ -145,6 +154,15 @@ Disk* openDisk(const char* file) {
 
 void useDisk(Disk* disk) { sDisk = disk; }
 
+Disk& useFreshDisk(const std::string& directory) {
+    static Disk disk;
+    useDisk(nullptr);
+    new (&disk) Disk{};
+    directory.copy(disk.directory, Disk::kPathSize - 1);
+    useDisk(&disk);
+    return disk;
+}
+
 void markDisk(std::string_view text) {
     const Disk* const disk = sDisk;
     if (disk == nullptr) return;
@@ -171,6 +189,7 @@ int openat(int fd, const char* file, int oflag, ...) {
     va_end(arguments);
 
     const File opened(fd, file);
+    if ((oflag & O_ACCMODE) != O_RDONLY && isRefused(opened)) return -1;
     bool isNew = false;
     const auto run = [&] {
         isNew = (oflag & O_CREAT) != 0 && syscall(SYS_faccessat, fd, file, F_OK) != 0;
@@ -234,10 +253,11 @@ int remove(const char* name) noexcept {
     return result != 0 && errno == EISDIR ? rmdir(name) : result;
 }
 
-/// Never fails, but is recorded.
+/// Fails only on a disk that is read-only.
 int rename(const char* old, const char* _new) noexcept {
     const File file(AT_FDCWD, old);
     const File target(AT_FDCWD, _new);
+    if (isRefused(file)) return -1;
     std::lock_guard lock(sOrder);
     const long result = syscall(SYS_renameat2, AT_FDCWD, old, AT_FDCWD, _new, 0U);
     if (result == 0 && file.path() != nullptr && target.path() != nullptr) {

@@ -39,12 +39,18 @@ struct Disk {
 
     std::atomic<uint64_t> failAt;    ///< number of the call that fails, from 1. 0: none
     std::atomic<int> failKind;       ///< counts calls of this `DiskCall` only, or kAnyDiskCall
-    std::atomic<bool> failsOn;       ///< all later calls of the kind fail, too
+    std::atomic<bool> failsOn;       ///< later calls of the kind fail, too
+    std::atomic<uint64_t> failGap;   ///< calls that succeed between two of these
     std::atomic<int> error;          ///< errno of the failure
     std::atomic<uint64_t> failures;  ///< so far
     std::atomic<int> lastFailure;    ///< `DiskCall`
 
     std::atomic<uint32_t> syncMs;  ///< how long fsync and fdatasync take
+    std::atomic<bool> isReadOnly;  ///< opening a file to write it, and renaming one, fails
+
+    uint64_t count(DiskCall call) const { return calls[static_cast<size_t>(call)]; }
+    uint64_t writes() const { return count(DiskCall::WRITE) + count(DiskCall::PWRITE); }
+    uint64_t syncs() const { return count(DiskCall::FSYNC) + count(DiskCall::FDATASYNC); }
 
     /// Lets the call `at` from the beginning, of a kind or of any, fail once or from then on.
     void fail(uint64_t at, int errorNumber, bool on, int kind = kAnyDiskCall) {
@@ -52,6 +58,10 @@ struct Disk {
         failsOn = on;
         error = errorNumber;
         failAt = at;
+    }
+    /// Lets the next call of a kind fail, once or from then on.
+    void failNext(DiskCall call, bool on = false) {
+        fail(count(call) + 1, EIO, on, static_cast<int>(call));
     }
     void clearFault() { failAt = 0; }
 };
@@ -80,6 +90,8 @@ Disk* openDisk(const char* file);
 /// From now on this process, and those that it forks, use the disk; null: none. A preloaded library
 /// uses the one whose file the environment variable VELORA_DISK names.
 void useDisk(Disk* disk);
+/// The disk of a test in this process, without faults, in use from now on. The next call resets it.
+Disk& useFreshDisk(const std::string& directory);
 /// Adds a text to the recording of the disk in use.
 void markDisk(std::string_view text);
 

@@ -1,4 +1,5 @@
 #include "store/Provider.h"
+#include "tests/faults/Disk.h"
 #include "tests/service/ServiceFixture.h"
 
 namespace velora::test {
@@ -115,6 +116,58 @@ TEST_F(EventHandlerTest, SettingsAreStoredWhenAPlainClientUnregisters) {
     EXPECT_EQ(storedAmount(), 2);
     service->unregisterClient(nullptr, 0, 1);
     EXPECT_EQ(storedAmount(), 7);
+}
+
+TEST_F(EventHandlerTest, WhatAClientSetIsStoredWhenItHasUnregistered) {
+    keepBusy(*enter(0, 1));
+    EXPECT_EQ(set(PROFILE_PARAMETER, {0, 114, 7}), 0);
+    const auto left = std::async([&] { service->unregisterClient(nullptr, 0, 1); });
+    EXPECT_EQ(left.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    release.set_value();
+    left.wait();
+    EXPECT_EQ(storedAmount(), 7);
+}
+
+TEST_F(EventHandlerTest, ClientsThatChangeNothingWriteNothing) {
+    const auto client = enter(0, 7);
+    set(SWITCH_EFFECT, {0});
+    client->awaitUpdates(1);
+    const Disk& disk = useFreshDisk(dir.path());
+    enter(0, 1);
+    set(SWITCH_EFFECT, {0});
+    set(SELECTED_PROFILE, {0});
+    set(RESET_PROFILE, {1});
+    service->unregisterClient(nullptr, 0, 1);
+    EXPECT_EQ(disk.writes(), 0U);
+    EXPECT_EQ(disk.syncs(), 0U);
+}
+
+TEST_F(EventHandlerTest, QueriesDoNotWaitForTheDisk) {
+    const auto client = enter(0, 7);
+    set(SWITCH_EFFECT, {0});
+    client->awaitUpdates(1);
+    Disk& disk = useFreshDisk(dir.path());
+    disk.syncMs = 500;
+    EXPECT_EQ(set(SWITCH_EFFECT, {1}), 0);
+    while (ask(SWITCH_EFFECT) != Integers{1}) std::this_thread::yield();
+    expectState({});
+    EXPECT_EQ(service->getProfileName(0), "Dynamic");
+    EXPECT_EQ(value("SFXO"), 1);
+    EXPECT_EQ(disk.syncs(), 0U) << "the switch is not stored yet";
+    EXPECT_THAT(client->awaitUpdates(1), SizeIs(1));
+    EXPECT_EQ(disk.syncs(), 1U);
+}
+
+TEST_F(EventHandlerTest, QueriesDoNotWaitForAReload) {
+    enter(0, 7);
+    installOem(extra);
+    std::future<Integers> answer;
+    LogCapture::onMessage("Tell database to reload cached device tuning mappings.", [&] {
+        answer = std::async([&] { return ask(SWITCH_EFFECT); });
+        EXPECT_EQ(answer.wait_for(kPatience), std::future_status::ready);
+    });
+    reload();
+    EXPECT_TRUE(answer.valid());
 }
 
 TEST_F(EventHandlerTest, RequestsWaitInOrderUpToALimit) {

@@ -1,5 +1,5 @@
+#include "tests/faults/Disk.h"
 #include "tests/store/FilledStore.h"
-#include "tests/support/Disk.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -32,6 +32,7 @@ protected:
             "INSERT INTO a SELECT 'stored', zeroblob(4000) FROM n"));
     }
 
+    Disk& disk = useFreshDisk(dir.path());
     const std::string garbage = std::string(100'000, 'x');
     std::optional<Database> db;
 };
@@ -44,19 +45,19 @@ TEST_F(DatabaseTest, EveryConnectionIsDurable) {
 
 TEST_F(DatabaseTest, ACommitSynchronisesOnceOrTwiceAndNeverCopiesTheLog) {
     const auto syncsOf = [&](const std::string& sql) {
-        const int before = disk.syncs;
+        const uint64_t before = disk.syncs();
         EXPECT_TRUE(store(sql));
-        return disk.syncs - before;
+        return disk.syncs() - before;
     };
     open("").primeLog();
-    EXPECT_EQ(syncsOf("CREATE TABLE z (y)"), 1);
+    EXPECT_EQ(syncsOf("CREATE TABLE z (y)"), 1U);
     fillTable();
     EXPECT_EQ(std::filesystem::file_size(database), 4096U);
-    EXPECT_EQ(syncsOf("DELETE FROM z"), 1);
+    EXPECT_EQ(syncsOf("DELETE FROM z"), 1U);
     db->checkpoint();
     EXPECT_GT(std::filesystem::file_size(database), 2'000'000U);
-    EXPECT_EQ(syncsOf("INSERT INTO z VALUES (1)"), 2);
-    EXPECT_EQ(syncsOf("DELETE FROM z"), 1);
+    EXPECT_EQ(syncsOf("INSERT INTO z VALUES (1)"), 2U);
+    EXPECT_EQ(syncsOf("DELETE FROM z"), 1U);
 }
 
 TEST_F(DatabaseTest, AStoreOfAnEarlierReleaseIsReadWithTheJournalOfItsCrash) {
@@ -125,14 +126,14 @@ TEST_F(DatabaseTest, AReadThatFailsIsNoDamage) {
     db.reset();
     const std::string contents = contentsOf(database);
     for (const int good : {0, 10, 100}) {
-        for (const int failing : {1, 1'000'000}) {
+        for (const bool isOnce : {true, false}) {
             log.clear();
-            disk.goodReads = good;
-            disk.failingReads = failing;
+            disk.failGap = static_cast<uint64_t>(good);
+            disk.failNext(DiskCall::PREAD, !isOnce);
             db.emplace(database);
-            disk.failingReads = 0;
-            EXPECT_EQ(db->isOpen(), failing == 1) << good;
-            EXPECT_EQ(log.lines().size(), failing == 1 ? 0U : 1U) << good;
+            disk.clearFault();
+            EXPECT_EQ(db->isOpen(), isOnce) << good;
+            EXPECT_EQ(log.lines().size(), isOnce ? 0U : 1U) << good;
             EXPECT_FALSE(db->isDamaged()) << good;
         }
     }
@@ -151,7 +152,7 @@ TEST_F(DatabaseTest, AFileThatIsLockedIsNeitherEmptyNorDamaged) {
 TEST_F(DatabaseTest, AfterAFaultOfTheDiskTheNextTransactionIsStored) {
     open("");
     fillTable();
-    disk.failingSyncs = 1;
+    disk.failNext(DiskCall::FDATASYNC);
     EXPECT_FALSE(store("UPDATE a SET b='never stored'"));
     EXPECT_TRUE(store("UPDATE a SET b='stored later'"));
     db.reset();
@@ -163,6 +164,16 @@ TEST_F(DatabaseTest, AfterAFaultOfTheDiskTheNextTransactionIsStored) {
     disk.isReadOnly = false;
     EXPECT_TRUE(store("DELETE FROM a"));
     EXPECT_THAT(cells("SELECT b FROM a"), testing::IsEmpty());
+}
+
+TEST_F(DatabaseTest, AFileThatWasMovedIsNotWritten) {
+    open("");
+    fillTable();
+    std::filesystem::rename(database, database + ".moved");
+    EXPECT_FALSE(store("DELETE FROM a"));
+    EXPECT_EQ(log.count("E DatabaseHelper: the database " + database + " was moved ..."), 1U);
+    std::filesystem::rename(database + ".moved", database);
+    EXPECT_TRUE(store("DELETE FROM a"));
 }
 
 TEST_F(DatabaseTest, OnlyAPlainFileOfTheSameUserIsOpened) {
