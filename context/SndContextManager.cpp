@@ -265,15 +265,17 @@ int SndContextManager::mergeChangedOem(const std::string& path, Provider::Tuning
     const DeviceData* const oem = parseOem(path, getDefaultXmlFormatVersion(), parser);
     if (oem == nullptr) return android::BAD_VALUE;
 
-    Mutex::Autolock database(getSndContext()->databaseLock());
     Provider* const provider = getProvider();
     setOemSignature({});  // until everything has succeeded
-    if (!StoreBuilder(provider).mergeOemTuning(*oem)) return android::INVALID_OPERATION;
+    {
+        Mutex::Autolock database(getSndContext()->databaseLock());
+        if (!StoreBuilder(provider).mergeOemTuning(*oem)) return android::INVALID_OPERATION;
 
-    ALOGI(kReloadingMessage);
-    const ReadSession reading = provider->startReading();
-    *tunings = provider->readTunings();
-    if (!reading.ok()) return android::INVALID_OPERATION;
+        ALOGI(kReloadingMessage);
+        const ReadSession reading = provider->startReading();
+        *tunings = provider->readTunings();
+        if (!reading.ok()) return android::INVALID_OPERATION;
+    }
     setOemSignature(oem->getSignature());
     return 0;
 }
