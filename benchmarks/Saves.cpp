@@ -137,7 +137,7 @@ void saveOften(SndContext& context, int times, bool changes) {
 SndContext& start() {
     SndContextManager& manager = SndContextManager::getInstance();
     SndContext& context = *manager.getSndContext();
-    saveOften(context, 1, true);  // the first commit also creates the log
+    saveOften(context, 2, true);  // the first commit also creates the log
     return context;
 }
 
