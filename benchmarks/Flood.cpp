@@ -1,9 +1,7 @@
 // Measures how long a client waits for an answer while another one floods velorad with calls, and
 // how much memory velorad takes.
 
-#include "host/ctl/Client.h"
-#include "tests/support/Process.h"
-#include "tests/support/TestFiles.h"
+#include "benchmarks/Daemon.h"
 
 #include <algorithm>
 #include <atomic>
@@ -15,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-namespace velora::test {
+namespace velora::bench {
 namespace {
 
 using host::Client;
@@ -26,10 +24,6 @@ using Milliseconds = std::chrono::duration<double, std::milli>;
 
 constexpr auto kDuration = std::chrono::seconds(2);
 constexpr uint64_t kOpenCalls = 256;  // that a flooding client keeps unanswered if it reads
-
-std::unique_ptr<Client> connect() {
-    return std::make_unique<Client>(host::create<host::Bus>(sd_bus_open_user, "connect"));
-}
 
 /// One call of a flood.
 struct Call {
@@ -129,27 +123,12 @@ void setRawValues() {
 
 /// Resident memory of a process in KiB, the most that it ever had.
 long peakMemory(pid_t pid) {
-    const std::string status = contentsOf("/proc/" + std::to_string(pid) + "/status");
+    const std::string status = test::contentsOf("/proc/" + std::to_string(pid) + "/status");
     return std::stol(status.substr(status.find("VmHWM:") + 6));
 }
 
-bool isThere(Client& client) {
-    try {
-        return client.isReady();
-    } catch (const host::CommandError&) {
-        return false;
-    }
-}
-
 void measure(const Flood& flood) {
-    const TempDir root;
-    root.write("odm/etc/velora/multimedia_velora_kiv_default.xml",
-               contentsOf(sourceFile("data/multimedia_velora_kiv_default.xml")));
-    root.write("data/vendor/velora/kiv-extra.xml", contentsOf(sourceFile("data/kiv-extra.xml")));
-    const Process daemon(VELORA_BIN "/velorad --user --root " + root.path().string() + " 2>&-");
-    const auto other = connect();
-    while (!isThere(*other)) std::this_thread::sleep_for(milliseconds(10));
-
+    const Daemon daemon;
     if (flood.hasRawValues) setRawValues();
     std::vector<std::unique_ptr<Client>> silent;
     for (int32_t i = 0; i < flood.silentClients; ++i) {
@@ -162,7 +141,7 @@ void measure(const Flood& flood) {
     std::vector<double> waits;
     for (const auto end = Clock::now() + kDuration; Clock::now() < end;) {
         const auto start = Clock::now();
-        other->get(Command::PROFILE_PARAMETER, 106, 0);
+        daemon.client->get(Command::PROFILE_PARAMETER, 106, 0);
         waits.push_back(Milliseconds(Clock::now() - start).count());
         std::this_thread::sleep_for(std::chrono::microseconds(200));
     }
@@ -171,14 +150,14 @@ void measure(const Flood& flood) {
 
     std::sort(waits.begin(), waits.end());
     printf("| %s | %.1f | %.1f | %.1f |\n", flood.name, waits[waits.size() / 2], waits.back(),
-           static_cast<double>(peakMemory(daemon.pid())) / 1024);
+           static_cast<double>(peakMemory(daemon.process.pid())) / 1024);
     fflush(stdout);
 }
 
 }  // namespace
-}  // namespace velora::test
+}  // namespace velora::bench
 
 int main() {
     printf("| Flood | Median, ms | Longest, ms | Memory, MiB |\n|---|---|---|---|\n");
-    for (const auto& flood : velora::test::kFloods) velora::test::measure(flood);
+    for (const auto& flood : velora::bench::kFloods) velora::bench::measure(flood);
 }
