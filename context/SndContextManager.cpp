@@ -7,6 +7,7 @@
 #include "util/RootPrefix.h"
 
 #include <memory>
+#include <utility>
 
 #include <sys/stat.h>
 
@@ -106,7 +107,6 @@ void SndContextManager::rebuildLocked(const std::string& path) {
     // Whatever fails now is not the store's fault.
     mSalvaged = mProvider->replaceDamaged();
     loadContextLocked(path);
-    mSalvaged = {};
 }
 
 void SndContextManager::loadContextLocked(const std::string& path) {
@@ -223,11 +223,12 @@ bool SndContextManager::restoreSalvaged(const DeviceData& data, Provider* provid
     // A changed tuning file replaces the user's settings, damaged or not.
     const bool isSameFile =
         mSalvaged.signature.empty() || mSalvaged.signature == data.getSignature();
-    if (mSalvaged.empty() || !isSameFile) return true;
+    UserSettings salvaged = std::exchange(mSalvaged, {});
+    if (salvaged.empty() || !isSameFile) return true;
 
-    mSalvaged.limitTo(provider->getNumOfProfiles());
-    provider->completeSettings(mSalvaged);
-    return provider->storeSettings(mSalvaged);
+    salvaged.limitTo(provider->getNumOfProfiles());
+    provider->completeSettings(salvaged);
+    return provider->storeSettings(salvaged);
 }
 
 int SndContextManager::loadOemTuning() {
@@ -265,15 +266,17 @@ int SndContextManager::mergeChangedOem(const std::string& path, Provider::Tuning
     const DeviceData* const oem = parseOem(path, getDefaultXmlFormatVersion(), parser);
     if (oem == nullptr) return android::BAD_VALUE;
 
-    Mutex::Autolock database(getSndContext()->databaseLock());
     Provider* const provider = getProvider();
     setOemSignature({});  // until everything has succeeded
-    if (!StoreBuilder(provider).mergeOemTuning(*oem)) return android::INVALID_OPERATION;
+    {
+        Mutex::Autolock database(getSndContext()->databaseLock());
+        if (!StoreBuilder(provider).mergeOemTuning(*oem)) return android::INVALID_OPERATION;
 
-    ALOGI(kReloadingMessage);
-    const ReadSession reading = provider->startReading();
-    *tunings = provider->readTunings();
-    if (!reading.ok()) return android::INVALID_OPERATION;
+        ALOGI(kReloadingMessage);
+        const ReadSession reading = provider->startReading();
+        *tunings = provider->readTunings();
+        if (!reading.ok()) return android::INVALID_OPERATION;
+    }
     setOemSignature(oem->getSignature());
     return 0;
 }
@@ -330,6 +333,7 @@ void SndContextManager::releaseLocked() {
     mObservable.reset();
     mParser.reset();
     mProvider.reset();
+    mSalvaged = {};
     mFormatVersion.clear();
     mZenithGameSystemGain = 0;
     mOemSignature.clear();

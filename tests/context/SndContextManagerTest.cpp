@@ -98,6 +98,10 @@ TEST_F(SndContextManagerTest, AStoreWithOtherTablesIsRebuiltWithItsSettings) {
         EXPECT_EQ(stateOf(restart()), changed);
         EXPECT_EQ(DatabaseHelper("kiv_sqlite3.db").hasLayout(), true);
     }
+
+    manager().release();
+    std::filesystem::remove(database);
+    EXPECT_TRUE(restart().getSfxOn()) << "a new store doesn't get what was carried over before";
 }
 
 TEST_F(SndContextManagerTest, AFileThatIsNoDatabaseIsReplaced) {
@@ -119,6 +123,17 @@ TEST_F(SndContextManagerTest, OnlyADamagedRowGetsItsFactoryValues) {
     EXPECT_FALSE(context.getSfxOn());
     EXPECT_EQ(context.getSelectedProfile()->getProfileId(), 2);
     EXPECT_EQ(context.getProfileParameter(1, Endpoint::OTHER, VOLMAX_BOOST), Values{42});
+}
+
+TEST_F(SndContextManagerTest, RowsThatWereNumberedAnewAreNotDamaged) {
+    const std::string changed = changeEverything();
+    changeStore("UPDATE profiles SET name='edited' WHERE profile_id='0' AND custom_name='custom'");
+    changeStore("VACUUM");
+    EXPECT_EQ(stateOf(restart()), changed);
+    manager().getSndContext()->setProfileGeqParameter(4, GEQ_GAIN, Values(20, 5));
+    EXPECT_TRUE(manager().getSndContext()->save());
+    EXPECT_EQ(restart().getProfileGeqParameter(4, GEQ_GAIN), Values(20, 5));
+    EXPECT_FALSE(std::filesystem::exists(database + ".damaged-1"));
 }
 
 TEST_F(SndContextManagerTest, ADamagedStoreIsNeitherUsedNorReplacedWithoutATuningFile) {
