@@ -51,6 +51,10 @@ void ProfileContext::load() {
 
 void ProfileContext::useLoaded() {
     const Provider::Records records = mProvider->getRecords(mId);
+    if (records.profile == nullptr) {
+        load();  // a derived provider may have records of its own
+        return;
+    }
     mProfile = records.profile;
     mEndpoints = records.endpoints;
     mGeqPreset = records.geqPreset;
@@ -59,6 +63,7 @@ void ProfileContext::useLoaded() {
 
 void ProfileContext::takeChanges(UserSettings* settings) {
     const auto take = [&](auto* record) {
+        record->setDirty(false);
         if (!record->isChanged()) return;
         settings->add(*record);
         record->setChanged(false);
@@ -85,8 +90,10 @@ void ProfileContext::save() {
 }
 
 void ProfileContext::reset() {
-    restoreDefaults();
     Transaction transaction(*mProvider);
+    mProfile = mProvider->reset(mProfile);
+    for (ProfileEndpoint*& endpoint : mEndpoints) endpoint = mProvider->reset(endpoint);
+    mGeqPreset = mProvider->reset(mGeqPreset);
     save();
     if (transaction.commit()) return;
 
@@ -96,8 +103,8 @@ void ProfileContext::reset() {
 }
 
 void ProfileContext::resetGeq() {
-    restoreDefaultGeq();
     Transaction transaction(*mProvider);
+    mGeqPreset = mProvider->reset(mGeqPreset);
     mProvider->save(mGeqPreset);
     if (!transaction.commit()) mGeqPreset->setChanged(true);
 }
@@ -116,7 +123,7 @@ ProfileEndpoint* ProfileContext::getProfileEndpoint(Endpoint endpoint) const {
 IeqPreset* ProfileContext::getSelectedIeqPreset(Endpoint endpoint) const {
     const ProfileEndpoint* const record = getProfileEndpoint(endpoint);
     const bool isOn = record->firstOf(IEQ_ENABLE, 0) != 0;
-    return mProvider->getIeqPreset(isOn ? record->getSelectedIeqPreset() : 0);
+    return mProvider->loadIeqPreset(isOn ? record->getSelectedIeqPreset() : 0);
 }
 
 bool ProfileContext::isModified() const {
@@ -138,7 +145,7 @@ bool ProfileContext::isProfileSpecificSettingsModified() const {
 
 // Unlike `mDefaults`, the provider has the factory copy that was read last.
 bool ProfileContext::isGeqModified() const {
-    return !mProvider->getDefaultRecords(mId).geqPreset->equals(*mGeqPreset);
+    return !mProvider->loadDefaultGeqPreset(mId)->equals(*mGeqPreset);
 }
 
 }  // namespace velora

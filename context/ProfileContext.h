@@ -22,7 +22,8 @@ public:
     void load();
     /// Uses the records of both copies as `Provider::loadAll` has filled them.
     void useLoaded();
-    /// Copies the records that must be stored to `settings`, which will be.
+    /// Copies the records that must be stored to `settings`, which will be. No record is dirty
+    /// then.
     void takeChanges(UserSettings* settings);
     /// Restores the factory copy of all records, or of the GEQ preset. Nothing is stored.
     void restoreDefaults();

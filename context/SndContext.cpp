@@ -230,7 +230,7 @@ std::string SndContext::getIeqPresetName(int id) const {
         ALOGE(kInvalidIeqNameMessage);
         return {};
     }
-    return mProvider->getIeqPreset(id)->getName();
+    return mProvider->loadIeqPreset(id)->getName();
 }
 
 bool SndContext::isProfileModified(int id) const {

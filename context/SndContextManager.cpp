@@ -7,6 +7,7 @@
 #include "util/RootPrefix.h"
 
 #include <memory>
+#include <utility>
 
 #include <sys/stat.h>
 
@@ -106,7 +107,6 @@ void SndContextManager::rebuildLocked(const std::string& path) {
     // Whatever fails now is not the store's fault.
     mSalvaged = mProvider->replaceDamaged();
     loadContextLocked(path);
-    mSalvaged = {};
 }
 
 void SndContextManager::loadContextLocked(const std::string& path) {
@@ -223,11 +223,12 @@ bool SndContextManager::restoreSalvaged(const DeviceData& data, Provider* provid
     // A changed tuning file replaces the user's settings, damaged or not.
     const bool isSameFile =
         mSalvaged.signature.empty() || mSalvaged.signature == data.getSignature();
-    if (mSalvaged.empty() || !isSameFile) return true;
+    UserSettings salvaged = std::exchange(mSalvaged, {});
+    if (salvaged.empty() || !isSameFile) return true;
 
-    mSalvaged.limitTo(provider->getNumOfProfiles());
-    provider->completeSettings(mSalvaged);
-    return provider->storeSettings(mSalvaged);
+    salvaged.limitTo(provider->getNumOfProfiles());
+    provider->completeSettings(salvaged);
+    return provider->storeSettings(salvaged);
 }
 
 int SndContextManager::loadOemTuning() {
@@ -332,6 +333,7 @@ void SndContextManager::releaseLocked() {
     mObservable.reset();
     mParser.reset();
     mProvider.reset();
+    mSalvaged = {};
     mFormatVersion.clear();
     mZenithGameSystemGain = 0;
     mOemSignature.clear();

@@ -95,7 +95,7 @@ private:
     std::unique_ptr<SndContext> mContext GUARDED_BY(mLock);
     /// Owns the records of the default tuning file during start-up.
     std::unique_ptr<TuningFileParser> mParser GUARDED_BY(mLock);
-    UserSettings mSalvaged GUARDED_BY(mLock);  ///< from a damaged store, while it is rebuilt
+    UserSettings mSalvaged GUARDED_BY(mLock);  ///< until they are stored in the rebuilt store
     // Of the stored default tuning file.
     std::string mFormatVersion GUARDED_BY(mLock);
     int mZenithGameSystemGain GUARDED_BY(mLock) = 0;

@@ -131,8 +131,10 @@ void DatabaseHelper::clear() {
 }
 
 void DatabaseHelper::beginTransaction() {
-    if (!mDatabase.isInTransaction()) mIsWriting = true;
-    (void)mDatabase.begin(Database::Access::WRITE);  // if it fails, so does the commit
+    const bool isOutermost = !mDatabase.isInTransaction();
+    if (isOutermost) mIsWriting = true;
+    const bool begun = mDatabase.begin(Database::Access::WRITE);  // if not, the commit fails
+    if (begun && isOutermost) mChecksums.beginWriting();
 }
 
 bool DatabaseHelper::commitTransaction() {

@@ -79,6 +79,7 @@ Provider::~Provider() = default;
 void Provider::initDatabase() { mDatabase.init(); }
 
 int Provider::init() {
+    mIsLoaded = false;
     const auto profiles = mDatabase.queryNames(TableType::PROFILES, kDefaultName);
     if (profiles.empty()) {
         ALOGE(kNoProfilesMessage, __func__);
@@ -110,8 +111,8 @@ void Provider::createProfileRecords(const std::map<int, std::string>& names) {
             continue;
         }
 
-        while (getNumOfProfiles() <= number) {
-            const int id = getNumOfProfiles();
+        while (mDefaults.size() <= static_cast<size_t>(number)) {
+            const int id = static_cast<int>(mDefaults.size());
             const std::string known = id == number ? name : std::string();
             mDefaults.push_back(std::make_unique<ProfileRecords>(id, known));
             mCustoms.push_back(std::make_unique<ProfileRecords>(id, known));
@@ -186,10 +187,10 @@ int Provider::getNumOfIeqPresets() const { return static_cast<int>(mIeqPresets.s
 
 /// Null if they don't exist.
 Provider::ProfileRecords* Provider::findRecords(int profileId, std::string_view customName) const {
-    if (profileId < 0 || profileId >= getNumOfProfiles()) return nullptr;
     if (customName != kDefaultName && customName != kCustomName) return nullptr;
     const auto& copies = customName == kDefaultName ? mDefaults : mCustoms;
-    return copies[static_cast<size_t>(profileId)].get();
+    const auto index = static_cast<size_t>(profileId);  // a negative number is far too large
+    return index < copies.size() ? copies[index].get() : nullptr;
 }
 
 Provider::Records Provider::recordsOf(int profileId, std::string_view customName) const {
@@ -210,6 +211,7 @@ Provider::Records Provider::getRecords(int profileId) const {
 
 void Provider::loadAll() {
     using Key = DatabaseHelper::ProfileKey;
+    mIsLoaded = false;
 
     (void)mDatabase.queryAllValues<Profile>([this](const Key& key) {
         ProfileRecords* const records = findRecords(key.profileId, key.customName);
@@ -230,8 +232,9 @@ void Provider::loadAll() {
     for (const auto& copies : {&mDefaults, &mCustoms}) {
         for (const auto& records : *copies) records->setChanged(false);
     }
-    for (int id = 0; id <= getNumOfIeqPresets(); ++id) loadIeqPreset(id);
+    for (size_t id = 0; id < mIeqPresets.size(); ++id) loadIeqPreset(static_cast<int>(id));
     reloadCachedDeviceTunings();
+    mIsLoaded = true;
 }
 
 Profile* Provider::loadProfile(int profileId, std::string_view customName) {
@@ -256,7 +259,8 @@ GeqPreset* Provider::loadGeqPreset(int profileId, std::string_view customName) {
 }
 
 GeqPreset* Provider::loadDefaultGeqPreset(int profileId) {
-    return loadGeqPreset(profileId, kDefaultName);
+    return mIsLoaded ? getDefaultRecords(profileId).geqPreset
+                     : loadGeqPreset(profileId, kDefaultName);
 }
 
 GeqPreset* Provider::loadGeqPreset(int profileId) { return loadGeqPreset(profileId, kCustomName); }
@@ -297,15 +301,16 @@ ProfileEndpoint* Provider::loadProfileEndpoint(int profileId, Endpoint endpoint)
 
 /// The place of a preset's record; that of preset 0 for a number that doesn't exist.
 std::unique_ptr<IeqPreset>& Provider::findIeqPreset(int presetId) {
-    if (presetId >= 0 && presetId <= getNumOfIeqPresets()) {
-        return mIeqPresets[static_cast<size_t>(presetId)];
-    }
+    const auto index = static_cast<size_t>(presetId);  // a negative number is far too large
+    if (index < mIeqPresets.size()) return mIeqPresets[index];
     ALOGE("There is no IEQ preset %d", presetId);
     return mIeqPresets.front();
 }
 
 IeqPreset* Provider::loadIeqPreset(int presetId) {
     auto& preset = findIeqPreset(presetId);
+    if (mIsLoaded && preset != nullptr) return preset.get();
+
     const int number = static_cast<int>(&preset - mIeqPresets.data());
     if (preset == nullptr) {
         const char* const name = number == 0 ? "off" : "";
@@ -313,11 +318,6 @@ IeqPreset* Provider::loadIeqPreset(int presetId) {
     }
     mDatabase.queryIeqValue(number, kDefaultName, preset.get());
     return preset.get();
-}
-
-IeqPreset* Provider::getIeqPreset(int presetId) {
-    const auto& preset = findIeqPreset(presetId);
-    return preset != nullptr ? preset.get() : loadIeqPreset(presetId);
 }
 
 void Provider::save(GeqPreset* preset) {

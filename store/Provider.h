@@ -117,12 +117,11 @@ public:
     // The records of a profile as they were last filled. Nothing is read.
     virtual Records getDefaultRecords(int profileId) const;
     virtual Records getRecords(int profileId) const;
-    /// Like `loadIeqPreset`, but the preset is read only if it wasn't before.
-    virtual IeqPreset* getIeqPreset(int presetId);
 
     // Null for a profile or an endpoint that doesn't exist.
     virtual Profile* loadDefaultProfile(int profileId);
     virtual Profile* loadProfile(int profileId);
+    /// Not read again after `loadAll`.
     virtual GeqPreset* loadDefaultGeqPreset(int profileId);
     virtual GeqPreset* loadGeqPreset(int profileId);
     /// Part of the vendor's contract, without a caller here.
@@ -131,7 +130,7 @@ public:
     virtual Endpoints loadDefaultProfileEndpoints(int profileId);
     virtual Endpoints loadProfileEndpoints(int profileId);
     /// One of the presets 0 to the count, which is included; preset 0, with an error in the log,
-    /// for any other number.
+    /// for any other number. Not read again after `loadAll`.
     virtual IeqPreset* loadIeqPreset(int presetId);
 
     // Store the record as the user's copy. It remains dirty if that fails.
@@ -176,7 +175,8 @@ public:
 
     /// The devices of a port in the order of the tuning files. Read once.
     virtual std::vector<DeviceTuning*> loadDeviceTuningsForPort(Port port);
-    /// The tuning of a device, whose port must have been loaded; null if there is none. Read once.
+    /// The tuning of a device, whose port must have been loaded; null if there is none. Read once,
+    /// and not after `loadAll`.
     virtual Tuning* loadTuningForDevice(const std::string& device);
     /// The names that the default tuning file defines.
     struct FactoryNames {
@@ -232,6 +232,7 @@ private:
     std::vector<std::unique_ptr<ProfileRecords>> mCustoms;
     /// Presets 0 to the count, which is included; each null until it is first loaded.
     std::vector<std::unique_ptr<IeqPreset>> mIeqPresets{1};
+    bool mIsLoaded = false;  ///< by `loadAll`, since the last `init`
     /// The devices of the ports, and the tunings, that were loaded. A tuning that has no row is
     /// null.
     Tunings mTunings;

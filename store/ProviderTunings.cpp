@@ -71,7 +71,7 @@ Tuning* Provider::loadTuningForDevice(const std::string& device) {
     }
 
     auto tuning = newTuning(name);
-    if (!mDatabase.queryTuning(name, tuning.get())) {
+    if (mIsLoaded || !mDatabase.queryTuning(name, tuning.get())) {
         ALOGW("There is no tuning[%s] for device[%s]", name.c_str(), device.c_str());
         return nullptr;
     }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include <endian.h>
 
@@ -144,25 +145,69 @@ RowChecksums::Sums& RowChecksums::sums(const Table& table) {
 }
 
 bool RowChecksums::isIntact(const Table& table, std::span<const RowData> row) {
-    const Sums& known = sums(table);
-    const auto sum = known.find(row.front().integer);
-    if (sum == known.end()) {
-        mIsIncomplete = true;
-        return true;
-    }
-    if (sum->second == checksumOf(row.subspan(1))) return true;
+    Sums& known = sums(table);
+    const int64_t rowid = row.front().integer;
+    const int64_t sum = checksumOf(row.subspan(1));
+    const auto isWrong = [&] {
+        const auto stored = known.find(rowid);
+        return stored != known.end() && stored->second != sum;
+    };
 
-    ALOGE("a row of %s is damaged: %s", table.name.data(), describe(row).c_str());
-    return false;
+    if (isWrong()) renumber(table, known);
+    if (isWrong()) {
+        ALOGE("a row of %s is damaged: %s", table.name.data(), describe(row).c_str());
+        return false;
+    }
+    mIsIncomplete = mIsIncomplete || !known.contains(rowid);
+    return true;
 }
 
 bool RowChecksums::isWhole(const Table& table, const std::set<int64_t>& rowids) {
-    const Sums& known = sums(table);
-    const auto lost = std::count_if(known.begin(), known.end(),
-                                    [&](const auto& sum) { return !rowids.contains(sum.first); });
+    Sums& known = sums(table);
+    const auto countLost = [&] {
+        return std::count_if(known.begin(), known.end(),
+                             [&](const auto& sum) { return !rowids.contains(sum.first); });
+    };
+
+    if (countLost() > 0) renumber(table, known);
+    const auto lost = countLost();
     if (lost == 0) return true;
     ALOGE("%d rows of %s are lost", static_cast<int>(lost), table.name.data());
     return false;
+}
+
+/// Gives every checksum the number of its row, if each has a row, which then only was numbered
+/// anew. Otherwise something is damaged, and nothing changes.
+void RowChecksums::renumber(const Table& table, Sums& sums) {
+    // Not the text of any other query, since that one may be under way.
+    const std::string sql =
+        std::string("SELECT rowid, * FROM ").append(table.name).append(" ORDER BY rowid");
+    std::multimap<int64_t, int64_t> rowids;  // by checksum
+    const bool wasRead = mDatabase->read(sql, {}, [&](std::span<const RowData> row) {
+        rowids.emplace(checksumOf(row.subspan(1)), row.front().integer);
+    });
+    if (!wasRead) return;
+
+    Sums renumbered;
+    for (const auto& [former, sum] : sums) {
+        const auto row = rowids.extract(sum);
+        if (row.empty()) return;
+        renumbered[row.mapped()] = sum;
+    }
+    sums = std::move(renumbered);
+    mIsRenumbered = true;
+}
+
+// It remains so until the file is opened again, because the transaction may be rolled back.
+void RowChecksums::beginWriting() {
+    if (!mIsRenumbered) return;
+    for (const Table& table : allTables()) renumber(table, sums(table));
+    if (!mHasTables) return;
+
+    (void)mDatabase->write("DELETE FROM row_checksums", {});
+    for (const Table& table : allTables()) {
+        for (const auto& [rowid, sum] : sums(table)) write(table, rowid, sum);
+    }
 }
 
 std::set<int64_t> RowChecksums::rowidsOf(const Table& table) {
@@ -188,12 +233,16 @@ void RowChecksums::store(const Table& table, int64_t rowid, Cells row) {
     if (!mHasTables) return;  // `complete` stores all of them
 
     const int64_t sum = checksumOf(row);
+    write(table, rowid, sum);
+    known[rowid] = sum;
+}
+
+void RowChecksums::write(const Table& table, int64_t rowid, int64_t sum) {
     const std::string type = typeOf(table);
     const std::string rowidText = std::to_string(rowid);
     const std::string sumText = std::to_string(sum);
-    const bool stored = mDatabase->write("INSERT OR REPLACE INTO row_checksums VALUES (?,?,?)",
-                                         {type, rowidText, sumText});
-    if (stored) known[rowid] = sum;
+    (void)mDatabase->write("INSERT OR REPLACE INTO row_checksums VALUES (?,?,?)",
+                           {type, rowidText, sumText});
 }
 
 void RowChecksums::complete() {

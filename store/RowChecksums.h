@@ -23,6 +23,8 @@ namespace velora {
 /// release has written, or that was edited by hand, has no checksum: it is accepted, and gets one
 /// with the next transaction. A checksum without a row, on the other hand, is a sign of damage.
 ///
+/// VACUUM, and a copy made from a dump, number the rows anew. The checksums follow their rows then.
+///
 /// The database helper owns it, and so does the salvage of a damaged file. One thread at a time
 /// uses it, inside a transaction, which the owner ends with `clear`.
 class RowChecksums {
@@ -35,6 +37,11 @@ public:
     /// The statements that create, or drop, the table of checksums and the triggers.
     static const std::vector<std::string>& createStatements();
     static const std::vector<std::string>& dropStatements();
+
+    /// To be called at the beginning of a transaction that writes. If a query has met rows that
+    /// were numbered anew, it stores the checksums under the new numbers. A failure fails the
+    /// transaction.
+    void beginWriting();
 
     /// False, with a line in the log that names the row, if its checksum is wrong. `row` has the
     /// rowid, `_id` and all columns.
@@ -66,11 +73,14 @@ private:
     Sums& sums(const Table& table);
     bool hasTables();
     void completeTable(const Table& table);
+    void renumber(const Table& table, Sums& sums);
+    void write(const Table& table, int64_t rowid, int64_t sum);
 
     Database* const mDatabase;
     std::optional<std::array<Sums, kNumTables>> mSums;  ///< none until they are read
     bool mHasTables = false;                            ///< when they were read
     bool mIsIncomplete = false;                         ///< a row without a checksum was met
+    bool mIsRenumbered = false;                         ///< rows with other numbers were met
 };
 
 }  // namespace velora

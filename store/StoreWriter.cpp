@@ -24,6 +24,7 @@ StoreWriter::Save StoreWriter::submit(UserSettings settings) {
         mPending.add(std::move(settings));
         ++mSubmitted;
         startLocked();
+        if (!mRunning) mTried = mSubmitted;  // nobody stores them, so this save has failed
         mChanged.broadcast();
     }
 

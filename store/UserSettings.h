@@ -37,10 +37,11 @@ struct UserSettings {
     void add(const GeqPreset& record) {
         geqPresets.insert_or_assign(record.getProfileId(), record);
     }
-    /// Leaves out what refers to profiles from `numProfiles` on, which don't exist.
+    /// Leaves out what refers to profiles other than 0 to `numProfiles` - 1, which don't exist.
     void limitTo(int numProfiles) {
         const auto isGone = [&](const auto& entry) {
-            return entry.second.getProfileId() >= numProfiles;
+            const int id = entry.second.getProfileId();
+            return id < 0 || id >= numProfiles;
         };
         std::erase_if(profiles, isGone);
         std::erase_if(endpoints, isGone);

@@ -48,6 +48,7 @@ protected:
         context.setProfileGeqParameter(4, GEQ_GAIN, Values(20, -7));
         context.setSelectedTuning(PORT_USB, "usb_dac", false);
         EXPECT_TRUE(context.save());
+        EXPECT_FALSE(context.getProfile(1)->isDirty());
         std::string state = stateOf(context);
         manager().release();
         return state;
@@ -104,6 +105,9 @@ TEST_F(SndContextManagerTest, AStoreWithOtherTablesIsRebuiltWithItsSettings) {
     const SndContext& context = restart();
     EXPECT_TRUE(context.getSfxOn()) << "another tuning file has its own settings";
     EXPECT_TRUE(context.isSelected(0));
+    manager().release();
+    std::filesystem::remove(database);
+    EXPECT_TRUE(restart().getSfxOn()) << "a new store doesn't get what was carried over before";
 }
 
 TEST_F(SndContextManagerTest, AFileThatIsNoDatabaseIsReplaced) {
@@ -125,6 +129,16 @@ TEST_F(SndContextManagerTest, OnlyADamagedRowGetsItsFactoryValues) {
     EXPECT_FALSE(context.getSfxOn());
     EXPECT_EQ(context.getSelectedProfile()->getProfileId(), 2);
     EXPECT_EQ(context.getProfileParameter(1, Endpoint::OTHER, VOLMAX_BOOST), Values{42});
+}
+
+TEST_F(SndContextManagerTest, RowsThatWereNumberedAnewAreNotDamaged) {
+    const std::string changed = changeEverything();
+    changeStore("UPDATE profiles SET name='edited' WHERE profile_id='0' AND custom_name='custom'");
+    changeStore("VACUUM");
+    EXPECT_EQ(stateOf(restart()), changed);
+    manager().getSndContext()->setProfileGeqParameter(4, GEQ_GAIN, Values(20, 5));
+    EXPECT_TRUE(manager().getSndContext()->save());
+    EXPECT_EQ(restart().getProfileGeqParameter(4, GEQ_GAIN), Values(20, 5));
 }
 
 TEST_F(SndContextManagerTest, ADamagedStoreIsNeitherUsedNorReplacedWithoutATuningFile) {

@@ -168,6 +168,19 @@ TEST_F(SndContextTest, ModifiedMeansDifferentFromTheTuningFile) {
     EXPECT_TRUE(context.isProfileSpecificSettingsModified(2));
 }
 
+TEST_F(SndContextTest, TheFactoryCopyOfAGeqPresetIsTheOneThatTheProviderHasNow) {
+    struct OtherProvider : Provider {
+        GeqPreset factory{0};
+        GeqPreset* loadDefaultGeqPreset(int) override { return &factory; }
+    } provider;
+    ASSERT_EQ(provider.init(), 0);
+    ProfileContext profile(&provider, 0);
+    profile.load();
+    EXPECT_TRUE(profile.isGeqModified());
+    provider.factory = *profile.getSelectedGeqPreset();
+    EXPECT_FALSE(profile.isGeqModified());
+}
+
 TEST_F(SndContextTest, ADeviceIsSelectedByNameAndNotifiedIfTheTuningChanges) {
     install(replaced(sample, "\"default_headphone\" endpoint_port=\"headphone\"",
                      "\"second_usb\" endpoint_port=\"usb\""));
