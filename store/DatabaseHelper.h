@@ -76,7 +76,7 @@ public:
     [[nodiscard]] bool beginReading() { return mDatabase.begin(Database::Access::READ); }
     /// True if no write has failed since the beginning; at the end of the outermost transaction, if
     /// all of it is stored. Otherwise nothing of it is.
-    [[nodiscard]] bool commitTransaction();
+    bool commitTransaction();
     /// Lets the current transaction fail: nothing of it will be stored.
     void abortTransaction();
 
@@ -101,9 +101,9 @@ public:
 
     // Replace the row of a copy. True if it is stored, or, inside another transaction, if that one
     // will store it. The factory copy, "default", can't be replaced.
-    [[nodiscard]] bool updateGeqValue(GeqPreset* preset, std::string_view customName);
-    [[nodiscard]] bool updateProfileValue(Profile* profile, std::string_view customName);
-    [[nodiscard]] bool updateProfileEndpointValue(ProfileEndpoint* endpoint,
+    bool updateGeqValue(GeqPreset* preset, std::string_view customName);
+    bool updateProfileValue(Profile* profile, std::string_view customName);
+    bool updateProfileEndpointValue(ProfileEndpoint* endpoint,
                                                   std::string_view customName);
 
     // Fill a record from its row. False, and the record unchanged, if it has no row or the row

@@ -58,14 +58,14 @@ public:
     /// Creates the records of all profiles, 0 to the largest number that is stored, without values;
     /// one that has no row has no name. 0, or -22 if the database has no profiles. Destroys the
     /// records of profiles and presets that were returned before.
-    [[nodiscard]] virtual int init();
+    virtual int init();
     /// Drops all tables.
     virtual void clear();
 
     // A `Transaction` is the way to use these three: what is written in between is stored as a
     // whole or not at all. Transactions nest.
     virtual void beginTransaction();
-    [[nodiscard]] virtual bool commitTransaction();
+    virtual bool commitTransaction();
     virtual void abortTransaction();
     /// The reads during the life of the session see one state of the store.
     [[nodiscard]] virtual ReadSession startReading();
