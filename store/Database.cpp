@@ -117,6 +117,7 @@ void Database::open() {
 void Database::close() {
     mStatements.clear();
     mConnection.reset();
+    mLogNumber = 0;
     mState = State::NONE;
     mDepth = 0;
 }
@@ -203,6 +204,7 @@ void Database::setUp() {
               sqlite3_errmsg(mConnection.get()));
         mMustReopen = !isLocked(result);
     }
+    mLogNumber = mFile.logNumber();
 
     // This replaces SQLite's own hook, by which some commits would copy the log.
     mLogPages = 0;
@@ -218,6 +220,13 @@ bool Database::hasMoved() const {
     int moved = 0;
     sqlite3_file_control(mConnection.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
     return moved != 0;
+}
+
+/// What is written to a log that was removed is not found either. SQLite copies it into the file
+/// when it closes the file.
+bool Database::hasLostLog() const {
+    const bool isKnown = isOpen() && mLogNumber != 0;
+    return isKnown && mFile.logNumber() != mLogNumber && !hasMoved();
 }
 
 std::optional<std::string> Database::setAside() {
@@ -255,6 +264,10 @@ void Database::checkpoint() {
 }
 
 bool Database::begin(Access access) {
+    if (mDepth == 0 && access == Access::WRITE && hasLostLog()) {
+        ALOGE("the log of the database %s was removed while it was in use", mFile.path().c_str());
+        mMustReopen = true;
+    }
     if (mDepth == 0 && mMustReopen && (access == Access::WRITE || !isOpen())) {
         close();
         open();
@@ -279,7 +292,10 @@ bool Database::commit() {
 
     const bool stored = isTransactionOpen() && execute("COMMIT");
     mState = State::NONE;
-    if (stored) return true;
+    if (stored) {
+        if (mLogNumber == 0) mLogNumber = mFile.logNumber();  // the first commit creates the log
+        return true;
+    }
 
     ALOGE("the transaction failed, nothing of it is stored");
     // After some failures SQLite has already rolled back; then there is nothing to roll back.

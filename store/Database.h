@@ -116,6 +116,7 @@ private:
     int readCell(const std::string& sql, std::string* text);
     void setUp();
     bool hasMoved() const;
+    bool hasLostLog() const;
     Statement* prepare(const std::string& sql, int* result);
     [[nodiscard]] bool runWrite(Statement& statement, const std::string& sql);
     void handleFailure(int result);
@@ -126,7 +127,8 @@ private:
     State mState = State::NONE;
     int mDepth = 0;  ///< of nested transactions
     size_t mFailedReads = 0;
-    int mLogPages = 0;  ///< pages in the log after the last commit
+    uint64_t mLogNumber = 0;  ///< of the log that the connection uses; 0 if it isn't known
+    int mLogPages = 0;        ///< pages in the log after the last commit
     bool mEmpty = false;
     bool mDamaged = false;
     bool mMustReopen = false;  ///< before the next transaction that writes

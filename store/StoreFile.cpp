@@ -92,6 +92,11 @@ uintmax_t StoreFile::size() const {
     return error ? 0 : size;
 }
 
+uint64_t StoreFile::logNumber() const {
+    struct stat info {};
+    return stat((path() + "-wal").c_str(), &info) == 0 ? info.st_ino : 0;
+}
+
 bool StoreFile::isReadable() const {
     if (readAll(path()) != 0) return false;
     return std::all_of(kSuffixesBeside.begin(), kSuffixesBeside.end(),

@@ -28,6 +28,9 @@ public:
     /// Bytes of the file; 0 if there is none.
     uintmax_t size() const;
 
+    /// Identifies the log among all files; 0 if there is none.
+    uint64_t logNumber() const;
+
     /// Reads every byte of the file and of those beside it. False if one of them can't be read.
     /// SQLite must not have the file open: closing a descriptor releases the locks of the process.
     bool isReadable() const;

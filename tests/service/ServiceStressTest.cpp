@@ -13,8 +13,8 @@ using ServiceStressTest = ServiceFixture;
 using std::chrono::steady_clock;
 
 // One life of the service follows another. In each, every thread registers, unregisters, dies,
-// asks, changes settings and reloads by chance, on keys that collide. In every other life the last
-// thread to end also ends the service.
+// asks, changes settings, saves and reloads by chance, on keys that collide, and rarely one of them
+// ends the service. In every other life the last thread to end also destroys it.
 TEST_F(ServiceStressTest, AnyOperationsMayRunAtTheSameTime) {
     constexpr int kLives = 10;
     static constexpr std::chrono::milliseconds kLife(1000 * VELORA_STRESS_SECONDS / kLives);
@@ -45,6 +45,10 @@ TEST_F(ServiceStressTest, AnyOperationsMayRunAtTheSameTime) {
                 mine->setSelectedTuningDevice(4, device.data(), static_cast<int>(device.size()));
             },
             [&] { mine->setIntParam(key::kReload, 0); },
+            [&] { std::ignore = mine->saveSettings(); },
+            [&] {
+                if (any(1000) == 0) std::ignore = mine->shutdown();
+            },
         };
         while (steady_clock::now() < end) acts[any(std::size(acts))]();
     };

@@ -176,6 +176,15 @@ TEST_F(DatabaseTest, AFileThatWasMovedIsNotWritten) {
     EXPECT_TRUE(store("DELETE FROM a"));
 }
 
+TEST_F(DatabaseTest, WhatIsStoredAfterTheLogWasRemovedIsFound) {
+    open("");
+    EXPECT_TRUE(store("CREATE TABLE a (b)"));
+    for (const char* const beside : {"-wal", "-shm"}) std::filesystem::remove(database + beside);
+    EXPECT_TRUE(store("INSERT INTO a VALUES ('stored')"));
+    EXPECT_THAT(cells("SELECT b FROM a"), ElementsAre("stored")) << "another connection reads it";
+    EXPECT_EQ(log.count("E DatabaseHelper: the log of the database..."), 1U);
+}
+
 TEST_F(DatabaseTest, OnlyAPlainFileOfTheSameUserIsOpened) {
     const auto expectRefused = [&](const std::string& reason) {
         log.clear();
