@@ -103,8 +103,7 @@ public:
     // will store it. The factory copy, "default", can't be replaced.
     bool updateGeqValue(GeqPreset* preset, std::string_view customName);
     bool updateProfileValue(Profile* profile, std::string_view customName);
-    bool updateProfileEndpointValue(ProfileEndpoint* endpoint,
-                                                  std::string_view customName);
+    bool updateProfileEndpointValue(ProfileEndpoint* endpoint, std::string_view customName);
 
     // Fill a record from its row. False, and the record unchanged, if it has no row or the row
     // can't be read. Of several rows with the same key, the last one counts.
