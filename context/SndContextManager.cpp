@@ -50,7 +50,8 @@ const DeviceData* parseOem(const std::string& path, const std::string& currentVe
                            TuningFileParser& parser) {
     ALOGD(kLoadingOemMessage, path.c_str());
     const std::string signature = fileSignature(path);
-    if (parser.setTuningFile(path) != 0) {
+    // Perhaps only a read has failed: nothing merges the file again until somebody asks for it.
+    if (parser.setTuningFile(path) != 0 && parser.setTuningFile(path) != 0) {
         ALOGE(kOemErrorMessage);
         return nullptr;
     }
