@@ -16,6 +16,12 @@ namespace {
 
 constexpr std::string_view kTable = "row_checksums";
 
+/// Of each table: what follows its name in the name of a trigger, and the trigger's event.
+constexpr std::pair<std::string_view, std::string_view> kTriggers[] = {
+    {"_updated", "UPDATE"},
+    {"_deleted", "DELETE"},
+};
+
 /// A hash of 64 bits that depends on every bit of every cell and on the borders between them.
 class Checksum {
 public:
@@ -89,12 +95,20 @@ const std::vector<std::string>& RowChecksums::createStatements() {
                                          " (table_type INTEGER, row INTEGER, checksum INTEGER,"
                                          " PRIMARY KEY (table_type, row)) WITHOUT ROWID"};
         for (const Table& each : allTables()) {
-            const std::string name(each.name);
-            const std::string action = " ON " + name + " BEGIN DELETE FROM " + table +
-                                       " WHERE table_type=" + typeOf(each) +
-                                       " AND row=OLD.rowid; END";
-            statements->push_back("CREATE TRIGGER " + name + "_updated AFTER UPDATE" + action);
-            statements->push_back("CREATE TRIGGER " + name + "_deleted AFTER DELETE" + action);
+            for (const auto& [suffix, event] : kTriggers) {
+                statements->push_back(std::string("CREATE TRIGGER ")
+                                          .append(each.name)
+                                          .append(suffix)
+                                          .append(" AFTER ")
+                                          .append(event)
+                                          .append(" ON ")
+                                          .append(each.name)
+                                          .append(" BEGIN DELETE FROM ")
+                                          .append(table)
+                                          .append(" WHERE table_type=")
+                                          .append(typeOf(each))
+                                          .append(" AND row=OLD.rowid; END"));
+            }
         }
         return statements;
     }();
@@ -106,8 +120,9 @@ const std::vector<std::string>& RowChecksums::dropStatements() {
         auto* const statements =
             new std::vector<std::string>{"DROP TABLE IF EXISTS " + std::string(kTable)};
         for (const Table& each : allTables()) {
-            for (const char* const event : {"_updated", "_deleted"}) {
-                statements->push_back("DROP TRIGGER IF EXISTS " + std::string(each.name) + event);
+            for (const auto& [suffix, event] : kTriggers) {
+                statements->push_back(
+                    std::string("DROP TRIGGER IF EXISTS ").append(each.name).append(suffix));
             }
         }
         return statements;

@@ -80,7 +80,7 @@ std::optional<std::string> StoreFile::refusal() const {
     if (!directory.isValid()) return parent.native() + ": " + errorText();
 
     for (const std::string_view suffix : kSuffixes) {
-        const auto reason = refusalOf(directory, mPath.filename().native() + std::string(suffix));
+        auto reason = refusalOf(directory, mPath.filename().native() + std::string(suffix));
         if (reason) return reason;
     }
     return std::nullopt;

@@ -84,7 +84,7 @@ ServiceHost::ServiceHost(sd_bus* bus, sd_event* event, std::chrono::microseconds
 // A failed save is logged by the service, and nobody is left to report it to.
 ServiceHost::~ServiceHost() { static_cast<void>(shutdown()); }
 
-void ServiceHost::start(UpdateQueue::Completion onStarted) {
+void ServiceHost::start(const UpdateQueue::Completion& onStarted) {
     addPending(sizeof kRegistrationNotice);  // every registration is followed by a notice to all
     mWorker.run([this, onStarted] {
         mService->registerClient(sp<Observer>::make(&mQueue), 0, UpdateQueue::kObserver);

@@ -36,7 +36,7 @@ public:
 
     /// Starts the service, and calls `onStarted` when it has opened its store. Calls that arrive
     /// before that wait for it.
-    void start(UpdateQueue::Completion onStarted);
+    void start(const UpdateQueue::Completion& onStarted);
 
     android::VeloraManagerService& service() { return *mService; }
     BusClients& clients() { return mClients; }

@@ -85,9 +85,14 @@ TEST_F(SndContextTest, AReloadReturnsToWhatIsStored) {
 TEST_F(SndContextTest, OnlyWhatChangesIsStored) {
     // Every row that is written is recorded, until the table of the record is emptied.
     changeStore("CREATE TABLE written (name)");
-    for (const std::string name : {"profiles", "profile_endpoints", "geq_presets"}) {
-        changeStore("CREATE TRIGGER written_" + name + " AFTER INSERT ON " + name +
-                    " BEGIN INSERT INTO written VALUES ('" + name + "'); END");
+    for (const char* const name : {"profiles", "profile_endpoints", "geq_presets"}) {
+        changeStore(std::string("CREATE TRIGGER written_")
+                        .append(name)
+                        .append(" AFTER INSERT ON ")
+                        .append(name)
+                        .append(" BEGIN INSERT INTO written VALUES ('")
+                        .append(name)
+                        .append("'); END"));
     }
     changeStore(
         "CREATE TRIGGER written_key AFTER UPDATE ON configuration"

@@ -50,7 +50,8 @@ TEST_F(RowChecksumsTest, AChangedCellIsNoticedInAnyColumn) {
         }
         for (const std::string& change : changes) {
             store.beginTransaction();
-            damage(store, "UPDATE " + name + " SET " + change + " WHERE rowid=1");
+            damage(store, std::string("UPDATE ").append(name).append(" SET ").append(change).append(
+                              " WHERE rowid=1"));
             log.clear();
             std::set<std::string> texts;
             EXPECT_TRUE(store.queryTexts(table.type, table.columns.front(), "", &texts));
