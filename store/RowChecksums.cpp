@@ -39,7 +39,7 @@ private:
     /// Up to eight bytes as a number that is the same on every machine.
     static uint64_t load(std::string_view bytes) {
         uint64_t word = 0;
-        memcpy(&word, bytes.data(), bytes.size());
+        if (!bytes.empty()) memcpy(&word, bytes.data(), bytes.size());  // may be null otherwise
         return le64toh(word);
     }
     // An odd factor, and a shift that brings the high bits down: both can be undone, so that two
