@@ -87,16 +87,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     check(sqlite3_exec(database, "COMMIT", nullptr, nullptr, nullptr) == SQLITE_OK);
     sqlite3_close(database);
 
+    std::string contents;
     {
         velora::SndManager facade;
         check(facade.init() == 0);
-        checkedContents();
+        contents = checkedContents();
         if (facade.getNumOfProfiles() > 16) return 0;  // to save hundreds would take a second
         check(facade.saveSndStateAndSettings());
     }
     manager.release();
     manager.init();
-    checkedContents();
+    check(checkedContents() == contents);
     manager.getSndContext()->resetProfile(0);
     checkedContents();
     return 0;
