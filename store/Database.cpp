@@ -180,8 +180,7 @@ int Database::readCell(const std::string& sql, std::string* text) {
 
     std::vector<RowData> row;
     statement.readRow(row);
-    const RowData& cell = row.front();
-    *text = cell.storageClass == SQLITE_INTEGER ? std::to_string(cell.integer) : cell.text;
+    *text = row.front().toString();
     return SQLITE_OK;
 }
 

@@ -76,10 +76,9 @@ void DatabaseHelper::updateConfigurationValue(std::string_view key, std::string_
 
     const Table& table = tableOf(TableType::CONFIGURATION);
     std::map<int64_t, std::string> ids;  // by rowid
-    const bool wasRead = getAllRows("SELECT rowid, _id FROM configuration WHERE key=?", {key},
-                                    [&](std::span<const RowData> row) {
-                                        ids.emplace(row[0].integer, std::to_string(row[1].integer));
-                                    });
+    const bool wasRead = getAllRows(
+        "SELECT rowid, _id FROM configuration WHERE key=?", {key},
+        [&](std::span<const RowData> row) { ids.emplace(row[0].integer, row[1].toString()); });
     if (!wasRead) return;
     for (const auto& [rowid, id] : ids) {
         mChecksums.store(table, rowid, Arguments{id, key, value});

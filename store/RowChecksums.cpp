@@ -58,16 +58,9 @@ int64_t checksumOf(RowChecksums::Cells row) {
     return sum.value();
 }
 
-/// As the row was written: `_id` in decimal, the others as texts.
 int64_t checksumOf(std::span<const RowData> row) {
     Checksum sum;
-    for (const RowData& cell : row) {
-        if (cell.storageClass == RowData::kInteger) {
-            sum.add(std::to_string(cell.integer));
-        } else {
-            sum.add(cell.text);
-        }
-    }
+    for (const RowData& cell : row) sum.add(cell.toString());
     return sum.value();
 }
 
@@ -281,10 +274,7 @@ void RowChecksums::completeTable(const Table& table) {
     const bool wereRead = mDatabase->read(sql, {}, [&](std::span<const RowData> row) {
         if (known.contains(row.front().integer)) return;
         std::vector<std::string>& cells = rows[row.front().integer];
-        for (const RowData& cell : row.subspan(1)) {
-            const bool isText = cell.storageClass != RowData::kInteger;
-            cells.push_back(isText ? std::string(cell.text) : std::to_string(cell.integer));
-        }
+        for (const RowData& cell : row.subspan(1)) cells.push_back(cell.toString());
     });
     if (!wereRead) mDatabase->abort();
 

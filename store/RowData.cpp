@@ -9,6 +9,10 @@
 
 namespace velora {
 
+std::string RowData::toString() const {
+    return storageClass == kInteger ? std::to_string(integer) : std::string(text);
+}
+
 std::vector<int> RowData::values() const {
     if (storageClass == SQLITE_INTEGER) return {static_cast<int>(integer)};
     std::vector<int> values;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -17,6 +18,8 @@ struct RowData {
     int64_t integer;
     std::string_view text;
 
+    /// An integer in decimal, or the text; empty for any other storage class.
+    std::string toString() const;
     /// An integer as a list of one; a text as the integers at its start, which commas may separate.
     std::vector<int> values() const;
     /// The first of these values; 0 if there is none.
