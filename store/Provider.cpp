@@ -33,13 +33,6 @@ bool isProfileNumber(int number) {
     return number >= 0 && number < kMaxProfiles;
 }
 
-/// A record has every parameter of its table from the start, so that reading adds none.
-template <typename Record>
-Record completed(Record record) {
-    record.completeTo(Record::kStoredParams);
-    return record;
-}
-
 /// Gives a record the factory's values where it has none.
 void complete(ParameterValues& record, const ParameterValues& factory) {
     for (const auto& [parameter, values] : factory) {

@@ -20,11 +20,8 @@ constexpr char kTuningLoadedMessage[] =
     "Load tuning[%s] from cache device[%s], and put it in cached mTunings";
 constexpr char kDeviceClearedMessage[] = "Clear cached device tuning Port[%s]:Device[%s]";
 
-/// A record has every parameter of its table from the start, so that reading adds none.
 std::unique_ptr<Tuning> newTuning(std::string_view name) {
-    auto tuning = std::make_unique<Tuning>(std::string(name), Endpoint::SPEAKER, false);
-    tuning->completeTo(Tuning::kStoredParams);
-    return tuning;
+    return std::make_unique<Tuning>(completed(Tuning(std::string(name), Endpoint::SPEAKER, false)));
 }
 
 }  // namespace

@@ -60,6 +60,14 @@ using ParameterNames = std::unordered_map<std::string_view, Parameter>;
 template <typename Record>
 std::vector<std::string> rowTexts(const Record& record, std::string_view copy);
 
+/// A new record with an empty list for each parameter of its table, so that reading a row adds
+/// none.
+template <typename Record>
+Record completed(Record record) {
+    record.completeTo(Record::kStoredParams);
+    return record;
+}
+
 /// Sets what a row contains, found by the names of its columns, in a record, which becomes dirty.
 /// What identifies the record is not read back, nor is a tuning's `is_readonly`.
 template <typename Record>

@@ -69,8 +69,7 @@ private:
         readRows(tableOf<Record>(), [&](std::span<const RowData> row) {
             const auto id = cellOf(row, "profile_id").plainNumber();
             if (!id || cellOf(row, "custom_name").text != kUserCopy) return;
-            Record record = make(*id, cellOf(row, "endpoint").text);
-            record.completeTo(Record::kStoredParams);
+            Record record = completed(make(*id, cellOf(row, "endpoint").text));
             readRow(row, mParameterNames, record);
             mSettings.add(record);
         });
