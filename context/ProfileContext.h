@@ -30,8 +30,7 @@ public:
     void restoreDefaultGeq();
 
     // Part of the vendor's contract, without a caller here. These write to the store themselves,
-    // in one transaction; what fails is stored by the next save. The caller must hold
-    // `SndContext::databaseLock`.
+    // in one transaction; what fails is stored by the next save.
     void save();
     void reset();
     void resetGeq();

@@ -106,7 +106,7 @@ void SndContext::reloadAllProfile() {
         // Saves that are under way are not lost.
         (void)mWriter->submit({}).wait();
         mWriter->discardPending();
-        Mutex::Autolock database(mWriter->databaseLock());
+        const ReadSession session = mProvider->startReading();
         for (const auto& context : mProfileContexts) context->load();
         loadSelectionLocked();
         on = mSfxOn;

@@ -72,8 +72,6 @@ public:
     /// Selects the tuning of every port again after they were replaced. A device that is no longer
     /// available is replaced by the port's default device. Notifies for every port with a tuning.
     void reloadTuning();
-    /// Everybody else who uses the provider's database holds it.
-    android::Mutex& databaseLock() { return mWriter->databaseLock(); }
 
     bool getSfxOn() const;
     /// Not stored until `saveSndState` or `save`.

@@ -269,15 +269,12 @@ int SndContextManager::mergeChangedOem(const std::string& path, Provider::Tuning
 
     Provider* const provider = getProvider();
     setOemSignature({});  // until everything has succeeded
-    {
-        Mutex::Autolock database(getSndContext()->databaseLock());
-        if (!StoreBuilder(provider).mergeOemTuning(*oem)) return android::INVALID_OPERATION;
+    if (!StoreBuilder(provider).mergeOemTuning(*oem)) return android::INVALID_OPERATION;
 
-        ALOGI(kReloadingMessage);
-        const ReadSession reading = provider->startReading();
-        *tunings = provider->readTunings();
-        if (!reading.ok()) return android::INVALID_OPERATION;
-    }
+    ALOGI(kReloadingMessage);
+    const ReadSession reading = provider->startReading();
+    *tunings = provider->readTunings();
+    if (!reading.ok()) return android::INVALID_OPERATION;
     setOemSignature(oem->getSignature());
     return 0;
 }

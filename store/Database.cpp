@@ -132,6 +132,7 @@ int Database::connect(std::string* problem) {
     sqlite3* handle = nullptr;
     const int result = sqlite3_open_v2(mFile.path().c_str(), &handle, kFlags, nullptr);
     mConnection.reset(handle);
+    ++mConnections;
     if (result != SQLITE_OK) {
         *problem = sqlite3_errmsg(handle);
         return result;

@@ -27,7 +27,7 @@ class Statement;
 /// into the file. A commit that succeeded survives a loss of power. While the file is open, other
 /// processes may read it, also during a transaction.
 ///
-/// Owned by the database helper and used by one thread at a time, as `Provider` says. Owns the
+/// Owned by the database helper, or the salvage, and used by one thread at a time. Owns the
 /// connection and the prepared statements. Nothing throws: a failure is logged and returned. If the
 /// file can't be opened or read, there is no connection, and every statement fails.
 class Database {
@@ -49,6 +49,8 @@ public:
 
     const std::string& path() const { return mFile.path(); }
     bool isOpen() const { return mConnection != nullptr; }
+    /// Number of connections so far: another one may be to another file.
+    int connections() const { return mConnections; }
     /// The file had no table when it was opened.
     bool isEmpty() const { return mEmpty; }
     /// The file is no database, or a damaged one: every byte of it can be read, but what it
@@ -125,6 +127,7 @@ private:
     Connection mConnection;                                         ///< null if it isn't open
     std::map<std::string, std::unique_ptr<Statement>> mStatements;  ///< prepared, by their SQL
     State mState = State::NONE;
+    int mConnections = 0;
     int mDepth = 0;  ///< of nested transactions
     size_t mFailedReads = 0;
     uint64_t mLogNumber = 0;  ///< of the log that the connection uses; 0 if it isn't known

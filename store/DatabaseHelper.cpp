@@ -78,9 +78,20 @@ void DatabaseHelper::initParameterNameMap() {
 }
 
 std::optional<std::string> DatabaseHelper::setAside() {
+    const std::lock_guard lock(mLock);
     forgetRows();
     mHasDamagedRows = false;
     return mDatabase.setAside();
+}
+
+void DatabaseHelper::primeLog() {
+    const std::lock_guard lock(mLock);
+    mDatabase.primeLog();
+}
+
+void DatabaseHelper::checkpoint() {
+    const std::lock_guard lock(mLock);
+    mDatabase.checkpoint();
 }
 
 /// Another process may change the file after a transaction.
@@ -130,7 +141,13 @@ void DatabaseHelper::clear() {
     for (const std::string& statement : RowChecksums::dropStatements()) execSQL(statement);
 }
 
+bool DatabaseHelper::beginReading() {
+    mLock.lock();
+    return mDatabase.begin(Database::Access::READ);
+}
+
 void DatabaseHelper::beginTransaction() {
+    mLock.lock();
     const bool isOutermost = !mDatabase.isInTransaction();
     if (isOutermost) mIsWriting = true;
     const bool begun = mDatabase.begin(Database::Access::WRITE);  // if not, the commit fails
@@ -138,28 +155,38 @@ void DatabaseHelper::beginTransaction() {
 }
 
 bool DatabaseHelper::commitTransaction() {
+    const std::lock_guard lock(mLock);
+    const bool wasBegun = mDatabase.isInTransaction();
     const bool isOutermost = mDatabase.depth() == 1;
     if (isOutermost && std::exchange(mIsWriting, false) && mDatabase.isTransactionOpen()) {
         mChecksums.complete();
     }
     const bool stored = mDatabase.commit();
+    if (isOutermost && stored) mChecksums.setStored();
     if (isOutermost) forgetRows();
+    if (wasBegun) mLock.unlock();  // of the beginning
     return stored;
 }
 
-void DatabaseHelper::abortTransaction() { mDatabase.abort(); }
+void DatabaseHelper::abortTransaction() {
+    const std::lock_guard lock(mLock);
+    mDatabase.abort();
+}
 
 int DatabaseHelper::execSQL(const std::string& sql) {
+    const std::lock_guard lock(mLock);
     forgetRows();
     return mDatabase.execute(sql) ? 0 : 1;
 }
 
 bool DatabaseHelper::getAllRows(const std::string& sql, const Arguments& arguments,
                                 const RowVisitor& visit) {
+    const std::lock_guard lock(mLock);
     return mDatabase.read(sql, arguments, visit);
 }
 
 int64_t DatabaseHelper::getRowCount(TableType table) {
+    const std::lock_guard lock(mLock);
     const auto count = mDatabase.isTransactionOpen() ? mRowIndex.count(table)
                                                      : mDatabase.countRows(tableOf(table).name);
     return count.value_or(-1);

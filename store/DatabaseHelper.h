@@ -16,6 +16,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <span>
@@ -29,11 +30,11 @@ namespace velora {
 /// the database, the row index and the checksums; SQL is written only in these four and in
 /// Salvage.cpp.
 ///
-/// Owned by the provider and used by one thread at a time, as `Provider` says. Each call names
-/// the copy of a record that it means. Nothing throws: a failure is logged, and a record that can't
-/// be read keeps its values. All writes between `beginTransaction` and `commitTransaction` are
-/// stored together, or none of them. A text with a single quote can't be stored: its row is left
-/// out, or remains as it was, with an error in the log.
+/// Owned by the provider. Any thread may call it; a transaction keeps the other threads waiting
+/// until it ends. Each call names the copy of a record that it means. Nothing throws: a failure is
+/// logged, and a record that can't be read keeps its values. All writes between `beginTransaction`
+/// and `commitTransaction` are stored together, or none of them. A text with a single quote can't
+/// be stored: its row is left out, or remains as it was, with an error in the log.
 class DatabaseHelper {
 public:
     using Arguments = Database::Arguments;
@@ -65,15 +66,16 @@ public:
     /// See `Database`.
     [[nodiscard]] std::optional<std::string> setAside();
     const std::string& path() const { return mDatabase.path(); }
-    void primeLog() { mDatabase.primeLog(); }
-    void checkpoint() { mDatabase.checkpoint(); }
+    void primeLog();
+    void checkpoint();
+    /// In a transaction, so that no other thread reads.
     size_t failedReads() const { return mDatabase.failedReads(); }
 
     // `Transaction` and `ReadSession` are the way to use these. Transactions nest: only the
     // outermost begin and commit reach the file.
     void beginTransaction();
     /// Begins a transaction for reads. False if it couldn't begin.
-    [[nodiscard]] bool beginReading() { return mDatabase.begin(Database::Access::READ); }
+    [[nodiscard]] bool beginReading();
     /// True if no write has failed since the beginning; at the end of the outermost transaction, if
     /// all of it is stored. Otherwise nothing of it is.
     bool commitTransaction();
@@ -184,6 +186,8 @@ private:
     void updateConfigurationValue(std::string_view key, std::string_view value);
     void clearOem(const Table& table, const char* message);
 
+    /// Held by every operation, and by a thread from the beginning of its transaction to the end.
+    std::recursive_mutex mLock;
     Database mDatabase;
     RowIndex mRowIndex{&mDatabase};
     RowChecksums mChecksums{&mDatabase};

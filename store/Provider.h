@@ -19,12 +19,12 @@ namespace velora {
 /// The settings store as the rest of the system sees it: loads, saves, resets and creates records,
 /// choosing the right copy of each, and keeps the configuration values.
 ///
-/// Owned by the context manager. Whoever reads or writes the store holds the lock of the
-/// StoreWriter, once that runs; everything else, the records included, is used under the callers'
-/// locks. Owns every record that it returns. Those of profiles and presets remain the same objects,
-/// which each load fills again, until `init`; tunings remain until the provider is destroyed,
-/// device tunings until they are reloaded. Failures are logged by the database; loading a record
-/// that has no row leaves it unchanged, and saving null does nothing.
+/// Owned by the context manager. Any thread may read or write the store; everything else, the
+/// records included, is used under the callers' locks. Owns every record that it returns. Those of
+/// profiles and presets remain the same objects, which each load fills again, until `init`; tunings
+/// remain until the provider is destroyed, device tunings until they are reloaded. Failures are
+/// logged by the database; loading a record that has no row leaves it unchanged, and saving null
+/// does nothing.
 class Provider {
 public:
     // The copies of a record.

@@ -135,11 +135,25 @@ bool RowChecksums::hasTables() {
            });
 }
 
+/// Reads again what depends on the schema, if that has changed.
+void RowChecksums::followSchema() {
+    if (std::exchange(mIsSchemaCurrent, true)) return;
+    Schema schema{mDatabase->connections(), 0};
+    (void)mDatabase->read("PRAGMA schema_version", {}, [&](std::span<const RowData> row) {
+        schema.version = row.front().integer;
+    });
+    if (mSchema == schema) return;
+
+    mMayBeRenumbered = mMayBeRenumbered || mSchema.has_value();
+    mSchema = schema;
+    mHasTables = hasTables();
+    mIsIncomplete = mIsIncomplete || !mHasTables;
+}
+
 RowChecksums::Sums& RowChecksums::sums(const Table& table) {
     if (!mSums) {
         mSums.emplace();
-        mHasTables = hasTables();
-        mIsIncomplete = mIsIncomplete || !mHasTables;
+        followSchema();
         if (mHasTables) {
             (void)mDatabase->read("SELECT table_type, row, checksum FROM row_checksums", {},
                                   [&](std::span<const RowData> row) {
@@ -161,7 +175,7 @@ bool RowChecksums::isIntact(const Table& table, std::span<const RowData> row) {
         return stored != known.end() && stored->second != sum;
     };
 
-    if (isWrong()) renumber(table, known);
+    if (isWrong()) (void)renumber(table, known);
     if (isWrong()) {
         ALOGE("a row of %s is damaged: %s", table.name.data(), describe(row).c_str());
         return false;
@@ -177,7 +191,7 @@ bool RowChecksums::isWhole(const Table& table, const std::set<int64_t>& rowids) 
                              [&](const auto& sum) { return !rowids.contains(sum.first); });
     };
 
-    if (countLost() > 0) renumber(table, known);
+    if (countLost() > 0) (void)renumber(table, known);
     const auto lost = countLost();
     if (lost == 0) return true;
     ALOGE("%d rows of %s are lost", static_cast<int>(lost), table.name.data());
@@ -185,8 +199,8 @@ bool RowChecksums::isWhole(const Table& table, const std::set<int64_t>& rowids) 
 }
 
 /// Gives every checksum the number of its row, if each has a row, which then only was numbered
-/// anew. Otherwise something is damaged, and nothing changes.
-void RowChecksums::renumber(const Table& table, Sums& sums) {
+/// anew. Otherwise something is damaged, and nothing changes. Returns whether a number has changed.
+bool RowChecksums::renumber(const Table& table, Sums& sums) {
     // Not the text of any other query, since that one may be under way.
     const std::string sql =
         std::string("SELECT rowid, * FROM ").append(table.name).append(" ORDER BY rowid");
@@ -194,28 +208,38 @@ void RowChecksums::renumber(const Table& table, Sums& sums) {
     const bool wasRead = mDatabase->read(sql, {}, [&](std::span<const RowData> row) {
         rowids.emplace(checksumOf(row.subspan(1)), row.front().integer);
     });
-    if (!wasRead) return;
+    if (!wasRead) return false;
 
     Sums renumbered;
     for (const auto& [former, sum] : sums) {
         const auto row = rowids.extract(sum);
-        if (row.empty()) return;
+        if (row.empty()) return false;
         renumbered[row.mapped()] = sum;
     }
+    if (renumbered == sums) return false;
     sums = std::move(renumbered);
-    mIsRenumbered = true;
+    mMayBeRenumbered = true;
+    return true;
 }
 
-// It remains so until the file is opened again, because the transaction may be rolled back.
 void RowChecksums::beginWriting() {
-    if (!mIsRenumbered) return;
-    for (const Table& table : allTables()) renumber(table, sums(table));
-    if (!mHasTables) return;
+    followSchema();
+    if (!mMayBeRenumbered || !mHasTables) return;
+    bool isRenumbered = false;
+    for (const Table& table : allTables()) {
+        isRenumbered = renumber(table, sums(table)) || isRenumbered;
+    }
+    if (!isRenumbered) return;
 
     (void)mDatabase->write("DELETE FROM row_checksums", {});
     for (const Table& table : allTables()) {
         for (const auto& [rowid, sum] : sums(table)) write(table, rowid, sum);
     }
+}
+
+void RowChecksums::clear() {
+    mSums.reset();
+    mIsSchemaCurrent = false;
 }
 
 std::set<int64_t> RowChecksums::rowidsOf(const Table& table) {
@@ -237,12 +261,16 @@ std::string RowChecksums::digest(std::initializer_list<TableType> types) {
 }
 
 void RowChecksums::store(const Table& table, int64_t rowid, Cells row) {
-    Sums& known = sums(table);
+    followSchema();
     if (!mHasTables) return;  // `complete` stores all of them
-
     const int64_t sum = checksumOf(row);
     write(table, rowid, sum);
-    known[rowid] = sum;
+    if (mSums) sums(table)[rowid] = sum;
+}
+
+// A trigger has deleted the checksum.
+void RowChecksums::erase(const Table& table, int64_t rowid) {
+    if (mSums) sums(table).erase(rowid);
 }
 
 void RowChecksums::write(const Table& table, int64_t rowid, int64_t sum) {
@@ -254,13 +282,16 @@ void RowChecksums::write(const Table& table, int64_t rowid, int64_t sum) {
 }
 
 void RowChecksums::complete() {
+    clear();  // triggers have removed checksums
+    followSchema();
     if (!mIsIncomplete) return;
-    if (!hasTables()) {
+    if (!mHasTables) {
         for (const std::string& statement : dropStatements()) (void)mDatabase->execute(statement);
         for (const std::string& statement : createStatements()) {
             if (!mDatabase->execute(statement)) mDatabase->abort();
         }
         clear();
+        followSchema();
     }
 
     for (const Table& table : allTables()) completeTable(table);

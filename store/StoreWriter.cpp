@@ -69,10 +69,7 @@ bool StoreWriter::wait(uint64_t number) {
 }
 
 void StoreWriter::run() {
-    {
-        Mutex::Autolock database(mDatabaseLock);
-        mProvider->primeLog();
-    }
+    mProvider->primeLog();
 
     mLock.lock();
     while (!mStopped || mTried < mSubmitted) {
@@ -85,10 +82,7 @@ void StoreWriter::run() {
 
         // Nobody waits for this.
         mLock.unlock();
-        {
-            Mutex::Autolock database(mDatabaseLock);
-            mProvider->checkpoint();
-        }
+        mProvider->checkpoint();
         mLock.lock();
     }
     mRunning = false;
@@ -100,11 +94,7 @@ void StoreWriter::storePendingLocked() {
     UserSettings settings = std::exchange(mPending, {});
     const uint64_t number = mSubmitted;
     mLock.unlock();
-    bool stored = false;
-    {
-        Mutex::Autolock database(mDatabaseLock);
-        stored = mProvider->storeSettings(settings);
-    }
+    const bool stored = mProvider->storeSettings(settings);
     mLock.lock();
 
     // `discardPending` may have advanced the numbers meanwhile.

@@ -54,10 +54,6 @@ public:
     /// Stores what is pending and ends the thread. What is submitted later fails.
     void stop();
 
-    /// Everybody else who uses the provider's database holds it. It is acquired after every lock of
-    /// the settings.
-    android::Mutex& databaseLock() { return mDatabaseLock; }
-
 private:
     void startLocked() REQUIRES(mLock);
     [[nodiscard]] bool wait(uint64_t number);
@@ -66,7 +62,6 @@ private:
     void storePendingLocked() REQUIRES(mLock);
 
     Provider* const mProvider;
-    android::Mutex mDatabaseLock;
 
     mutable android::Mutex mLock;
     android::Condition mChanged;

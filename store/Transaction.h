@@ -41,8 +41,8 @@ public:
     /// The database must outlive the session.
     explicit ReadSession(DatabaseHelper& database)
         : mDatabase(database),
-          mFailedBefore(database.failedReads()),
-          mBegun(database.beginReading()) {}
+          mBegun(database.beginReading()),
+          mFailedBefore(database.failedReads()) {}
     ~ReadSession() { (void)mDatabase.commitTransaction(); }  // nothing was written
     ReadSession(const ReadSession&) = delete;
     ReadSession& operator=(const ReadSession&) = delete;
@@ -53,8 +53,8 @@ public:
 
 private:
     DatabaseHelper& mDatabase;
-    const size_t mFailedBefore;
     const bool mBegun;
+    const size_t mFailedBefore;
 };
 
 }  // namespace velora

@@ -136,9 +136,17 @@ TEST_F(SndContextManagerTest, RowsThatWereNumberedAnewAreNotDamaged) {
     changeStore("UPDATE profiles SET name='edited' WHERE profile_id='0' AND custom_name='custom'");
     changeStore("VACUUM");
     EXPECT_EQ(stateOf(restart()), changed);
-    manager().getSndContext()->setProfileGeqParameter(4, GEQ_GAIN, Values(20, 5));
+    manager().getSndContext()->setProfileGeqParameter(3, GEQ_GAIN, Values(20, 5));
     EXPECT_TRUE(manager().getSndContext()->save());
-    EXPECT_EQ(restart().getProfileGeqParameter(4, GEQ_GAIN), Values(20, 5));
+    EXPECT_EQ(restart().getProfileGeqParameter(3, GEQ_GAIN), Values(20, 5));
+
+    // While the service runs, which then only writes.
+    SndContext& context = *manager().getSndContext();
+    changeStore("VACUUM");
+    context.setProfileGeqParameter(4, GEQ_GAIN, Values(20, 6));
+    EXPECT_TRUE(context.save());
+    const std::string saved = stateOf(context);
+    EXPECT_EQ(stateOf(restart()), saved);
 }
 
 TEST_F(SndContextManagerTest, ADamagedStoreIsNeitherUsedNorReplacedWithoutATuningFile) {

@@ -54,7 +54,7 @@ TEST_F(StoreWriterTest, SavesThatWaitTogetherShareACommit) {
     const uint64_t before = disk.syncs();
     std::vector<StoreWriter::Save> saves;
     {
-        android::Mutex::Autolock busy(writer->databaseLock());
+        const ReadSession busy = provider.startReading();
         for (int i = 0; i < 10; ++i) saves.push_back(select(i % 2));
     }
     for (const auto& save : saves) EXPECT_TRUE(save.wait());
