@@ -9,9 +9,10 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 find_package(LibXml2 REQUIRED)
-find_package(OpenSSL REQUIRED)
+find_package(PkgConfig REQUIRED)
 find_package(SQLite3 REQUIRED)
 find_package(Threads REQUIRED)
+pkg_check_modules(libmd REQUIRED IMPORTED_TARGET libmd)
 
 add_library(velora_build_options INTERFACE)
 target_compile_options(velora_build_options INTERFACE

@@ -50,7 +50,7 @@ void openStandardStreams() {
 }
 
 /// Removes all variables from the environment, except for those that sd-bus and sd-daemon read.
-/// The others could make a library open a file, as OPENSSL_CONF does.
+/// The others could make a library open a file, as XML_CATALOG_FILES may.
 void reduceEnvironment() {
     constexpr std::string_view kUsed[] = {"DBUS_SESSION_BUS_ADDRESS=", "DBUS_SYSTEM_BUS_ADDRESS=",
                                           "JOURNAL_STREAM=",           "NOTIFY_SOCKET=",
