@@ -6,6 +6,8 @@
 #include "effect/SetParamCommand.h"
 #include "effect/SfxEffect.h"
 
+#include <utility>
+
 #include <log/log.h>
 
 namespace velora {
@@ -31,7 +33,7 @@ void SfxController::onLoad(SndContext& context) {
         if (!updateEndpoint(context, port)) ALOGE(kNoEndpointMessage, port);
 
         if (Tuning* const tuning = context.getSelectedTuning(port)) {
-            mContext.setTuning(port, *tuning);
+            updateTuning(port, *tuning);
         } else {
             ALOGE(kNoTuningMessage, portInfo(port).name.data());
         }
@@ -72,7 +74,7 @@ void SfxController::onSelectedProfileGeqChanged(SndContext&, GeqPreset& preset) 
 }
 
 void SfxController::onSelectedTuningChanged(SndContext& context, Port port, Tuning& tuning) {
-    mContext.setTuning(port, tuning);
+    updateTuning(port, tuning);
 
     // A tuning of another class of output selects another endpoint, with its own IEQ preset.
     const DeviceParameters* const view = mContext.getDeviceParameters(port);
@@ -97,11 +99,28 @@ bool SfxController::updateEndpoint(SndContext& context, Port port) {
     return true;
 }
 
+void SfxController::updateTuning(Port port, Tuning& tuning) {
+    mContext.setTuning(port, tuning);
+
+    const AndroidDevice* const device = SfxContext::kDeviceForPort.find(port);
+    if (device == nullptr) return;
+    const DeviceParameters& view = *mContext.getDeviceParameters(port);
+    const OutputKind kind{tuning.getEndpoint(), tuning.isMono(), view.firstOf(OUTPUT_CHANNELS, 0),
+                          view.firstOf(BASS_MBDRC_ENABLE, 0),
+                          view.firstOf(REGULATOR_SIBILANCE_SUPPRESS_ENABLE, 0)};
+    const auto [former, isFirst] = mKinds.try_emplace(*device, kind);
+    if (!isFirst && std::exchange(former->second, kind) != kind) mToSendWhole.insert(*device);
+}
+
 void SfxController::sendParameters(AndroidDevice target) {
     SetParamCommand command(target);
     for (auto& [device, translator] : mTranslators) {
         command.setDeviceId(device);
-        translator.translatePending(command);
+        if (mToSendWhole.erase(device) > 0) {
+            translator.translateAll(command);
+        } else {
+            translator.translatePending(command);
+        }
     }
     command.execute(*mEffect);
 }

@@ -3,6 +3,9 @@
 #include "context/SndContextChangeObservable.h"
 #include "effect/SfxContext.h"
 
+#include <map>
+#include <set>
+
 namespace velora {
 
 class SfxEffect;
@@ -37,19 +40,36 @@ public:
     /// Sends the pending changes of all output devices in one block for `target`: device by device
     /// in ascending order, the profile's parameters last. `target` is the output device that
     /// the block's header names, `kAllDevices` in general. Sends nothing if nothing has changed.
+    ///
+    /// A device is sent whole if its tuning has become another kind of output, because entries of
+    /// other parameters, which don't become pending by that, contain what has changed.
     void sendParameters(AndroidDevice target);
     /// Replaces the effect, sends all parameters to the new one and switches it on or off. `effect`
     /// must remain valid as the constructor's.
     void setSfxEffect(SfxEffect& effect, SndContext& context);
 
 private:
+    /// What the entries of other parameters contain of a tuning: DOM its class, all of the first
+    /// three, and AOBS, CEQT and RSSA the number of channels; BMDT and RSSA one of the enables.
+    struct OutputKind {
+        Endpoint endpoint;
+        bool mono;
+        int channels;
+        int bassMbdrcEnable;
+        int sibilanceSuppressEnable;
+        bool operator==(const OutputKind&) const = default;
+    };
+
     void updateProfile(SndContext& context);
+    void updateTuning(Port port, Tuning& tuning);
     /// False if the port has no endpoint.
     bool updateEndpoint(SndContext& context, Port port);
 
     ParameterTranslators mTranslators;
     SfxContext mContext;  ///< refers to mTranslators
     SfxEffect* mEffect;
+    std::map<AndroidDevice, OutputKind> mKinds;  ///< of the devices that have a tuning
+    std::set<AndroidDevice> mToSendWhole;
 };
 
 }  // namespace velora
