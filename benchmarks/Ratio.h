@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdlib>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -31,9 +32,12 @@ void addRatio(const std::string& name, double goal, void (*ours)(benchmark::Stat
               void (*floor)(benchmark::State&, Size), std::type_identity_t<Size> size) {
     rows().push_back({name, goal});
     for (const auto& [kind, run] : {std::pair{"/ours", ours}, {"/floor", floor}}) {
-        benchmark::RegisterBenchmark((name + kind).c_str(), run, size)
-            ->Unit(benchmark::kMicrosecond)
-            ->UseRealTime();
+        auto* const added = benchmark::RegisterBenchmark((name + kind).c_str(), run, size)
+                                ->Unit(benchmark::kMicrosecond)
+                                ->UseRealTime();
+        if (const char* const iterations = getenv("VELORA_ITERATIONS")) {
+            added->Iterations(atoi(iterations));
+        }
     }
 }
 

@@ -20,7 +20,7 @@ void ParameterTranslator::onParameterChanged(Parameter parameter) {
 
 void ParameterTranslator::translatePending(SetParamCommand& command) {
     const auto pending = std::exchange(mPending, {});
-    if (mSource == nullptr) return;
+    if (mSource == nullptr || pending.none()) return;
 
     for (size_t i = 0; i < kNumTranslators; ++i) {
         if (pending.test(i)) kAllTranslators[i].sfxTranslate(command, *mSource, mEndpoint, mMono);

@@ -12,8 +12,10 @@ void ParameterView::announceSource(Endpoint endpoint, bool mono) {
 }
 
 void ParameterView::updateParams(const ParameterValues& record) {
+    const ParameterSet& valid = getValidParams();  // most records have few of these
     for (const auto& [parameter, values] : record) {
-        if (values.empty() || !checkAndUpdate(parameter, values)) continue;
+        if (values.empty() || !valid.contains(parameter)) continue;
+        if (!checkAndUpdate(parameter, values)) continue;
         if (mObserver != nullptr) mObserver->onParameterChanged(parameter);
     }
 }

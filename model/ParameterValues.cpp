@@ -34,10 +34,13 @@ void ParameterValues::set(Parameter parameter, Values values) {
     setDirty(true);
 }
 
-bool ParameterValues::checkAndUpdate(Parameter parameter, Values values) {
+bool ParameterValues::checkAndUpdate(Parameter parameter, const Values& values) {
     if (!getValidParams().contains(parameter)) return false;
-    if (findOrInsert(parameter).values == values) return false;
-    set(parameter, std::move(values));
+    Entry& entry = findOrInsert(parameter);
+    if (entry.values == values) return false;
+    entry.values = values;  // a copy, which uses the memory of the former values
+    mChanged = true;
+    setDirty(true);
     return true;
 }
 

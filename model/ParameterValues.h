@@ -47,7 +47,7 @@ public:
     /// false, and leaves values and flag unchanged, if the parameter isn't valid in this record or
     /// already has these values. An empty entry is added first for a valid parameter without one,
     /// so that asking for an empty list there returns false, too.
-    bool checkAndUpdate(Parameter parameter, Values values);
+    bool checkAndUpdate(Parameter parameter, const Values& values);
     /// Makes the record contain entries for exactly the parameters in `params`: adds an empty entry
     /// for each missing one and removes all other entries. Returns the parameters of the removed
     /// entries. Doesn't change the dirty flag.
