@@ -22,7 +22,6 @@ namespace {
 
 std::atomic<Disk*> sDisk{nullptr};
 std::mutex sOrder;  // of the records of this process
-thread_local int tPauses = 0;
 
 /// The file of a call, if it is on the disk in use.
 class File {
@@ -60,20 +59,17 @@ private:
 };
 
 bool fails(Disk& disk, DiskCall call) {
-    if (tPauses > 0) return false;
-    const auto kind = static_cast<int>(call);
-    const uint64_t all = ++disk.allCalls;
-    const uint64_t ofKind = ++disk.calls[static_cast<size_t>(kind)];
+    const uint64_t ofKind = ++disk.calls[static_cast<size_t>(call)];
+    const uint64_t ofAny = ++disk.calls[static_cast<size_t>(DiskCall::ANY)];
+    const DiskCall failing = disk.failKind;
+    if (failing != call && failing != DiskCall::ANY) return false;
 
+    const uint64_t number = failing == call ? ofKind : ofAny;
     const uint64_t at = disk.failAt;
-    const int failKind = disk.failKind;
-    if (at == 0 || (failKind != kAnyDiskCall && failKind != kind)) return false;
-    const uint64_t number = failKind == kAnyDiskCall ? all : ofKind;
-    const bool isLater = disk.failsOn && number > at && (number - at) % (disk.failGap + 1) == 0;
-    if (number != at && !isLater) return false;
-
+    if (at == 0 || number < at) return false;
+    const uint64_t every = disk.failEvery;
+    if (number > at && (every == 0 || (number - at) % every != 0)) return false;
     ++disk.failures;
-    disk.lastFailure = kind;
     errno = disk.error;
     return true;
 }
@@ -89,7 +85,7 @@ bool isRefused(const File& file) {
 void record(const File& file, DiskRecord head, const void* data = nullptr) {
     if (file.disk()->recording[0] == '\0') return;
     const int before = errno;
-    head.pathSize = strlen(file.path());
+    head.pathSize = static_cast<uint32_t>(strlen(file.path()));
     const iovec parts[]{{&head, sizeof head},
                         {const_cast<char*>(file.path()), head.pathSize},
                         {const_cast<void*>(data), head.size}};
@@ -170,9 +166,6 @@ void markDisk(std::string_view text) {
     record(File(AT_FDCWD, disk->directory), {DiskRecord::MARK, 0, 0, text.size()}, text.data());
 }
 
-DiskPause::DiskPause() { ++tPauses; }
-DiskPause::~DiskPause() { --tPauses; }
-
 }  // namespace velora::test
 
 // The functions of libc, under each of their names that is used, with the parameters of its
@@ -247,23 +240,11 @@ int unlinkat(int fd, const char* name, int flag) noexcept {
         perform(DiskCall::UNLINK, file, run, [&](long) { record(file, {DiskRecord::UNLINK}); }));
 }
 int unlink(const char* name) noexcept { return unlinkat(AT_FDCWD, name, 0); }
-/// libc's own doesn't call the `unlink` above.
-int remove(const char* name) noexcept {
-    const int result = unlink(name);
-    return result != 0 && errno == EISDIR ? rmdir(name) : result;
-}
 
-/// Fails only on a disk that is read-only.
+/// Isn't recorded, and fails only on a disk that is read-only.
 int rename(const char* old, const char* _new) noexcept {
-    const File file(AT_FDCWD, old);
-    const File target(AT_FDCWD, _new);
-    if (isRefused(file)) return -1;
-    std::lock_guard lock(sOrder);
-    const long result = syscall(SYS_renameat2, AT_FDCWD, old, AT_FDCWD, _new, 0U);
-    if (result == 0 && file.path() != nullptr && target.path() != nullptr) {
-        record(file, {DiskRecord::RENAME, 0, 0, strlen(target.path())}, target.path());
-    }
-    return static_cast<int>(result);
+    if (isRefused(File(AT_FDCWD, old))) return -1;
+    return static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, old, AT_FDCWD, _new, 0U));
 }
 
 }  // extern "C"
