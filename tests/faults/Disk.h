@@ -16,8 +16,7 @@
 
 namespace velora::test {
 
-/// The calls that are counted and can fail. Functions that differ only by "at" or "64" are one
-/// call.
+/// The calls that are counted and can fail. Functions that differ only by "64" are one call.
 enum class DiskCall { OPEN, READ, PREAD, WRITE, PWRITE, FSYNC, FDATASYNC, FTRUNCATE, UNLINK, ANY };
 
 /// The state of a disk, in a file that all processes map that use or control it. Any thread of any

@@ -81,10 +81,9 @@ constexpr std::array kCalls{
 
 /// A setting that only one user changes, and the values that it may have.
 struct Setting {
-    Command command;     ///< sets and gets it
-    int32_t id;          ///< of a parameter of the profile
-    int32_t min, max;    ///< the service clamps values to this range
-    int32_t length = 1;  ///< number of values
+    int32_t id;        ///< of a parameter of the user's profile
+    int32_t min, max;  ///< of its values
+    int32_t length;    ///< number of values
     /// The last saved value, followed by those set since.
     std::vector<Integers> possible{};
     bool isCertain = true;  ///< the daemon has accepted the last one: it wasn't killed meanwhile
@@ -95,11 +94,9 @@ class User {
 public:
     User(Run& run, const TempDir& root, int32_t number, uint32_t seed)
         : mRun(run), mRoot(root), mNumber(number), mDice(seed) {
-        if (number == 0) mSettings.push_back({Command::SWITCH_EFFECT, 0, 0, 1});
-        if (number == 1) mSettings.push_back({Command::SELECTED_PROFILE, 0, 0, kUsers});
         for (const auto& [id, parameter, scope, min, max, length] : kAdapterParameters) {
             if (scope != Scope::PROFILE && scope != Scope::GEQ_PRESET) continue;
-            mSettings.push_back({Command::PROFILE_PARAMETER, id, min, max, length});
+            mSettings.push_back({id, min, max, length});
         }
     }
 
@@ -130,12 +127,12 @@ public:
         for (Setting& setting : mSettings) {
             auto& possible = setting.possible;
             if (isSaved && setting.isCertain && !possible.empty()) possible = {possible.back()};
-            const Integers value = valueOf(setting);
-            if (!possible.empty() &&
-                std::find(possible.begin(), possible.end(), value) == possible.end()) {
-                mRun.fail("user " + std::to_string(mNumber) + " finds " + toText(value) + " at " +
-                          toText({wordOf(setting.command), setting.id}) + " after " +
-                          toText(possible.front()) + " to " + toText(possible.back()));
+            const Integers value = mClient->get(Command::PROFILE_PARAMETER, setting.id, mNumber,
+                                                size_t(setting.length));
+            if (!possible.empty() && !std::count(possible.begin(), possible.end(), value)) {
+                mRun.fail("user " + std::to_string(mNumber) + " finds " + std::to_string(value[0]) +
+                          " in parameter " + std::to_string(setting.id) + " after " +
+                          std::to_string(possible.back()[0]));
             }
             possible = {value};
             setting.isCertain = true;
@@ -145,12 +142,6 @@ public:
     }
 
 private:
-    static std::string toText(const Integers& values) {
-        std::string text;
-        for (const int32_t value : values) text += " " + std::to_string(value);
-        return "(" + text + " )";
-    }
-
     /// Any failure is normal while the daemon is ended or started.
     void attempt(void (User::*action)()) {
         const uint32_t life = mRun.life;
@@ -164,32 +155,25 @@ private:
         ++mRun.actions;
     }
 
-    Integers valueOf(const Setting& setting) {
-        return mClient->get(setting.command, setting.id, mNumber, size_t(setting.length));
-    }
-    void send(const Bytes& request) {
+    void send(Command command, Integers arguments, size_t missing = 0) {
+        arguments.insert(arguments.begin(), {wordOf(command), 0});
+        Bytes request = Client::toBytes(arguments);
+        request.resize(request.size() - missing);
         const auto result = mClient->call<int32_t>("SetSfxParam", request);
         if (result != 0) mRun.fail("a request was answered by " + std::to_string(result));
-    }
-    static Bytes request(Command command, Integers arguments) {
-        arguments.insert(arguments.begin(), {wordOf(command), 0});
-        return Client::toBytes(arguments);
     }
 
     /// Sets a value, and notes it as possible unless it is refused.
     void set() {
         Setting& setting = mSettings[mDice.below(mSettings.size())];
-        const bool isParameter = setting.command == Command::PROFILE_PARAMETER;
-        const int32_t beyond = isParameter ? 2 : 0;
-        Integers arguments(size_t(setting.length));
-        for (int32_t& one : arguments) one = mDice.roll(setting.min - beyond, setting.max + beyond);
-        Integers value = arguments;
-        for (int32_t& one : value) one = std::clamp(one, setting.min, setting.max);
-        if (isParameter) arguments.insert(arguments.begin(), {mNumber, setting.id});
+        Integers value(size_t(setting.length));
+        for (int32_t& one : value) one = mDice.roll(setting.min, setting.max);
+        Integers arguments{mNumber, setting.id};
+        arguments.insert(arguments.end(), value.begin(), value.end());
 
         setting.possible.push_back(value);
         try {
-            send(request(setting.command, arguments));
+            send(Command::PROFILE_PARAMETER, arguments);
         } catch (const CommandError& error) {
             setting.isCertain = error.exit() == Exit::FAILED;
             if (setting.isCertain) setting.possible.pop_back();
@@ -198,13 +182,10 @@ private:
     }
     /// Sends a request for the profile that no user owns, of which the end may be missing.
     void setUnownedProfile() {
-        const bool hasPort = mDice.below(2) == 0;
-        Integers arguments{kUsers, mDice.roll(99, 117), mDice.roll(-1, 20)};
-        if (hasPort) arguments.insert(arguments.begin() + 1, mDice.roll(-1, 7));
-        Bytes bytes = request(
-            hasPort ? Command::PROFILE_PORT_PARAMETER : Command::PROFILE_PARAMETER, arguments);
-        bytes.resize(std::min(bytes.size(), 1 + mDice.below(2 * bytes.size())));
-        send(bytes);
+        const int32_t port = mDice.roll(-1, 7);
+        const int32_t id = mDice.roll(99, 117);
+        send(Command::PROFILE_PORT_PARAMETER, {kUsers, port, id, mDice.roll(-1, 20)},
+             mDice.below(20));
     }
     bool rarely() { return mDice.below(20) == 0; }
     void verifyRarely() {  // because it has everything saved
