@@ -12,11 +12,6 @@ using testing::HasSubstr;
 
 class DaemonTest : public HostFixture {
 protected:
-    static host::Bytes request(Command command, const host::Integers& arguments) {
-        host::Integers words{wordOf(command), 0};
-        words.insert(words.end(), arguments.begin(), arguments.end());
-        return Client::toBytes(words);
-    }
     /// Sends a request. Returns why the daemon refused it, or "" if the service queued it.
     static std::string refusal(Client& from, const host::Bytes& request) {
         try {
@@ -101,15 +96,18 @@ TEST_F(DaemonTest, AReloadSendsItsUpdateBeforeItsAnswer) {
                         host::kUpdateSignal, note, &isUpdated);
     reloading->call("RegisterClient", 0);
     reloading->call("SetIntParam", key::kReload, int64_t{0});
-    while (sd_bus_process(reloading->bus(), nullptr) > 0) continue;
+    uint64_t received = 0;  // before the answer
+    sd_bus_get_n_queued_read(reloading->bus(), &received);
+    while (received-- > 0) sd_bus_process(reloading->bus(), nullptr);
     EXPECT_TRUE(isUpdated);
 }
 
 TEST_F(DaemonTest, ReadsTheExtraFileAgainWhenItIsTold) {
+    const std::string added = "Add OEM Tuning car_cabin";
+    EXPECT_EQ(count("log", added), 1U);
     installOem(extra + "\n");
     daemon->signal(SIGHUP);
-    EXPECT_TRUE(awaitIn("log", "Add OEM Tuning car_cabin"));
-    EXPECT_THAT(ctl("devices list --port bluetooth").out, HasSubstr("bluetooth_car_kit"));
+    EXPECT_TRUE(awaitIn("log", added, 2));
 }
 
 TEST_F(DaemonTest, WaitingForAnUpdateEndsAfterTheTimeoutOrWithTheService) {

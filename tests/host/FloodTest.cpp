@@ -60,8 +60,8 @@ private:
 class FloodTest : public HostFixture {
 protected:
     static void reload(Caller& caller) { caller.send("SetIntParam", key::kReload, int64_t{0}); }
-    static host::Bytes select(int32_t profile) {
-        return Client::toBytes({wordOf(Command::SELECTED_PROFILE), 0, profile});
+    static void select(Caller& caller, int32_t profile) {
+        caller.send("SetSfxParam", request(Command::SELECTED_PROFILE, {profile}));
     }
 };
 
@@ -74,7 +74,7 @@ TEST_F(FloodTest, AFloodByOneClientIsRefusedBeyondItsQuotaAndDelaysNobodyElse) {
         void (*send)(Caller& flooding);
     };
     const Row kRows[] = {
-        {"selections", host::kInterface, 300, [](Caller& c) { c.send("SetSfxParam", select(1)); }},
+        {"selections", host::kInterface, 300, [](Caller& c) { select(c, 1); }},
         {"registrations", host::kInterface, 300, [](Caller& c) { c.send("RegisterClient", 7); }},
         {"reloads", host::kInterface, 30, reload},
         {"introspection", "org.freedesktop.DBus.Introspectable", 300,
@@ -123,10 +123,10 @@ TEST_F(FloodTest, WhatTheServiceCannotTakeYetWaitsForItsTurn) {
     Caller other(connect());
     {
         const auto lock = holdStore();
-        for (int32_t i = 0; i < 200; ++i) flooding.send("SetSfxParam", select(1 + i % 2));
+        for (int32_t i = 0; i < 200; ++i) select(flooding, 1 + i % 2);
         EXPECT_TRUE(waitFor([&] { return flooding.read(), flooding.refused > 0; }));
         EXPECT_LT(flooding.answered, 70U);
-        other.send("SetSfxParam", select(3));
+        select(other, 3);
         other.send("RegisterClient", 1);
     }
     EXPECT_TRUE(waitFor([&] { return other.isAnswered(); }));

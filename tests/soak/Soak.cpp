@@ -155,10 +155,7 @@ private:
         ++mRun.actions;
     }
 
-    void send(Command command, Integers arguments, size_t missing = 0) {
-        arguments.insert(arguments.begin(), {wordOf(command), 0});
-        Bytes request = Client::toBytes(arguments);
-        request.resize(request.size() - missing);
+    void send(const Bytes& request) {
         const auto result = mClient->call<int32_t>("SetSfxParam", request);
         if (result != 0) mRun.fail("a request was answered by " + std::to_string(result));
     }
@@ -173,7 +170,7 @@ private:
 
         setting.possible.push_back(value);
         try {
-            send(Command::PROFILE_PARAMETER, arguments);
+            send(request(Command::PROFILE_PARAMETER, arguments));
         } catch (const CommandError& error) {
             setting.isCertain = error.exit() == Exit::FAILED;
             if (setting.isCertain) setting.possible.pop_back();
@@ -184,8 +181,10 @@ private:
     void setUnownedProfile() {
         const int32_t port = mDice.roll(-1, 7);
         const int32_t id = mDice.roll(99, 117);
-        send(Command::PROFILE_PORT_PARAMETER, {kUsers, port, id, mDice.roll(-1, 20)},
-             mDice.below(20));
+        Bytes bytes =
+            request(Command::PROFILE_PORT_PARAMETER, {kUsers, port, id, mDice.roll(-1, 20)});
+        bytes.resize(bytes.size() - mDice.below(20));
+        send(bytes);
     }
     bool rarely() { return mDice.below(20) == 0; }
     void verifyRarely() {  // because it has everything saved

@@ -17,6 +17,12 @@ inline std::unique_ptr<Client> connect() {
     return std::make_unique<Client>(host::create<host::Bus>(sd_bus_open_user, "connect"));
 }
 
+/// The bytes of a set-request with an empty result word.
+inline host::Bytes request(Command command, host::Integers arguments) {
+    arguments.insert(arguments.begin(), {wordOf(command), 0});
+    return Client::toBytes(arguments);
+}
+
 /// Waits at most half a minute until something holds. False if it doesn't hold then.
 inline bool waitFor(const std::function<bool()>& holds) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
