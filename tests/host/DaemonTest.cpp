@@ -117,6 +117,7 @@ TEST_F(DaemonTest, WaitingForAnUpdateEndsAfterTheTimeoutOrWithTheService) {
         return testing::Throws<CommandError>(testing::Property(&CommandError::exit, exit));
     };
     EXPECT_THAT([&] { waiting->awaitUpdate({9}, [] {}); }, failsWith(host::Exit::FAILED));
+    sd_bus_set_method_call_timeout(waiting->bus(), 25'000'000);
     const auto killDaemon = [&] { daemon->end(SIGKILL); };
     EXPECT_THAT([&] { waiting->awaitUpdate({9}, killDaemon); }, failsWith(host::Exit::NO_SERVICE));
 }
