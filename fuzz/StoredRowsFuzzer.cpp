@@ -9,6 +9,7 @@
 #include "fuzz/Root.h"
 #include "service/SndManager.h"
 #include "store/RecordRows.h"
+#include "tests/support/Records.h"
 
 #include <string>
 #include <vector>
@@ -47,23 +48,13 @@ void change(sqlite3* database, const std::vector<uint8_t>& header, const std::st
 
 /// All settings and the tunings in force.
 std::string checkedContents() {
-    velora::SndContext& context = *velora::SndContextManager::getInstance().getSndContext();
     std::string text;
     const auto addChecked = [&](const auto& record) {
         velora::fuzz::checkComplete(record);
         text += record.valuesToString();
     };
-    for (int id = 0; id < context.getNumOfProfiles(); ++id) {
-        addChecked(*context.getProfile(id));
-        addChecked(*context.getProfileGeq(id));
-        for (const auto endpoint : velora::kEndpoints) {
-            addChecked(*context.getProfileEndpoint(id, endpoint));
-            addChecked(*context.getContext(id)->getSelectedIeqPreset(endpoint));
-        }
-    }
-    for (const auto port : velora::kSupportedPorts) {
-        if (const auto* const tuning = context.getSelectedTuning(port)) addChecked(*tuning);
-    }
+    velora::test::visitRecords(*velora::SndContextManager::getInstance().getSndContext(),
+                               addChecked);
     return text;
 }
 

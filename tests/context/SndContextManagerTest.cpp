@@ -182,7 +182,7 @@ TEST_F(SndContextManagerTest, SettingsThatCannotBeReadRemainUnchanged) {
     const std::string signature = Provider().getDefaultXmlSignature();
     LogCapture::onMessage("getSignature(): XML file md5sum " + signature, [&] {
         changeStore("PRAGMA user_version=1");  // so that all is read again
-        disk.failNext(DiskCall::PREAD, true);
+        disk.failNext(DiskCall::PREAD, 1);
         LogCapture::onMessage("The stored settings can't be read, they remain unchanged",
                               [&] { disk.clearFault(); });
     });

@@ -22,27 +22,20 @@ namespace {
 
 std::atomic<Disk*> sDisk{nullptr};
 std::mutex sOrder;  // of the records of this process
-thread_local int tPauses = 0;
 
 /// The file of a call, if it is on the disk in use.
 class File {
 public:
-    explicit File(int fd) : File(fd, nullptr) {}
-    /// `directory` as for openat.
-    File(int directory, const char* name) {
+    explicit File(int fd) {
         if (mDisk == nullptr) return;
         const int before = errno;
-        if (directory != AT_FDCWD && (name == nullptr || *name != '/')) {
-            char link[64];
-            snprintf(link, sizeof link, "/proc/self/fd/%d", directory);
-            const long size = syscall(SYS_readlinkat, AT_FDCWD, link, mPath, sizeof mPath - 1);
-            mPath[size > 0 ? size : 0] = '\0';
-        }
-        const size_t size = strlen(mPath);
-        if (name != nullptr) {
-            snprintf(mPath + size, sizeof mPath - size, size > 0 ? "/%s" : "%s", name);
-        }
+        char link[64];
+        snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+        syscall(SYS_readlinkat, AT_FDCWD, link, mPath, sizeof mPath - 1);
         errno = before;
+    }
+    explicit File(const char* path) {
+        if (mDisk != nullptr) snprintf(mPath, sizeof mPath, "%s", path);
     }
 
     Disk* disk() const { return mDisk; }
@@ -60,20 +53,17 @@ private:
 };
 
 bool fails(Disk& disk, DiskCall call) {
-    if (tPauses > 0) return false;
-    const auto kind = static_cast<int>(call);
-    const uint64_t all = ++disk.allCalls;
-    const uint64_t ofKind = ++disk.calls[static_cast<size_t>(kind)];
+    const uint64_t ofKind = ++disk.calls[static_cast<size_t>(call)];
+    const uint64_t ofAny = ++disk.calls[static_cast<size_t>(DiskCall::ANY)];
+    const DiskCall failing = disk.failKind;
+    if (failing != call && failing != DiskCall::ANY) return false;
 
+    const uint64_t number = failing == call ? ofKind : ofAny;
     const uint64_t at = disk.failAt;
-    const int failKind = disk.failKind;
-    if (at == 0 || (failKind != kAnyDiskCall && failKind != kind)) return false;
-    const uint64_t number = failKind == kAnyDiskCall ? all : ofKind;
-    const bool isLater = disk.failsOn && number > at && (number - at) % (disk.failGap + 1) == 0;
-    if (number != at && !isLater) return false;
-
+    if (at == 0 || number < at) return false;
+    const uint64_t every = disk.failEvery;
+    if (number > at && (every == 0 || (number - at) % every != 0)) return false;
     ++disk.failures;
-    disk.lastFailure = kind;
     errno = disk.error;
     return true;
 }
@@ -89,7 +79,7 @@ bool isRefused(const File& file) {
 void record(const File& file, DiskRecord head, const void* data = nullptr) {
     if (file.disk()->recording[0] == '\0') return;
     const int before = errno;
-    head.pathSize = strlen(file.path());
+    head.pathSize = static_cast<uint32_t>(strlen(file.path()));
     const iovec parts[]{{&head, sizeof head},
                         {const_cast<char*>(file.path()), head.pathSize},
                         {const_cast<void*>(data), head.size}};
@@ -167,11 +157,8 @@ void markDisk(std::string_view text) {
     const Disk* const disk = sDisk;
     if (disk == nullptr) return;
     std::lock_guard lock(sOrder);
-    record(File(AT_FDCWD, disk->directory), {DiskRecord::MARK, 0, 0, text.size()}, text.data());
+    record(File(disk->directory), {DiskRecord::MARK, 0, 0, text.size()}, text.data());
 }
-
-DiskPause::DiskPause() { ++tPauses; }
-DiskPause::~DiskPause() { --tPauses; }
 
 }  // namespace velora::test
 
@@ -182,30 +169,23 @@ using namespace velora::test;
 
 extern "C" {
 
-int openat(int fd, const char* file, int oflag, ...) {
-    va_list arguments;
-    va_start(arguments, oflag);
-    const mode_t mode = (oflag & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
-    va_end(arguments);
-
-    const File opened(fd, file);
-    if ((oflag & O_ACCMODE) != O_RDONLY && isRefused(opened)) return -1;
-    bool isNew = false;
-    const auto run = [&] {
-        isNew = (oflag & O_CREAT) != 0 && syscall(SYS_faccessat, fd, file, F_OK) != 0;
-        return syscall(SYS_openat, fd, file, oflag, mode);
-    };
-    return static_cast<int>(perform(DiskCall::OPEN, opened, run, [&](long) {
-        if (isNew) record(opened, {DiskRecord::CREATE});
-        if ((oflag & O_TRUNC) != 0) record(opened, {DiskRecord::TRUNCATE});
-    }));
-}
 int open(const char* file, int oflag, ...) {
     va_list arguments;
     va_start(arguments, oflag);
     const mode_t mode = (oflag & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
-    return openat(AT_FDCWD, file, oflag, mode);
+
+    const File opened(file);
+    if ((oflag & O_ACCMODE) != O_RDONLY && isRefused(opened)) return -1;
+    bool isNew = false;
+    const auto run = [&] {
+        isNew = (oflag & O_CREAT) != 0 && syscall(SYS_faccessat, AT_FDCWD, file, F_OK) != 0;
+        return syscall(SYS_openat, AT_FDCWD, file, oflag, mode);
+    };
+    return static_cast<int>(perform(DiskCall::OPEN, opened, run, [&](long) {
+        if (isNew) record(opened, {DiskRecord::CREATE});
+        if ((oflag & O_TRUNC) != 0) record(opened, {DiskRecord::TRUNCATE});
+    }));
 }
 int open64(const char* file, int oflag, ...) __attribute__((alias("open")));
 
@@ -240,30 +220,17 @@ int ftruncate(int fd, off_t length) noexcept {
 }
 int ftruncate64(int fd, off64_t length) noexcept __attribute__((alias("ftruncate")));
 
-int unlinkat(int fd, const char* name, int flag) noexcept {
-    const File file(fd, name);
-    const auto run = [&] { return syscall(SYS_unlinkat, fd, name, flag); };
+int unlink(const char* name) noexcept {
+    const File file(name);
+    const auto run = [&] { return syscall(SYS_unlinkat, AT_FDCWD, name, 0); };
     return static_cast<int>(
         perform(DiskCall::UNLINK, file, run, [&](long) { record(file, {DiskRecord::UNLINK}); }));
 }
-int unlink(const char* name) noexcept { return unlinkat(AT_FDCWD, name, 0); }
-/// libc's own doesn't call the `unlink` above.
-int remove(const char* name) noexcept {
-    const int result = unlink(name);
-    return result != 0 && errno == EISDIR ? rmdir(name) : result;
-}
 
-/// Fails only on a disk that is read-only.
+/// Isn't recorded, and fails only on a disk that is read-only.
 int rename(const char* old, const char* _new) noexcept {
-    const File file(AT_FDCWD, old);
-    const File target(AT_FDCWD, _new);
-    if (isRefused(file)) return -1;
-    std::lock_guard lock(sOrder);
-    const long result = syscall(SYS_renameat2, AT_FDCWD, old, AT_FDCWD, _new, 0U);
-    if (result == 0 && file.path() != nullptr && target.path() != nullptr) {
-        record(file, {DiskRecord::RENAME, 0, 0, strlen(target.path())}, target.path());
-    }
-    return static_cast<int>(result);
+    if (isRefused(File(old))) return -1;
+    return static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, old, AT_FDCWD, _new, 0U));
 }
 
 }  // extern "C"

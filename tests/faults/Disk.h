@@ -16,12 +16,8 @@
 
 namespace velora::test {
 
-/// The calls that are counted and can fail. Functions that differ only by "at" or "64" are one
-/// call.
-enum class DiskCall { OPEN, READ, PREAD, WRITE, PWRITE, FSYNC, FDATASYNC, FTRUNCATE, UNLINK };
-inline constexpr std::array kDiskCallNames{"open",  "read",      "pread",     "write", "pwrite",
-                                           "fsync", "fdatasync", "ftruncate", "unlink"};
-inline constexpr int kAnyDiskCall = -1;
+/// The calls that are counted and can fail. Functions that differ only by "64" are one call.
+enum class DiskCall { OPEN, READ, PREAD, WRITE, PWRITE, FSYNC, FDATASYNC, FTRUNCATE, UNLINK, ANY };
 
 /// The state of a disk, in a file that all processes map that use or control it. Any thread of any
 /// of them may use it, but the two paths must be set before a process uses the disk.
@@ -34,16 +30,13 @@ struct Disk {
     char recording[kPathSize];
 
     /// Affected calls so far, by `DiskCall`.
-    std::array<std::atomic<uint64_t>, kDiskCallNames.size()> calls;
-    std::atomic<uint64_t> allCalls;
+    std::array<std::atomic<uint64_t>, static_cast<size_t>(DiskCall::ANY) + 1> calls;
 
-    std::atomic<uint64_t> failAt;    ///< number of the call that fails, from 1. 0: none
-    std::atomic<int> failKind;       ///< counts calls of this `DiskCall` only, or kAnyDiskCall
-    std::atomic<bool> failsOn;       ///< later calls of the kind fail, too
-    std::atomic<uint64_t> failGap;   ///< calls that succeed between two of these
-    std::atomic<int> error;          ///< errno of the failure
-    std::atomic<uint64_t> failures;  ///< so far
-    std::atomic<int> lastFailure;    ///< `DiskCall`
+    std::atomic<uint64_t> failAt;     ///< number of the call that fails, from 1. 0: none
+    std::atomic<DiskCall> failKind;   ///< only calls of this kind are counted for it
+    std::atomic<uint64_t> failEvery;  ///< every how many of the later ones fail, too. 0: none
+    std::atomic<int> error;           ///< errno of the failure
+    std::atomic<uint64_t> failures;   ///< so far
 
     std::atomic<uint32_t> syncMs;  ///< how long fsync and fdatasync take
     std::atomic<bool> isReadOnly;  ///< opening a file to write it, and renaming one, fails
@@ -52,16 +45,12 @@ struct Disk {
     uint64_t writes() const { return count(DiskCall::WRITE) + count(DiskCall::PWRITE); }
     uint64_t syncs() const { return count(DiskCall::FSYNC) + count(DiskCall::FDATASYNC); }
 
-    /// Lets the call `at` from the beginning, of a kind or of any, fail once or from then on.
-    void fail(uint64_t at, int errorNumber, bool on, int kind = kAnyDiskCall) {
-        failKind = kind;
-        failsOn = on;
-        error = errorNumber;
-        failAt = at;
-    }
-    /// Lets the next call of a kind fail, once or from then on.
-    void failNext(DiskCall call, bool on = false) {
-        fail(count(call) + 1, EIO, on, static_cast<int>(call));
+    /// Lets the next call of a kind fail, and `every` how many of the later ones.
+    void failNext(DiskCall call, uint64_t every = 0) {
+        failKind = call;
+        failEvery = every;
+        error = EIO;
+        failAt = count(call) + 1;
     }
     void clearFault() { failAt = 0; }
 };
@@ -73,16 +62,14 @@ struct DiskRecord {
         WRITE,     ///< `size` bytes at `offset`
         TRUNCATE,  ///< to `offset` bytes
         UNLINK,
-        RENAME,  ///< to the path in the data
-        SYNC,    ///< of a file's contents, or with an empty path of the names in the directory
-        MARK,    ///< a text of `markDisk`
+        SYNC,  ///< of a file's contents, or with an empty path of the names in the directory
+        MARK,  ///< a text of `markDisk`
     };
 
     Kind kind;
-    uint32_t reserved = 0;
+    uint32_t pathSize = 0;
     uint64_t offset = 0;
     uint64_t size = 0;  ///< of the data
-    uint64_t pathSize = 0;
 };
 
 /// Creates or opens the file of a disk, which stays mapped until the process ends. Null on failure.
@@ -94,14 +81,5 @@ void useDisk(Disk* disk);
 Disk& useFreshDisk(const std::string& directory);
 /// Adds a text to the recording of the disk in use.
 void markDisk(std::string_view text);
-
-/// The calling thread's calls neither count nor fail during its life, but are recorded.
-class DiskPause {
-public:
-    DiskPause();
-    ~DiskPause();
-    DiskPause(const DiskPause&) = delete;
-    DiskPause& operator=(const DiskPause&) = delete;
-};
 
 }  // namespace velora::test

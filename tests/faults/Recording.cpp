@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <fstream>
-#include <utility>
+#include <set>
 
 namespace velora::test {
 namespace {
@@ -30,6 +30,15 @@ void apply(const Record& change, std::string& contents, IsKept isKept) {
     }
 }
 
+/// True if its file is synchronised by one of the later records.
+bool isSynchronised(const Record& change, std::span<const Record> later) {
+    const auto next = std::find_if(later.begin(), later.end(), [&](const Record& record) {
+        const bool isEnd = record.kind == DiskRecord::SYNC || record.kind == DiskRecord::UNLINK;
+        return isEnd && record.path == change.path;
+    });
+    return next != later.end() && next->kind == DiskRecord::SYNC;
+}
+
 }  // namespace
 
 Files readFiles(const std::filesystem::path& directory) {
@@ -48,9 +57,9 @@ void writeFiles(const std::filesystem::path& directory, const Files& files) {
     }
 }
 
-std::vector<Record> readRecording(const std::string& file) {
+Records readRecording(const std::string& file) {
     const std::string bytes = contentsOf(file);
-    std::vector<Record> records;
+    Records records;
     for (size_t at = 0; at < bytes.size();) {
         DiskRecord head{};
         memcpy(&head, bytes.data() + at, sizeof head);
@@ -63,62 +72,35 @@ std::vector<Record> readRecording(const std::string& file) {
     return records;
 }
 
-DiskState::DiskState(const Files& files) {
-    for (const auto& [name, contents] : files) {
-        mStored[name] = std::make_shared<File>(File{contents});
-    }
-    mCurrent = mStored;
-}
+Files afterPowerLoss(const Files& before, std::span<const Record> records, Unsynchronised bytes,
+                     bool keepsNames, std::minstd_rand& dice) {
+    const auto lastSync = std::find_if(records.rbegin(), records.rend(), [](const Record& record) {
+        return record.kind == DiskRecord::SYNC && record.path.empty();
+    });
+    const auto keptNames = keepsNames ? records.end() : lastSync.base();
 
-void DiskState::apply(const NameChange& change, Names& names) {
-    const auto& [record, created] = change;
-    if (record->kind == DiskRecord::CREATE) names[record->path] = created;
-    if (record->kind == DiskRecord::RENAME) names[record->data] = names[record->path];
-    if (record->kind != DiskRecord::CREATE) names.erase(record->path);
-}
-
-void DiskState::take(const Record& record) {
-    const auto file = mCurrent.find(record.path);
-    switch (record.kind) {
-        case DiskRecord::MARK:
-            return;
-        case DiskRecord::WRITE:
-        case DiskRecord::TRUNCATE:
-            // An unlinked file has no name.
-            if (file != mCurrent.end()) file->second->changes.push_back(&record);
-            return;
-        case DiskRecord::SYNC:
-            if (record.path.empty()) {
-                mStored = mCurrent;
-                mChanges.clear();
-            } else if (file != mCurrent.end()) {
-                for (const Record* const change : std::exchange(file->second->changes, {})) {
-                    test::apply(*change, file->second->contents, [] { return true; });
-                }
+    Files files = before;
+    std::set<std::string> lost;  // names that belong to another file than when the power fails
+    for (auto record = records.begin(); record != records.end(); ++record) {
+        const bool isUnlink = record->kind == DiskRecord::UNLINK;
+        if (isUnlink || record->kind == DiskRecord::CREATE) {
+            if (record >= keptNames) {
+                lost.insert(record->path);
+            } else if (isUnlink) {
+                files.erase(record->path);
+            } else {
+                files[record->path] = "";
             }
-            return;
-        case DiskRecord::CREATE:
-        case DiskRecord::UNLINK:
-        case DiskRecord::RENAME:
-            mChanges.push_back({&record, std::make_shared<File>()});
-            apply(mChanges.back(), mCurrent);
-            return;
-    }
-}
+        }
 
-Files DiskState::lose(Unsynchronised bytes, Unsynchronised names, std::minstd_rand& dice) const {
-    size_t kept = names == Unsynchronised::KEPT ? mChanges.size() : 0;
-    if (names == Unsynchronised::TORN) kept = dice() % (mChanges.size() + 1);
-    Names left = mStored;
-    for (size_t i = 0; i < kept; ++i) apply(mChanges[i], left);
-
-    const auto isKept = [&] {
-        return bytes == Unsynchronised::KEPT || (bytes == Unsynchronised::TORN && dice() % 2 == 0);
-    };
-    Files files;
-    for (const auto& [name, file] : left) {
-        std::string& contents = files[name] = file->contents;
-        for (const Record* const change : file->changes) test::apply(*change, contents, isKept);
+        const bool isChange =
+            record->kind == DiskRecord::WRITE || record->kind == DiskRecord::TRUNCATE;
+        if (!isChange || !files.contains(record->path) || lost.contains(record->path)) continue;
+        const bool isSafe = isSynchronised(*record, {record, records.end()});
+        apply(*record, files[record->path], [&] {
+            return isSafe || bytes == Unsynchronised::KEPT ||
+                   (bytes == Unsynchronised::TORN && dice() % 2 == 0);
+        });
     }
     return files;
 }

@@ -4,8 +4,8 @@
 
 #include <filesystem>
 #include <map>
-#include <memory>
 #include <random>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -24,42 +24,18 @@ struct Record {
     std::string path;
     std::string data;
 };
+using Records = std::vector<Record>;
 
 /// The recording of a disk, empty if there is no such file.
-std::vector<Record> readRecording(const std::string& file);
+Records readRecording(const std::string& file);
 
-/// What a loss of power does to changes that were not synchronised: all of them are there, none, or
-/// some by chance. Of bytes these are any sectors, of changes of names the first ones.
+/// What a loss of power does to bytes that were not synchronised: all of them are there, none, or
+/// any sectors by chance.
 enum class Unsynchronised { KEPT, DROPPED, TORN };
 
-/// The contents of a disk, according to its records.
-class DiskState {
-public:
-    /// With these files, all synchronised.
-    explicit DiskState(const Files& files);
-
-    /// The next record, which must remain valid.
-    void take(const Record& record);
-    /// The files that a loss of power now would leave.
-    Files lose(Unsynchronised bytes, Unsynchronised names, std::minstd_rand& dice) const;
-
-private:
-    /// A file's synchronised contents, and the changes since.
-    struct File {
-        std::string contents;
-        std::vector<const Record*> changes{};
-    };
-    using Names = std::map<std::string, std::shared_ptr<File>>;
-    struct NameChange {
-        const Record* record;
-        std::shared_ptr<File> created;
-    };
-
-    static void apply(const NameChange& change, Names& names);
-
-    Names mStored;   ///< the names that are synchronised
-    Names mCurrent;  ///< the names that the process sees
-    std::vector<NameChange> mChanges;
-};
+/// The files that a loss of power leaves after these records. The disk had the files `before` at
+/// first. With `keepsNames`, changes of names that were not synchronised are there.
+Files afterPowerLoss(const Files& before, std::span<const Record> records, Unsynchronised bytes,
+                     bool keepsNames, std::minstd_rand& dice);
 
 }  // namespace velora::test

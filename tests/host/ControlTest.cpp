@@ -7,13 +7,8 @@ using testing::HasSubstr;
 
 class ControlTest : public HostFixture {
 protected:
-    ControlTest() {
-        installOem(extra);
-        start();
-    }
     /// Changes the tuning file by a sed script and starts the daemon again.
     void editTuning(const std::string& script) {
-        daemon->end(SIGTERM);
         run("sed -i '" + script + "' " + file("odm/etc/velora/*.xml"));
         start();
     }
@@ -61,7 +56,7 @@ TEST_F(ControlTest, WatchPrintsEveryNotificationUntilItIsInterrupted) {
     }
     EXPECT_TRUE(awaitIn("json", R"("port":"usb","parameter":"ieq_amount","asked":[8]})"));
     // A request that isn't a command is shown as the name of a device, and may contain any bytes.
-    client()->call<int32_t>("SetSfxParam", host::Bytes{'A', 0x1b, '[', 0x7f, 0xc2, 0x9b});
+    connect()->call<int32_t>("SetSfxParam", host::Bytes{'A', 0x1b, '[', 0x7f, 0xc2, 0x9b});
     EXPECT_TRUE(awaitIn("text", "A\\x1b[\\x7f\xc2\\x9b\n"));
     EXPECT_TRUE(awaitIn("json", "A\\u001b["));
     daemon->signal(SIGSTOP);

@@ -1,19 +1,14 @@
 #pragma once
 
-#include "host/ctl/Client.h"
+#include "tests/support/Bus.h"
 #include "tests/support/Process.h"
 #include "tests/support/RootFixture.h"
 
-#include <chrono>
 #include <csignal>
-#include <functional>
 #include <memory>
 #include <string>
-#include <thread>
 
 namespace velora::test {
-
-using host::Client;
 
 /// The exit status and the output of a finished program.
 struct Outcome {
@@ -26,21 +21,24 @@ struct Outcome {
 /// test program has one of its own.
 class HostFixture : public RootFixture {
 protected:
-    HostFixture() { install(sample); }
-    void TearDown() override {
-        if (daemon) {
-            EXPECT_EQ(daemon->end(SIGTERM), 0) << contentsOf(file("log"));
-        }
+    HostFixture() {
+        install(sample);
+        installOem(extra);
+        start();
     }
+    ~HostFixture() override { end(); }
 
-    /// Starts a daemon and waits until clients can call it. `launcher` is a command that starts it,
-    /// `streams` redirects its standard streams, instead of its log to a file.
+    /// Ends the daemon, unless it has ended.
+    void end() { EXPECT_EQ(daemon->end(SIGTERM), 0) << contentsOf(file("log")); }
+    /// Starts the daemon, again, and waits until clients can call it. `launcher` is a command that
+    /// starts it, `streams` redirects its standard streams, instead of its log to a file.
     void start(const std::string& options = "", const std::string& launcher = "",
                const std::string& streams = "") {
+        if (daemon) end();
         daemon = std::make_unique<Process>(
             launcher + " " VELORA_BIN "/velorad --user --log-level debug " + options + " --root " +
             file("") + " " + (streams.empty() ? "2>>" + file("log") : streams));
-        ASSERT_TRUE(waitFor([&] { return ctl("version").exit == 0; })) << contentsOf(file("log"));
+        ASSERT_TRUE(waitFor(isServing)) << contentsOf(file("log"));
     }
     /// Starts `veloractl watch` with its output in a file, and waits for its first line.
     std::unique_ptr<Process> watch(const std::string& name, const std::string& options = "") {
@@ -48,11 +46,6 @@ protected:
                                                  " >" + file(name) + " 2>&1");
         EXPECT_TRUE(awaitIn(name, "clients changed"));
         return watcher;
-    }
-
-    /// Makes a new connection to the bus.
-    static std::unique_ptr<Client> client() {
-        return std::make_unique<Client>(host::create<host::Bus>(sd_bus_open_user, "connect"));
     }
 
     /// Runs a line of shell, which may use what session.sh defines.
@@ -78,15 +71,6 @@ protected:
         EXPECT_EQ(session, expected);
     }
     Outcome ctl(const std::string& arguments) { return run("veloractl --user " + arguments); }
-
-    static bool waitFor(const std::function<bool()>& holds) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-        while (!holds()) {
-            if (std::chrono::steady_clock::now() > end) return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-        return true;
-    }
 
     std::string file(const std::string& name) const { return dir.path() / name; }
     /// Counts the occurrences of a text in a file.
