@@ -9,34 +9,26 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using Values = SndContext::Values;
 
-/// Where parameters of a scope are kept: on the speaker's, headphone's and other endpoint (S, H,
-/// O), on the profile (P), on its GEQ preset (G).
-constexpr char kHolders[] = "SHOPG";
-std::string_view holdersOf(const AdapterParameter& row) {
-    if (row.id == kVirtualBassEnable) return "S";  // refused on the others
-    if (row.scope == Scope::HEADPHONE) return "H";
-    if (row.scope == Scope::SPEAKER) return "S";
-    if (row.scope == Scope::PROFILE) return "P";
-    return row.scope == Scope::GEQ_PRESET ? "G" : "SHO";
-}
+/// Where parameters of a scope are kept, in the order of `Scope`: on the profile (P), on the
+/// speaker's, headphone's and other endpoint (S, H, O), on the GEQ preset (G).
+constexpr std::string_view kHolders[] = {"P", "SHO", "SHO", "H", "S", "G"};
 
 class ParameterAdapterTest : public test::ContextFixture {
 protected:
-    std::vector<Values> held(Parameter parameter) {
-        std::vector<Values> values;
-        for (const Endpoint endpoint : kEndpoints) {
-            values.push_back(context.getProfileParameter(0, endpoint, parameter));
-        }
-        values.push_back(context.getProfileParameter(0, parameter));
-        values.push_back(context.getProfileGeqParameter(0, parameter));
-        return values;
+    std::map<char, Values> held(Parameter parameter) {
+        const auto on = [&](Endpoint endpoint) {
+            return context.getProfileParameter(0, endpoint, parameter);
+        };
+        return {{'S', on(Endpoint::SPEAKER)},
+                {'H', on(Endpoint::HEADPHONE)},
+                {'O', on(Endpoint::OTHER)},
+                {'P', context.getProfileParameter(0, parameter)},
+                {'G', context.getProfileGeqParameter(0, parameter)}};
     }
     /// `before` with `values` at the holders of `where`.
-    static std::vector<Values> with(std::vector<Values> before, std::string_view where,
-                                    const Values& values) {
-        for (size_t i = 0; i < before.size(); ++i) {
-            if (where.find(kHolders[i]) != where.npos) before[i] = values;
-        }
+    static std::map<char, Values> with(std::map<char, Values> before, std::string_view where,
+                                       const Values& values) {
+        for (const char holder : where) before[holder] = values;
         return before;
     }
 
@@ -58,7 +50,8 @@ TEST_F(ParameterAdapterTest, EachParameterIsLimitedToItsRangeAndWrittenWhereItIs
         SCOPED_TRACE(row.id);
         const auto before = held(row.parameter);
         const auto length = static_cast<size_t>(row.length);
-        const std::string_view where = holdersOf(row);
+        const bool isBass = row.id == kVirtualBassEnable;  // refused elsewhere
+        const auto where = isBass ? "S" : kHolders[static_cast<size_t>(row.scope)];
         const bool raw = row.scope == Scope::HEADPHONE || row.scope == Scope::SPEAKER;
         const int max = row.parameter == IEQ_ID ? 4 : row.max;  // the presets, off among them
         for (const auto& [asked, written] : {std::pair{-1000, row.min}, {1000, max}}) {
