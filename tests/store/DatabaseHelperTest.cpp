@@ -40,22 +40,19 @@ TEST_F(DatabaseHelperTest, TablesAreComparedByTheirColumns) {
     }
 }
 
-TEST_F(DatabaseHelperTest, ARecordIsStoredAsText) {
+TEST_F(DatabaseHelperTest, RecordsAreStoredAsEarlierVersionsDidOrTheirRowIsLeftOut) {
+    Transaction transaction(db);
     Profile profile(2, "Rock & Roll", true);
     profile.set(CUSTOM_DRC_METADATA, {0, -2, 5});
-    for (const char* copy : {"default", "custom"}) db.insertValue(&profile, copy, -1);
-    EXPECT_THAT(cells("SELECT _id, custom_name, name, is_mobility, custom_drc_metadata, "
-                      "volume_modeler_enable FROM profiles WHERE _id=2"),
-                ElementsAre("2", "custom", "Rock & Roll", "1", "0,-2,5", ""));
-}
-
-TEST_F(DatabaseHelperTest, ANameIsStoredAsEarlierVersionsDidOrItsRowIsLeftOut) {
-    Transaction transaction(db);
+    db.insertValue(&profile, "custom", -1);
     for (const char* name : {"x,", "true", "false", "Bob's", "two\nlines"}) {
         IeqPreset named(0, name);
         db.insertValue(&named, "default");
     }
     EXPECT_TRUE(transaction.commit());
+    EXPECT_THAT(
+        cells("SELECT name, is_mobility, custom_drc_metadata, volume_modeler_enable FROM profiles"),
+        ElementsAre("Rock & Roll", "1", "0,-2,5", ""));
     EXPECT_THAT(cells("SELECT name FROM ieq_presets"), ElementsAre("x", "1", "0", "two"));
 }
 

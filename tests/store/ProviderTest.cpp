@@ -7,7 +7,7 @@ namespace {
 class ProviderTest : public RootFixture {
 protected:
     ProviderTest() {
-        EXPECT_TRUE(fill(provider, 5, 2));
+        EXPECT_TRUE(fill(provider, 5));
         EXPECT_EQ(provider.init(), 0);
     }
 
@@ -21,7 +21,7 @@ protected:
 
 TEST_F(ProviderTest, TuningsAreCachedByNameAndDevicesByPort) {
     EXPECT_EQ(provider.loadTuningForDevice("device1"), nullptr) << "its port isn't loaded yet";
-    EXPECT_EQ(provider.loadDeviceTuningsForPort(PORT_USB).size(), 2U);
+    EXPECT_EQ(provider.loadDeviceTuningsForPort(PORT_USB).size(), size_t{kFilledTunings});
     Tuning* const tuning = provider.loadTuningForDevice("device1");
     ASSERT_NE(tuning, nullptr);
     EXPECT_EQ(tuning->getEndpoint(), Endpoint::HEADPHONE);
@@ -86,7 +86,7 @@ TEST_F(ProviderTest, DevicesThatCannotBeReadAreReadLater) {
         EXPECT_FALSE(session.ok());
     }
     changeStore("ALTER TABLE hidden RENAME TO device_tunings");
-    EXPECT_EQ(provider.loadDeviceTuningsForPort(PORT_USB).size(), 2U);
+    EXPECT_EQ(provider.loadDeviceTuningsForPort(PORT_USB).size(), size_t{kFilledTunings});
 }
 
 TEST_F(ProviderTest, ATransactionThatCouldNotBeginStoresNothing) {
