@@ -1,10 +1,12 @@
 #include <atomic>
+#include <cerrno>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include <android/hidl/base/1.0/IBase.h>
+#include <log/log.h>
 #include <utils/RefBase.h>
 
 namespace android {
@@ -31,6 +33,15 @@ TEST(RefBaseTest, AWeakReferenceIsPromotedUntilTheLastStrongOneIsReleased) {
         promoter.join();
         EXPECT_EQ(alive, 0);
     }
+}
+
+TEST(LogTest, PreservesTheErrorNumberWhateverTheSinkDoes) {
+    __android_log_set_logger([](const __android_log_message*) { errno = EIO; });
+    errno = ENOENT;
+    __android_log_print(ANDROID_LOG_ERROR, "Tag", "text");
+    const int afterwards = errno;
+    __android_log_set_logger(nullptr);
+    EXPECT_EQ(afterwards, ENOENT);
 }
 
 struct DeathRecorder : hardware::hidl_death_recipient {
