@@ -136,23 +136,18 @@ TEST_F(TranslatorTest, ATuningSendsOnlyWhatItChangesForItsClassOfOutput) {
     EXPECT_THAT(source.get(HEIGHT_FILTER_MODE), ElementsAre(2));
 }
 
-TEST_F(TranslatorTest, ACommandSendsItsBlockUnlessItIsEmpty) {
+TEST_F(TranslatorTest, ACommandSendsAndCommitsItsBlockOnceUnlessItIsEmpty) {
+    int commits = 0;
+    SfxParamStore::getInstance().setListener([&] { ++commits; });
     SetParamCommand command(AUDIO_DEVICE_OUT_SPEAKER);
     EXPECT_EQ(command.execute(effect), 0);
     EXPECT_TRUE(effect.blocks.empty());
     command.add(SfxParameter::VBON, 5);
     EXPECT_EQ(command.execute(effect), -22);
     EXPECT_THAT(effect.blocks, ElementsAre(ElementsAre(2, 1, -1, 0x6E6F6276, 1, 5)));
-}
-
-TEST(SfxEffectTest, CommitsAValidBlockOnceAndDropsAnInvalidOne) {
-    int commits = 0;
-    SfxParamStore::getInstance().setListener([&] { ++commits; });
-    SfxEffect handle(0, android::String16("test"));
-    handle.send(0, {2, 1});
-    EXPECT_EQ(commits, 0);
-    handle.send(0, {2, 1, 2, 0x6E6F6276, 1, 5});
     EXPECT_EQ(commits, 1);
+    effect.send(0, {2, 1});
+    EXPECT_EQ(commits, 1) << "an invalid block is dropped";
     SfxParamStore::getInstance().setListener(nullptr);
 }
 

@@ -62,14 +62,5 @@ TEST_F(StoreWriterTest, SavesThatWaitTogetherShareACommit) {
     EXPECT_EQ(Provider().getSelectedProfile(), 1);
 }
 
-TEST_F(StoreWriterTest, TheEndStoresWhatWaits) {
-    disk.syncMs = 50;
-    select(0);
-    select(2);
-    writer->stop();
-    EXPECT_EQ(Provider().getSelectedProfile(), 2);
-    EXPECT_FALSE(select(1).wait());
-}
-
 }  // namespace
 }  // namespace velora::test
