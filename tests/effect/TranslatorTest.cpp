@@ -5,7 +5,6 @@
 #include "tests/support/TestFiles.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <velora/SfxParamStore.h>
 

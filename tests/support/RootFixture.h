@@ -8,7 +8,6 @@
 #include <string>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace velora::test {
 

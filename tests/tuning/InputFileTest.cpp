@@ -8,7 +8,6 @@
 #include <optional>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <libxml/encoding.h>
 #include <libxml/parser.h>
 #include <sys/stat.h>

@@ -1,12 +1,15 @@
 #include <atomic>
 #include <cerrno>
+#include <future>
 #include <thread>
 #include <vector>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <android/hidl/base/1.0/IBase.h>
 #include <log/log.h>
+#include <media/stagefright/foundation/ALooper.h>
+#include <media/stagefright/foundation/AMessage.h>
 #include <utils/RefBase.h>
 
 namespace android {
@@ -57,6 +60,44 @@ TEST(IBaseTest, NotifiesALinkOnceAndRefusesToLinkToADeadObject) {
     object->onDied();
     EXPECT_EQ(recipient->cookies, std::vector<uint64_t>{7});
     EXPECT_FALSE(object->linkToDeath(recipient, 8).value());
+}
+
+/// Records the messages that it receives. Message 99 is the last.
+struct Receiver : AHandler {
+    void onMessageReceived(const sp<AMessage>& message) override {
+        received.push_back(message->what());
+        if (message->what() == 99) last.set_value();
+    }
+    std::promise<void> last;
+    std::vector<uint32_t> received;
+};
+
+TEST(LooperTest, DeliversMessagesInOrderOfTheCurrentRegistrationOnly) {
+    const auto looper = sp<ALooper>::make();
+    const auto handler = sp<Receiver>::make();
+    const auto post = [&](uint32_t what) { return sp<AMessage>::make(what, handler)->post(); };
+    EXPECT_EQ(sp<AMessage>::make(1U, nullptr)->post(), NAME_NOT_FOUND);
+    EXPECT_EQ(post(1), NAME_NOT_FOUND) << "never registered";
+    for (int round = 0; round < 300; ++round) {
+        const auto id = looper->registerHandler(handler);
+        EXPECT_EQ(looper->registerHandler(handler), INVALID_OPERATION);
+        EXPECT_EQ(post(2), OK) << "queued, but not to be delivered";
+        const std::jthread poster([&] {
+            for (int i = 0; i < 30; ++i) post(2);
+        });
+        looper->unregisterHandler(id);
+    }
+    EXPECT_EQ(post(3), NAME_NOT_FOUND);
+    looper->registerHandler(handler);
+    for (const uint32_t what : {3U, 1U, 99U}) EXPECT_EQ(post(what), OK);
+    EXPECT_EQ(looper->start(true, false), INVALID_OPERATION) << "on the calling thread";
+    EXPECT_EQ(looper->start(false, false), OK);
+    EXPECT_EQ(looper->start(false, false), INVALID_OPERATION);
+    handler->last.get_future().wait();
+    EXPECT_EQ(looper->stop(), OK);
+    EXPECT_EQ(looper->stop(), INVALID_OPERATION);
+    EXPECT_EQ(post(4), NAME_NOT_FOUND);
+    EXPECT_THAT(handler->received, testing::ElementsAre(3U, 1U, 99U));
 }
 
 }  // namespace
