@@ -6,14 +6,13 @@
 #include <cstring>
 #include <vector>
 
-#include <log/log.h>
 #include <velora/EffectParamParser.h>
 #include <velora/SfxParamStore.h>
 
 using velora::fuzz::check;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    __android_log_set_logger([](const __android_log_message*) {});
+    velora::fuzz::dropLog();
     // A copy of the exact size, so that reading beyond it is noticed.
     const std::vector<uint8_t> block(data, data + size);
     const auto bytes = static_cast<uint32_t>(size);

@@ -7,11 +7,11 @@
 
 #include "context/SndContextManager.h"
 #include "fuzz/Check.h"
-#include "fuzz/Root.h"
 #include "service/ParameterAdapter.h"
 #include "service/Protocol.h"
 #include "service/VeloraManagerService.h"
 #include "tests/support/RecordingClient.h"
+#include "tests/support/Root.h"
 
 #include <algorithm>
 #include <cstring>
@@ -75,7 +75,8 @@ void checkSettings(velora::SndContext& context, int profile) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const velora::fuzz::Root root("data/multimedia_velora_kiv_default.xml");
+    velora::fuzz::dropLog();
+    static const velora::test::Root root("data/multimedia_velora_kiv_default.xml");
     static const auto service = sp<Service>::make();
     static const auto client = sp<velora::test::RecordingClient>::make();
     static const bool registered =

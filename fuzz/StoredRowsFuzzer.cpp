@@ -6,10 +6,10 @@
 
 #include "context/SndContextManager.h"
 #include "fuzz/Check.h"
-#include "fuzz/Root.h"
 #include "service/SndManager.h"
 #include "store/RecordRows.h"
 #include "tests/support/Records.h"
+#include "tests/support/Root.h"
 
 #include <string>
 #include <vector>
@@ -61,7 +61,8 @@ std::string checkedContents() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const velora::fuzz::Root root("data/minimal.xml");
+    velora::fuzz::dropLog();
+    static const velora::test::Root root("data/minimal.xml");
     auto& manager = velora::SndContextManager::getInstance();  // at first it makes the store
     manager.release();
     static const std::string fresh = velora::test::contentsOf(root.database());

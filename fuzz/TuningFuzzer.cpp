@@ -9,8 +9,6 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <log/log.h>
-
 namespace {
 
 using velora::fuzz::check;
@@ -23,8 +21,7 @@ void checkAll(const velora::DeviceData::Records<Record>& records) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    __android_log_set_logger([](const __android_log_message*) {});
-    __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
+    velora::fuzz::dropLog();
     static const int file = memfd_create("tuning", 0);
     check(ftruncate(file, 0) == 0);
     check(pwrite(file, data, size, 0) == static_cast<ssize_t>(size));

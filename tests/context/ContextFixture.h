@@ -20,13 +20,6 @@ protected:
 
     static SndContextManager& manager() { return SndContextManager::getInstance(); }
 
-    static std::string replaced(std::string text, std::string_view from, std::string_view to) {
-        for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
-            text.replace(at, from.size(), to);
-        }
-        return text;
-    }
-
     /// Starts from the files, like a new process.
     SndContext& restart() {
         manager().release();

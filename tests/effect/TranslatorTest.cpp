@@ -5,7 +5,6 @@
 #include "tests/support/TestFiles.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <velora/SfxParamStore.h>
 
@@ -123,49 +122,32 @@ TEST_F(TranslatorTest, SendsNothingWithoutASourceAndForgetsWhatWasPending) {
     EXPECT_THAT(send(), IsEmpty());
 }
 
-TEST_F(TranslatorTest, ACommandSendsItsBlockUnlessItIsEmpty) {
+TEST_F(TranslatorTest, ATuningSendsOnlyWhatItChangesForItsClassOfOutput) {
+    Tuning tuning("t", Endpoint::SPEAKER, true);
+    tuning.set(VIRTUALIZER_ENABLE, {1});
+    tuning.set(HEIGHT_FILTER_MODE, {2});
+    tuning.set(HEADPHONE_VIRTUALIZER_MODE, {3});  // not valid in the view of a device
+    source.setTuning(tuning);
+    EXPECT_THAT(send(), ElementsAre("DOM 1 1", "DHFM 2"));
+    tuning.set(HEIGHT_FILTER_MODE, {});
+    source.setTuning(tuning);
+    EXPECT_THAT(send(), IsEmpty());
+    EXPECT_THAT(source.get(HEIGHT_FILTER_MODE), ElementsAre(2));
+}
+
+TEST_F(TranslatorTest, ACommandSendsAndCommitsItsBlockOnceUnlessItIsEmpty) {
+    int commits = 0;
+    SfxParamStore::getInstance().setListener([&] { ++commits; });
     SetParamCommand command(AUDIO_DEVICE_OUT_SPEAKER);
     EXPECT_EQ(command.execute(effect), 0);
     EXPECT_TRUE(effect.blocks.empty());
     command.add(SfxParameter::VBON, 5);
     EXPECT_EQ(command.execute(effect), -22);
     EXPECT_THAT(effect.blocks, ElementsAre(ElementsAre(2, 1, -1, 0x6E6F6276, 1, 5)));
-}
-
-TEST(SfxEffectTest, CommitsAValidBlockOnceAndDropsAnInvalidOne) {
-    int commits = 0;
-    SfxParamStore::getInstance().setListener([&] { ++commits; });
-    SfxEffect handle(0, android::String16("test"));
-    handle.send(0, {2, 1});
-    EXPECT_EQ(commits, 0);
-    handle.send(0, {2, 1, 2, 0x6E6F6276, 1, 5});
     EXPECT_EQ(commits, 1);
+    effect.send(0, {2, 1});
+    EXPECT_EQ(commits, 1) << "an invalid block is dropped";
     SfxParamStore::getInstance().setListener(nullptr);
-}
-
-struct RecordingObserver : ParamChangeObserver {
-    void setSource(ParameterValues*, Endpoint endpoint, bool mono) override {
-        notified.push_back(std::string(endpointName(endpoint)) + (mono ? " mono" : ""));
-    }
-    void onParameterChanged(Parameter parameter) override {
-        notified.emplace_back(parameterInfo(parameter).column);
-    }
-    std::vector<std::string> notified;
-};
-
-TEST(ParameterViewTest, NotifiesOfChangedValuesOnlyAndOfTheSourceBeforeThem) {
-    RecordingObserver observer;
-    DeviceParameters view(&observer);
-    Tuning tuning("t", Endpoint::SPEAKER, true);
-    tuning.set(REGULATOR_ENABLE, {1});
-    tuning.set(HEIGHT_FILTER_MODE, {2});
-    tuning.set(HEADPHONE_VIRTUALIZER_MODE, {3});  // not valid in the view of a device
-    view.setTuning(tuning);
-    tuning.set(HEIGHT_FILTER_MODE, {});
-    view.setTuning(tuning);
-    EXPECT_THAT(observer.notified, ElementsAre("other", "speaker mono", "height_filter_mode",
-                                               "regulator_enable", "speaker mono"));
-    EXPECT_THAT(view.get(HEIGHT_FILTER_MODE), ElementsAre(2));
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "model/DeviceTuning.h"
 #include "model/IeqPreset.h"
 #include "model/Profile.h"
-#include "model/Tuning.h"
 
 #include <gtest/gtest.h>
 
@@ -41,12 +40,7 @@ TEST(ParameterValuesTest, OnlyNumbersOfParametersGetAnEntry) {
     EXPECT_EQ(profile.size(), 2U);
 }
 
-TEST(RecordsTest, TheTextFormListsFieldsThenValuesExceptTheIeqId) {
-    Tuning tuning("Flat", Endpoint::SPEAKER, true);
-    tuning.set(HEIGHT_FILTER_MODE, {0, -2});
-    EXPECT_EQ(tuning.toString(),
-              "id=-1\nname=Flat\nendpoint=speaker\nmono=true\nreadonly=true\n"
-              "height_filter_mode=0,-2,\n");
+TEST(RecordsTest, TheTextOfAPresetAndOfADevice) {
     EXPECT_EQ(IeqPreset(4, 2, "Rich").toString(), "id=4\npresetId=2\nname=Rich\n");
     EXPECT_EQ(DeviceTuning("dac", "usb", "Flat").toString(),
               "id=-1\ndevice=dac\nport=usb\ntuning=Flat");

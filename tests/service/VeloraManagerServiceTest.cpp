@@ -28,24 +28,6 @@ protected:
     }
 };
 
-TEST_F(VeloraManagerServiceTest, AnswersNeutrallyUntilARegistrationInitialises) {
-    uninstall();
-    add(0, 1);
-    EXPECT_EQ(value("SFXO"), 0);
-    EXPECT_EQ(value("SPKM"), 0);
-    EXPECT_EQ(value("AGSG"), 0);
-    EXPECT_EQ(value("DEAM"), -1);
-    EXPECT_EQ(value("DTFV"), -19);
-    EXPECT_EQ(set(SWITCH_EFFECT, {1}), -19);
-    reload();
-    remove(0, 1);  // nothing to save yet
-    EXPECT_FALSE(std::filesystem::exists(database));
-
-    install(contentsOf(sourceFile("data/minimal.xml")));
-    add(0, 3);
-    EXPECT_GT(value("DTFV"), 0);
-}
-
 TEST_F(VeloraManagerServiceTest, NothingIsInitialisedOrReloadedAfterShutdown) {
     EXPECT_TRUE(service->shutdown());
     add(0, 1);
@@ -55,21 +37,6 @@ TEST_F(VeloraManagerServiceTest, NothingIsInitialisedOrReloadedAfterShutdown) {
     installOem(extra);
     reload();
     EXPECT_THAT(client->awaitUpdates(0), IsEmpty());
-}
-
-TEST_F(VeloraManagerServiceTest, WhatCouldNotBeStoredIsStoredByTheNextSave) {
-    const auto client = enter(0, 1);
-    EXPECT_EQ(set(PROFILE_PARAMETER, {2, 106, 11}), 0);
-    client->awaitUpdates(1);
-    {
-        const auto other = holdStore();
-        EXPECT_FALSE(service->saveSettings());
-    }
-    EXPECT_FALSE(service->isSaved());
-    EXPECT_TRUE(service->saveSettings());
-    EXPECT_TRUE(service->isSaved());
-    restart();
-    EXPECT_EQ(parameter(2, 106), Integers{11});
 }
 
 TEST_F(VeloraManagerServiceTest, EachTypeChangesItsOwnCountersAndFlags) {

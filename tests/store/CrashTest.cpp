@@ -5,7 +5,6 @@
 
 #include <signal.h>
 #include <sys/mman.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -35,29 +34,11 @@ int markOfStore() {
     return provider.getDefaultXmlSignature() == factory && marks == whole ? user : -1;
 }
 
-class CrashTest : public RootFixture {
-protected:
-    CrashTest() {
-        Provider provider;
-        EXPECT_TRUE(fill(provider, 0));
-    }
-
-    /// Runs `work` in a process of its own, which exits with its result.
-    template <typename Work>
-    static pid_t start(Work work) {
-        const pid_t child = fork();
-        if (child == 0) _exit(work() ? 0 : 1);
-        return child;
-    }
-    static int statusOf(pid_t child) {
-        int status = 0;
-        EXPECT_EQ(waitpid(child, &status, 0), child);
-        return status;
-    }
-};
+using CrashTest = RootFixture;
 
 TEST_F(CrashTest, AKilledProcessLeavesTheStateBeforeOrAfterItsTransaction) {
     constexpr int kKills = 240;
+    EXPECT_TRUE(fill(*std::make_unique<Provider>(), 0));
     void* const shared = mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE,
                               MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     ASSERT_NE(shared, MAP_FAILED);
@@ -67,15 +48,18 @@ TEST_F(CrashTest, AKilledProcessLeavesTheStateBeforeOrAfterItsTransaction) {
     int changed = 0;
     for (int kills = 0; kills < kKills; ++kills) {
         const int before = stored;
-        const pid_t child = start([&] {
+        const pid_t child = fork();
+        if (child == 0) {
             Provider provider;
             (void)provider.init();
             while (store(provider, stored + 1)) ++stored;
-            return false;
-        });
+            _exit(1);
+        }
         usleep(static_cast<useconds_t>(dice()) % longest);
         kill(child, SIGKILL);
-        EXPECT_TRUE(WIFSIGNALED(statusOf(child))) << "it exited by itself";
+        int status = 0;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFSIGNALED(status)) << "it exited by itself";
         const int after = markOfStore();
         ASSERT_THAT(after, testing::AnyOf(stored.load(), stored + 1));
         changed += after != before ? 1 : 0;
@@ -83,25 +67,6 @@ TEST_F(CrashTest, AKilledProcessLeavesTheStateBeforeOrAfterItsTransaction) {
         stored = after;
     }
     EXPECT_GT(changed, kKills / 10);  // the kills were neither all too early nor all too late
-}
-
-// The file may grow to any size except the one that the next state needs.
-TEST_F(CrashTest, AFullDiskLeavesTheStateBefore) {
-    const auto size = std::filesystem::file_size(database);
-    int full = 0;
-    for (rlim_t limit = 0; limit < 2 * size; limit += size / 12) {
-        const pid_t child = start([&] {
-            signal(SIGXFSZ, SIG_IGN);  // a write past the limit fails instead
-            const rlimit bound{limit, limit};
-            setrlimit(RLIMIT_FSIZE, &bound);
-            Provider provider;
-            return fill(provider, 2, 2 * kFilledTunings);
-        });
-        if (statusOf(child) == 0) break;
-        ++full;
-        EXPECT_EQ(markOfStore(), 0) << "with a limit of " << limit;
-    }
-    EXPECT_GT(full, 3);
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include "store/DatabaseHelper.h"
+#include "store/RowChecksums.h"
 #include "tests/store/FilledStore.h"
 
 namespace velora::test {
@@ -40,22 +41,19 @@ TEST_F(DatabaseHelperTest, TablesAreComparedByTheirColumns) {
     }
 }
 
-TEST_F(DatabaseHelperTest, ARecordIsStoredAsText) {
+TEST_F(DatabaseHelperTest, RecordsAreStoredAsEarlierVersionsDidOrTheirRowIsLeftOut) {
+    Transaction transaction(db);
     Profile profile(2, "Rock & Roll", true);
     profile.set(CUSTOM_DRC_METADATA, {0, -2, 5});
-    for (const char* copy : {"default", "custom"}) db.insertValue(&profile, copy, -1);
-    EXPECT_THAT(cells("SELECT _id, custom_name, name, is_mobility, custom_drc_metadata, "
-                      "volume_modeler_enable FROM profiles WHERE _id=2"),
-                ElementsAre("2", "custom", "Rock & Roll", "1", "0,-2,5", ""));
-}
-
-TEST_F(DatabaseHelperTest, ANameIsStoredAsEarlierVersionsDidOrItsRowIsLeftOut) {
-    Transaction transaction(db);
+    db.insertValue(&profile, "custom", -1);
     for (const char* name : {"x,", "true", "false", "Bob's", "two\nlines"}) {
         IeqPreset named(0, name);
         db.insertValue(&named, "default");
     }
     EXPECT_TRUE(transaction.commit());
+    EXPECT_THAT(
+        cells("SELECT name, is_mobility, custom_drc_metadata, volume_modeler_enable FROM profiles"),
+        ElementsAre("Rock & Roll", "1", "0,-2,5", ""));
     EXPECT_THAT(cells("SELECT name FROM ieq_presets"), ElementsAre("x", "1", "0", "two"));
 }
 
@@ -138,6 +136,90 @@ TEST_F(DatabaseHelperTest, WithoutADatabaseEveryOperationFails) {
     EXPECT_FALSE(none.updateGeqValue(&preset, "custom"));
     none.insertConfigurationValue("Profile", "1");
     EXPECT_EQ(log.count("E DatabaseHelper: db is not connected"), 1U);
+}
+
+class RowChecksumsTest : public RootFixture {
+protected:
+    RowChecksumsTest() {
+        Provider provider;
+        EXPECT_TRUE(fill(provider, 1));
+    }
+
+    /// Runs a statement as a fault of the disk would change rows: their checksums remain.
+    static void damage(DatabaseHelper& store, const std::string& sql) {
+        for (const std::string& each :
+             {std::string("CREATE TEMP TABLE kept AS SELECT * FROM row_checksums"), sql,
+              std::string("INSERT OR IGNORE INTO row_checksums SELECT * FROM kept"),
+              std::string("DROP TABLE kept")}) {
+            EXPECT_EQ(store.execSQL(each), 0) << each;
+        }
+    }
+
+    /// Reads everything from the store. Returns whether it is damaged.
+    static bool load(Provider& provider) {
+        EXPECT_EQ(provider.init(), 0);
+        provider.loadAll();
+        return provider.isDamaged();
+    }
+
+    /// The number of rows without a checksum.
+    static std::vector<std::string> unprotected() {
+        std::string rows;
+        for (const Table& table : allTables()) {
+            rows.append("(SELECT count(*) FROM ").append(table.name).append(") + ");
+        }
+        return cells("SELECT " + rows + "0 - (SELECT count(*) FROM row_checksums)");
+    }
+};
+
+TEST_F(RowChecksumsTest, AChangedCellIsNoticedInAnyColumn) {
+    DatabaseHelper store("kiv_sqlite3.db");
+    for (const Table& table : allTables()) {
+        const std::string name(table.name);
+        std::vector<std::string> changes{"_id=_id+1"};
+        for (const std::string_view column : table.columns) {
+            changes.push_back(std::string(column).append("=").append(column).append("||'1'"));
+        }
+        for (const std::string& change : changes) {
+            store.beginTransaction();
+            damage(store, std::string("UPDATE ").append(name).append(" SET ").append(change).append(
+                              " WHERE rowid=1"));
+            log.clear();
+            std::set<std::string> texts;
+            EXPECT_TRUE(store.queryTexts(table.type, table.columns.front(), "", &texts));
+            EXPECT_EQ(log.count("E DatabaseHelper: a row of " + name + " is damaged: ..."), 1U)
+                << change;
+            store.abortTransaction();
+            EXPECT_FALSE(store.commitTransaction());
+        }
+    }
+}
+
+TEST_F(RowChecksumsTest, ALostRowIsNoticed) {
+    {
+        DatabaseHelper store("kiv_sqlite3.db");
+        damage(store, "DELETE FROM geq_presets WHERE rowid=2");
+    }
+    Provider provider;
+    EXPECT_TRUE(load(provider));
+    EXPECT_EQ(log.count("E DatabaseHelper: 1 rows of geq_presets are lost"), 1U);
+}
+
+TEST_F(RowChecksumsTest, RowsWithoutAChecksumAreUsedAndGetOneWithTheNextSave) {
+    const auto expectRepaired = [] {
+        Provider provider;
+        EXPECT_FALSE(load(provider));
+        EXPECT_EQ(provider.loadProfile(1)->getName(), "edited");
+        EXPECT_TRUE(saveAll(provider, 3));
+        EXPECT_THAT(unprotected(), ElementsAre("0"));
+    };
+    changeStore("UPDATE profiles SET name='edited'");
+    EXPECT_THAT(unprotected(), ElementsAre(std::to_string(2 * kFilledProfiles)));
+    expectRepaired();
+
+    // A store of an earlier release.
+    for (const std::string& statement : RowChecksums::dropStatements()) changeStore(statement);
+    expectRepaired();
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ inline constexpr int kFilledProfiles = 3;
 inline constexpr int kFilledTunings = 12;
 
 /// Replaces everything in the store by records that all contain `mark`, as from a tuning file.
-inline bool fill(Provider& provider, int mark, int tunings = kFilledTunings) {
+inline bool fill(Provider& provider, int mark) {
     const std::string text = std::to_string(mark);
     Transaction transaction(provider);
     provider.clear();
@@ -31,7 +31,7 @@ inline bool fill(Provider& provider, int mark, int tunings = kFilledTunings) {
             provider.create(&record);
         }
     }
-    for (int i = 0; i < tunings; ++i) {
+    for (int i = 0; i < kFilledTunings; ++i) {
         Tuning tuning("tuning" + std::to_string(i), Endpoint::HEADPHONE, true);
         tuning.set(AUDIO_OPTIMIZER_GAIN_L, std::vector<int>(40, mark));
         provider.create(&tuning, Provider::kDefaultName);

@@ -1,4 +1,6 @@
 #include "store/Provider.h"
+#include "store/StoreWriter.h"
+#include "tests/faults/Disk.h"
 #include "tests/store/FilledStore.h"
 
 namespace velora::test {
@@ -7,7 +9,7 @@ namespace {
 class ProviderTest : public RootFixture {
 protected:
     ProviderTest() {
-        EXPECT_TRUE(fill(provider, 5, 2));
+        EXPECT_TRUE(fill(provider, 5));
         EXPECT_EQ(provider.init(), 0);
     }
 
@@ -21,7 +23,7 @@ protected:
 
 TEST_F(ProviderTest, TuningsAreCachedByNameAndDevicesByPort) {
     EXPECT_EQ(provider.loadTuningForDevice("device1"), nullptr) << "its port isn't loaded yet";
-    EXPECT_EQ(provider.loadDeviceTuningsForPort(PORT_USB).size(), 2U);
+    EXPECT_EQ(provider.loadDeviceTuningsForPort(PORT_USB).size(), size_t{kFilledTunings});
     Tuning* const tuning = provider.loadTuningForDevice("device1");
     ASSERT_NE(tuning, nullptr);
     EXPECT_EQ(tuning->getEndpoint(), Endpoint::HEADPHONE);
@@ -86,7 +88,7 @@ TEST_F(ProviderTest, DevicesThatCannotBeReadAreReadLater) {
         EXPECT_FALSE(session.ok());
     }
     changeStore("ALTER TABLE hidden RENAME TO device_tunings");
-    EXPECT_EQ(provider.loadDeviceTuningsForPort(PORT_USB).size(), 2U);
+    EXPECT_EQ(provider.loadDeviceTuningsForPort(PORT_USB).size(), size_t{kFilledTunings});
 }
 
 TEST_F(ProviderTest, ATransactionThatCouldNotBeginStoresNothing) {
@@ -96,6 +98,63 @@ TEST_F(ProviderTest, ATransactionThatCouldNotBeginStoresNothing) {
     provider.setSelectedProfile(9);
     EXPECT_FALSE(transaction.commit());
     EXPECT_EQ(provider.getSelectedProfile(), 5);
+}
+
+class StoreWriterTest : public RootFixture {
+protected:
+    StoreWriterTest() {
+        EXPECT_TRUE(fill(provider, 1));
+        EXPECT_TRUE(select(1).wait());
+    }
+    ~StoreWriterTest() override { writer->stop(); }
+
+    StoreWriter::Save select(int profile) {
+        UserSettings settings;
+        settings.selectedProfile = profile;
+        return writer->submit(settings);
+    }
+
+    Provider provider;
+    std::shared_ptr<StoreWriter> writer = std::make_shared<StoreWriter>(&provider);
+    Disk& disk = useFreshDisk(dir.path());
+};
+
+TEST_F(StoreWriterTest, WhatFailsIsStoredByTheNextSaveUnlessItWasReplaced) {
+    disk.failNext(DiskCall::FDATASYNC);
+    UserSettings settings;
+    settings.sfxOn = false;
+    settings.selectedProfile = 2;
+    EXPECT_FALSE(writer->submit(settings).wait());
+    EXPECT_FALSE(writer->isStored());
+    EXPECT_TRUE(select(0).wait());
+    EXPECT_TRUE(writer->isStored());
+    Provider stored;
+    EXPECT_FALSE(stored.isSfxOn());
+    EXPECT_EQ(stored.getSelectedProfile(), 0);
+}
+
+TEST_F(StoreWriterTest, AnEmptySaveWaitsForTheOneBeforeItAndRetriesWhatFailed) {
+    disk.syncMs = 100;
+    select(2);
+    EXPECT_TRUE(writer->submit({}).wait());
+    EXPECT_EQ(Provider().getSelectedProfile(), 2);
+
+    disk.failNext(DiskCall::FDATASYNC);
+    EXPECT_FALSE(select(0).wait());
+    EXPECT_TRUE(writer->submit({}).wait());
+    EXPECT_EQ(Provider().getSelectedProfile(), 0);
+}
+
+TEST_F(StoreWriterTest, SavesThatWaitTogetherShareACommit) {
+    const uint64_t before = disk.syncs();
+    std::vector<StoreWriter::Save> saves;
+    {
+        const ReadSession busy = provider.startReading();
+        for (int i = 0; i < 10; ++i) saves.push_back(select(i % 2));
+    }
+    for (const auto& save : saves) EXPECT_TRUE(save.wait());
+    EXPECT_LE(disk.syncs() - before, 2U) << "at most the first one is on its own";
+    EXPECT_EQ(Provider().getSelectedProfile(), 1);
 }
 
 }  // namespace

@@ -2,29 +2,19 @@
 
 #include "store/DatabaseHelper.h"
 #include "tests/support/LogCapture.h"
-#include "tests/support/TestFiles.h"
-#include "util/RootPrefix.h"
+#include "tests/support/Root.h"
 
-#include <filesystem>
 #include <memory>
 #include <string>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace velora::test {
 
 /// A fresh directory as the root of all files, the tuning files to install there, and the log.
 class RootFixture : public testing::Test {
 protected:
-    RootFixture() {
-        setRootPrefix(dir.path().string());
-        std::filesystem::create_directories(rooted(kDataDirectory));
-    }
-
-    void install(const std::string& xml) {
-        dir.write("odm/etc/velora/multimedia_velora_kiv_default.xml", xml);
-    }
+    void install(const std::string& xml) { dir.install(xml); }
     void uninstall() { std::filesystem::remove_all(dir.path() / "odm"); }
     void installOem(const std::string& xml) { dir.write("data/vendor/velora/kiv-extra.xml", xml); }
 
@@ -42,8 +32,8 @@ protected:
     const std::string sample = contentsOf(sourceFile("data/multimedia_velora_kiv_default.xml"));
     const std::string extra = contentsOf(sourceFile("data/kiv-extra.xml"));
     LogCapture log;
-    const TempDir dir;
-    const std::string database = dir.path() / "data/vendor/velora/kiv_sqlite3.db";
+    const Root dir;
+    const std::string database = dir.database();
 };
 
 }  // namespace velora::test

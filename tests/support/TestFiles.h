@@ -39,6 +39,14 @@ inline std::string sourceFile(std::string_view name) {
     return std::filesystem::path(VELORA_SOURCE_DIR) / name;
 }
 
+/// `text` with `to` in place of each `from`.
+inline std::string replaced(std::string text, std::string_view from, std::string_view to) {
+    for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+        text.replace(at, from.size(), to);
+    }
+    return text;
+}
+
 inline std::string contentsOf(const std::string& path) {
     std::ostringstream text;
     text << std::ifstream(path, std::ios::binary).rdbuf();

@@ -1,5 +1,6 @@
 #include "tests/support/TestFiles.h"
 #include "tuning/Signature.h"
+#include "tuning/TagLimits.h"
 #include "tuning/XmlFile.h"
 
 #include <cerrno>
@@ -7,7 +8,6 @@
 #include <optional>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <libxml/encoding.h>
 #include <libxml/parser.h>
 #include <sys/stat.h>
@@ -26,6 +26,22 @@ namespace velora::test {
 namespace {
 
 using testing::HasSubstr;
+
+/// A text many times, each with the number of the time in place of "#".
+std::string numbered(int times, const std::string& text) {
+    std::string all;
+    for (int i = 0; i < times; ++i) all += replaced(text, "#", std::to_string(i));
+    return all;
+}
+
+/// The error for a document that is given in blocks of a size.
+std::string errorOf(std::string_view document, size_t blockSize) {
+    TagLimits limits;
+    while (limits.accept(document.substr(0, blockSize)) && document.size() > blockSize) {
+        document.remove_prefix(blockSize);
+    }
+    return limits.error();
+}
 
 class XmlFileTest : public testing::Test {
 protected:
@@ -46,24 +62,18 @@ TEST_F(XmlFileTest, OnlyPlainFilesAreRead) {
 
 // Some would take gigabytes or hours if they were read to their end.
 TEST_F(XmlFileTest, BadContentsAreRefusedWithTheReason) {
-    std::string deep;
-    for (int i = 0; i < 100000; ++i) deep += "<a>";
     const std::string declared = "line 1: declarations are not allowed";
-    std::string names;
-    for (int i = 0; i < 10100; ++i) names += "<n" + std::to_string(i) + "/>\n";
-    std::string namespaces;
-    for (int i = 0; i < 257; ++i) namespaces += "<a xmlns:n" + std::to_string(i) + "='urn:n'>";
-    std::string prefixes;
-    for (int i = 0; i < 2000; ++i) prefixes += "<undeclared:a/>\n";
     const std::pair<std::string, std::string> cases[] = {
         // contents, reason
         {"<r>\n\n<a b='></a>\n<c d='</c></r>", "line 3: Unescaped '<' not allowed"},
         {"<r>\n<undeclared:a/>\n<b></r>", "line 3: Opening and ending tag mismatch"},
         {"<r>" + std::string(XmlFile::kMaxSize, ' ') + "</r>", "too large"},
-        {deep, "line 1: Excessive depth"},
-        {"<r>" + names + "</r>", ": a file has at most 10000 different names"},
-        {namespaces + std::string(4000, ' '), "line 1: at most 256 namespace"},
-        {"<r>" + prefixes + "</r>", "line 1001: Namespace prefix undeclared on a is not defined"},
+        {numbered(100000, "<a>"), "line 1: Excessive depth"},
+        {"<r>" + numbered(10100, "<n#/>\n") + "</r>", ": a file has at most 10000 different names"},
+        {numbered(257, "<a xmlns:n#='urn:n'>") + std::string(4000, ' '),
+         "line 1: at most 256 namespace"},
+        {"<r>" + numbered(2000, "<undeclared:a/>\n") + "</r>",
+         "line 1001: Namespace prefix undeclared on a is not defined"},
         {"<r>\n" + std::string(9000, ' ') + "<a b='" + std::string(16377, ' ') + "'/></r>",
          "line 2: a start tag has at most 16384 bytes"},
         {"<?xml version='1.0' encoding='UTF-7'?><r/>", "line 1: the encoding UTF-7 is not"},
@@ -122,6 +132,37 @@ TEST_F(XmlFileTest, Libxml2IsCleanedUpAfterTheLastFile) {
     EXPECT_NE(xmlGetEncodingAlias("UNTIL CLEANED UP"), nullptr);
     second.reset();
     EXPECT_EQ(xmlGetEncodingAlias("UNTIL CLEANED UP"), nullptr);
+}
+
+TEST(TagLimitsTest, OnlyLargeStartTagsAreRefusedWhereverABlockEnds) {
+    const std::string many = "<a" + numbered(257, " b#='\">'") + "/>";
+    const std::string tooMany =
+        "line 2: a start tag has at most 256 attributes and namespace declarations; remove some";
+    const std::string tooLong =
+        "line 2: a start tag has at most 16384 bytes; shorten or remove attributes";
+    const std::string quotes(20000, '"');
+    const std::pair<std::string, std::string> cases[] = {
+        // line 2 and what follows, error
+        {"<a" + numbered(256, " b#='\">'") + "/>" + "<a b='" + std::string(16376, '\n') + "'>", ""},
+        {"<a b='" + std::string(16377, 'x') + "'>", tooLong},
+        {many, tooMany},
+        {"<!-->" + many, ""},
+        {"<!--<?<![CDATA['- ->-->" + many, tooMany},
+        {"<![CDATA[<!--]>]]]>" + many, tooMany},
+        {"<?p <!-- >\"?\?>" + many, tooMany},
+        {"<a b='<!--' c='/>' d=\"'\"/>" + many, tooMany},
+        {"it's --> ]]> ?></a\t>" + many, tooMany},
+        {"<!DOCTYPE r SYSTEM '>[<!--' [ <!--'--> <?'?> ]>" + many, tooMany},
+        {"<!DOCTYPE r [ <!ENTITY", "line 2: declarations are not allowed; remove them"},
+        {"<!--" + quotes + "--><![CDATA[" + quotes + "]]><?p " + quotes + "?>", ""},
+        {"<!DOCTYPE " + quotes + " [" + quotes + "]>" + quotes + "</a " + quotes, ""},
+    };
+    for (const auto& [part, error] : cases) {
+        const std::string document = "<?xml?>\n" + part;
+        for (const size_t blockSize : {size_t{1}, size_t{3}, document.size()}) {
+            EXPECT_EQ(errorOf(document, blockSize), error) << part << " in blocks of " << blockSize;
+        }
+    }
 }
 
 TEST(SignatureTest, IsTheMd5OfAllBytes) {

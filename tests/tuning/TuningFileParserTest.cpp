@@ -1,11 +1,11 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestFiles.h"
+#include "tuning/TagIterator.h"
 #include "tuning/TuningFileParser.h"
 
 #include <sstream>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace velora::test {
 namespace {
@@ -31,8 +31,8 @@ protected:
         std::erase_if(logged, [](const std::string& line) { return line.starts_with("D "); });
     }
     /// Parses a file of the version 3.<minor>.<maintenance>.
-    void parse(const std::string& minor, const std::string& maintenance,
-               const std::string& elements) {
+    void parseElements(const std::string& elements, const std::string& minor = "4",
+                       const std::string& maintenance = "0") {
         parse(dir.write("f.xml", "<root>\n" + elements + "<format_version major='3' minor='" +
                                      minor + "' maintenance='" + maintenance + "'/></root>"));
     }
@@ -158,9 +158,8 @@ TEST_F(TuningFileParserTest, ElementsAreReadFromTheirAttributesRowsOrBands) {
     };
     const auto readEverywhere = [&](const std::string& element) {
         const std::string all = "\n" + element + "<row frequency='7' target='7'/>";
-        parse("4", "0",
-              "<tuning name='t'>\n<data>" + all + "</data></tuning><profile id='0'>" + all +
-                  "<endpoint_type id='speaker'>" + all + "</endpoint_type></profile>");
+        parseElements("<tuning name='t'>\n<data>" + all + "</data></tuning><profile id='0'>" + all +
+                      "<endpoint_type id='speaker'>" + all + "</endpoint_type></profile>");
         return text;
     };
     const std::string nothing = readEverywhere("");
@@ -196,7 +195,7 @@ TEST_F(TuningFileParserTest, TheVersionDecidesHowPresetsAreIdentifiedAndWhatHasD
         {"4", "0", numbered, "true", 0, amount},
     };
     for (const Case& c : cases) {
-        parse(c.minor, c.maintenance, elements);
+        parseElements(elements, c.minor, c.maintenance);
         EXPECT_EQ(data.getFormatVersion(), "3." + c.minor + "." + c.maintenance);
         EXPECT_THAT(text, HasSubstr(c.preset));
         EXPECT_THAT(text, HasSubstr("profileId=0\nmobility=" + c.mobility +
@@ -208,13 +207,13 @@ TEST_F(TuningFileParserTest, TheVersionDecidesHowPresetsAreIdentifiedAndWhatHasD
 }
 
 TEST_F(TuningFileParserTest, EndpointsUseTheIeqSettingsOfTheProfileUnlessTheyHaveTheirOwn) {
-    parse("4", "0",
-          "<profile id='0'>\n<endpoint_type id='speaker'>\n<include preset='warm'/>"
-          "<ieq-amount value='3'/></endpoint_type><endpoint_type id='headphone'>\n"
-          "<include preset='warm'/><ieq-enable value='true'/></endpoint_type>"
-          "<endpoint_type id='headphone'>\n<include preset='balanced'/></endpoint_type>"
-          "<ieq-enable value='false'/><ieq-amount value='9'/></profile><profile id='1'>\n"
-          "<endpoint_type id='speaker'>\n<include preset='warm'/></endpoint_type></profile>");
+    parseElements(
+        "<profile id='0'>\n<endpoint_type id='speaker'>\n<include preset='warm'/>"
+        "<ieq-amount value='3'/></endpoint_type><endpoint_type id='headphone'>\n"
+        "<include preset='warm'/><ieq-enable value='true'/></endpoint_type>"
+        "<endpoint_type id='headphone'>\n<include preset='balanced'/></endpoint_type>"
+        "<ieq-enable value='false'/><ieq-amount value='9'/></profile><profile id='1'>\n"
+        "<endpoint_type id='speaker'>\n<include preset='warm'/></endpoint_type></profile>");
     EXPECT_THAT(ofEndpoints(IEQ_ID), ElementsAre(3, 3, 0, 3, 0, 0));
     EXPECT_THAT(ofEndpoints(IEQ_ENABLE), ElementsAre(0, 1, 0, 1, 0, 0));
     EXPECT_THAT(ofEndpoints(IEQ_AMOUNT), ElementsAre(3, 9, 9, 0, 0, 0));
@@ -227,12 +226,12 @@ TEST_F(TuningFileParserTest, EndpointsUseTheIeqSettingsOfTheProfileUnlessTheyHav
 }
 
 TEST_F(TuningFileParserTest, TuningsHaveAttributesInWordsOrNumbers) {
-    parse("4", "0",
-          "<tuning name='a&#10;b' endpoint_type='other' mono_device='true' orientation='3' "
-          "output_channels='4'>\n<device_id id='d&#10;1' endpoint_port='hdmi&#10;'/><x/>"
-          "<device_id id='late'/></tuning>"
-          "<tuning name='c' endpoint_type='Speaker' mono_device='True' orientation='Portrait'>"
-          "\n<data/></tuning>");
+    parseElements(
+        "<tuning name='a&#10;b' endpoint_type='other' mono_device='true' orientation='3' "
+        "output_channels='4'>\n<device_id id='d&#10;1' endpoint_port='hdmi&#10;'/><x/>"
+        "<device_id id='late'/></tuning>"
+        "<tuning name='c' endpoint_type='Speaker' mono_device='True' orientation='Portrait'>"
+        "\n<data/></tuning>");
     EXPECT_EQ(text,
               "name=a b\nendpoint=other\nmono=true\nreadonly=true\norientation=3,\n"
               "output_channels=4,\n\n"
@@ -242,11 +241,10 @@ TEST_F(TuningFileParserTest, TuningsHaveAttributesInWordsOrNumbers) {
 }
 
 TEST_F(TuningFileParserTest, ATuningWithALongOrUsedNameIsIgnoredButTheUsedNameKeepsItsDevices) {
-    parse("4", "0",
-          "<tuning name='" + std::string(256, 'n') + "'>\n<x/></tuning>" +
-              "<tuning name='c'>\n<device_id id='lost'/></tuning>" +  // leaves its name free
-              "<tuning name='c' orientation='portrait'>\n<data/></tuning>"
-              "<tuning name='c'>\n<device_id id='second' endpoint_port='usb'/><x/></tuning>");
+    parseElements("<tuning name='" + std::string(256, 'n') + "'>\n<x/></tuning>" +
+                  "<tuning name='c'>\n<device_id id='lost'/></tuning>" +  // leaves its name free
+                  "<tuning name='c' orientation='portrait'>\n<data/></tuning>"
+                  "<tuning name='c'>\n<device_id id='second' endpoint_port='usb'/><x/></tuning>");
     EXPECT_EQ(text,
               "name=c\nendpoint=speaker\nmono=false\nreadonly=true\norientation=1,\n"
               "output_channels=0,\n\ndevice=second\nport=usb\ntuning=c\n\n");
@@ -260,10 +258,9 @@ TEST_F(TuningFileParserTest, ATuningWithALongOrUsedNameIsIgnoredButTheUsedNameKe
 TEST_F(TuningFileParserTest, RecordsBeyondTheLimitAreIgnoredWithOneWarning) {
     std::string devices;
     for (int i = 0; i < 9998; ++i) devices += "<device_id/>";
-    parse("4", "0",
-          "<tuning>\n" + devices +
-              "<data/></tuning><profile>\n<endpoint_type id='speaker'/>"
-              "</profile><profile id='1'/><tuning name='b'>\n<device_id/><data/></tuning>");
+    parseElements("<tuning>\n" + devices +
+                  "<data/></tuning><profile>\n<endpoint_type id='speaker'/>"
+                  "</profile><profile id='1'/><tuning name='b'>\n<device_id/><data/></tuning>");
     EXPECT_EQ(data.getTunings().size(), 1U);
     EXPECT_EQ(data.getDeviceTunings().size(), 9998U);
     EXPECT_EQ(data.getProfiles().size(), 1U);
@@ -273,12 +270,54 @@ TEST_F(TuningFileParserTest, RecordsBeyondTheLimitAreIgnoredWithOneWarning) {
 }
 
 TEST_F(TuningFileParserTest, MissingNumbersAreLogged) {
-    parse("4", "0",
-          "<profile id='1'/><profile id='0'/><profile id='7'/><preset type='ieq' id='1'/>"
-          "<preset type='ieq' id='2'/><preset type='ieq' id='9'/><preset type='ieq' id='4'/>");
+    parseElements(
+        "<profile id='1'/><profile id='0'/><profile id='7'/><preset type='ieq' id='1'/>"
+        "<preset type='ieq' id='2'/><preset type='ieq' id='9'/><preset type='ieq' id='4'/>");
     const std::string rest = " is missing, and a higher number is out of reach";
     EXPECT_THAT(logged, ElementsAre("W TuningFileParser: profile 2" + rest,
                                     "W TuningFileParser: IEQ preset 3" + rest));
+}
+
+class TagIteratorTest : public testing::Test {
+protected:
+    LogCapture log;
+    TempDir dir;
+    TagIterator it;
+};
+
+TEST_F(TagIteratorTest, WalksNodesAndReadsTheirAttributes) {
+    ASSERT_EQ(
+        it.init(dir.write("f", "<r>\n <a k='1' l='&lt;&#10;é'>\n  <b/>\n </a><c>text</c></r>")), 0);
+    std::vector<std::string> values{"old", "kept"};
+    const std::string_view names[] = {"k", "x", "k", "K"};
+    it.parseNodeWithName(names, values);  // on the white space before <a>
+    it.next();
+    EXPECT_THAT(values, ElementsAre("old", "kept"));
+    it.parseNodeWithName(names, values);
+    it.parseNodeAll(values);
+    EXPECT_THAT(values, ElementsAre("1", "kept", "", "", "1", "<\né"));
+    it.pushNode();
+    it.childrenNext();
+    it.childrenNext();  // <b/> has no children, so the cursor stays
+    EXPECT_EQ(it.getNodeName(), "b");
+    it.popNode();
+    it.popNode();  // without a remembered node
+    EXPECT_EQ(log.count("E TagIterator: It's empty in node stack!"), 1U);
+    EXPECT_EQ(it.getNodeName(), "a");
+    it.next();
+    it.childrenNext();  // its only child is skipped
+    it.next();
+    EXPECT_FALSE(it.isCurValid());
+    EXPECT_FALSE(it.isNextValid());
+    EXPECT_FALSE(it.isElementNode());
+}
+
+TEST_F(TagIteratorTest, OpeningFailsWithALogLine) {
+    EXPECT_EQ(it.init(""), -22);
+    EXPECT_EQ(log.count("E TagIterator: Invalide xml file path, 40"), 1U);
+    EXPECT_EQ(it.init("/missing.xml"), -22);
+    EXPECT_EQ(log.count("E TagIterator: fail to call xmlReadFile,  46"), 1U);
+    EXPECT_EQ(log.count("E TagIterator: /missing.xml: No such file or directory"), 1U);
 }
 
 }  // namespace

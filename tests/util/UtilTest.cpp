@@ -1,4 +1,5 @@
 #include "util/Integers.h"
+#include "util/Words.h"
 
 #include <gtest/gtest.h>
 
@@ -19,6 +20,14 @@ TEST(IntegersTest, ReadingEndsAtTheFirstTextThatIsNotANumber) {
             EXPECT_EQ(string2Int(text), read.empty() ? 0 : read[0]) << text;
         }
     }
+}
+
+TEST(WordsTest, AWordThatIsOnlyPartlyInsideTheBufferReadsAsZero) {
+    const int32_t buffer[] = {1, 2, 3};
+    const Words words(buffer, sizeof buffer - 1);
+    EXPECT_EQ(words[1], 2);
+    EXPECT_EQ(words[2], 0);
+    EXPECT_EQ(words.from(1), std::vector<int>{2});
 }
 
 }  // namespace
