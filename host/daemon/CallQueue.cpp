@@ -221,7 +221,7 @@ bool CallQueue::serve(Sender& sender) {
 /// Returns the result of the handler, after sending its error.
 int CallQueue::handle(Sender& sender, Call& call) {
     sd_bus_message* const message = call.message.get();
-    if (expectsAnswer(message) && !sender.watch.hasRoomForAnswer(0)) return kNoRoom;
+    if (!hasRoomForAnswer(sender, message, 0)) return kNoRoom;
 
     mServed = &sender;
     mCall = message;
@@ -246,7 +246,12 @@ ReadWatch& CallQueue::caller() {
 }
 
 bool CallQueue::hasRoomForAnswer(size_t size) const {
-    return !expectsAnswer(mCall) || mServed->watch.hasRoomForAnswer(size);
+    return hasRoomForAnswer(*mServed, mCall, size);
+}
+
+// What a sender that has left didn't read is gone, and the bus keeps no answers to it.
+bool CallQueue::hasRoomForAnswer(const Sender& sender, sd_bus_message* call, size_t size) {
+    return !expectsAnswer(call) || sender.hasLeft || sender.watch.hasRoomForAnswer(size);
 }
 
 CallQueue::Answer CallQueue::postpone() {

@@ -99,6 +99,7 @@ private:
     int receive(sd_bus_message* call);
     int receiveDirect(Sender& sender, sd_bus_message* call);
     Sender& senderOf(const char* name);
+    static bool hasRoomForAnswer(const Sender& sender, sd_bus_message* call, size_t size);
     bool serve(Sender& sender);
     int handle(Sender& sender, Call& call);
     void refuse(Sender& sender, sd_bus_message* call, const char* reason);
