@@ -156,7 +156,7 @@ void ServiceHost::turn() {
 void ServiceHost::deliver() {
     for (auto& item : mQueue.removeAll()) mUndelivered.push_back(std::move(item));
 
-    while (!mUndelivered.empty() && mCalls.canSend(CallQueue::kMaxUnsentUpdates)) {
+    while (!mUndelivered.empty() && mCalls.canSend()) {
         const UpdateQueue::Item item = std::move(mUndelivered.front());
         mUndelivered.pop_front();
         if (const auto* const completion = std::get_if<UpdateQueue::Completion>(&item)) {
