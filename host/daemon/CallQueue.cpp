@@ -166,8 +166,9 @@ int CallQueue::receiveDirect(Sender& sender, sd_bus_message* call) {
         sd_bus_message_is_method_call(call, "org.freedesktop.DBus.Introspectable", nullptr) > 0;
     const size_t size = isIntrospection ? kIntrospection : kDirectAnswer;
     if (std::exchange(sender.turn, mTurn) != mTurn) sender.direct = 0;
+    const bool isFirst = sender.direct == 0;
     sender.direct += size;
-    if (sender.direct > kMaxDirect || unsent() >= kMaxUnsentDirect) {
+    if ((sender.direct > kMaxDirect && !isFirst) || unsent() >= kMaxUnsentDirect) {
         refuse(sender, call, "too many calls of this connection wait");
         return 1;
     }

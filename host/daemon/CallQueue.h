@@ -37,8 +37,9 @@ public:
     static constexpr size_t kMaxWaiting = 16 << 20;
     static constexpr size_t kCallOverhead = 1024;
     static constexpr size_t kMaxRefusals = 1024;  ///< of one sender, that wait; the rest is dropped
-    /// Bytes of what sd-bus itself answers to one sender in a turn.
-    static constexpr size_t kMaxDirect = 16 << 10;
+    /// Bytes that sd-bus itself may answer to one sender in a turn, unless the first answer has
+    /// more.
+    static constexpr size_t kMaxDirect = 4 << 10;
     static constexpr size_t kMaxSenders = 4096;
     static constexpr int kReadsPerTurn = 64;
     /// Messages that may wait in sd-bus until the bus takes them, before sd-bus answers no more
