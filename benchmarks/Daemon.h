@@ -4,10 +4,12 @@
 #include "tests/support/Process.h"
 #include "tests/support/TestFiles.h"
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace velora::bench {
 
@@ -29,6 +31,21 @@ public:
     const test::TempDir root;
     const test::Process process;
     const std::unique_ptr<host::Client> client = connect();
+
+    /// How long a client waits for each answer, in milliseconds, ascending.
+    std::vector<double> waits(std::chrono::seconds duration) const {
+        using Clock = std::chrono::steady_clock;
+        using Milliseconds = std::chrono::duration<double, std::milli>;
+        std::vector<double> waits;
+        for (const auto end = Clock::now() + duration; Clock::now() < end;) {
+            const auto start = Clock::now();
+            client->get(Command::PROFILE_PARAMETER, 106, 0);
+            waits.push_back(Milliseconds(Clock::now() - start).count());
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        }
+        std::sort(waits.begin(), waits.end());
+        return waits;
+    }
 
 private:
     static std::filesystem::path prepared(const test::TempDir& root) {

@@ -3,7 +3,6 @@
 
 #include "benchmarks/Daemon.h"
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -18,9 +17,6 @@ namespace {
 
 using host::Client;
 using host::Message;
-using std::chrono::milliseconds;
-using Clock = std::chrono::steady_clock;
-using Milliseconds = std::chrono::duration<double, std::milli>;
 
 constexpr auto kDuration = std::chrono::seconds(2);
 constexpr uint64_t kOpenCalls = 256;  // that a flooding client keeps unanswered if it reads
@@ -138,17 +134,10 @@ void measure(const Flood& flood) {
     std::atomic<bool> ending{false};
     std::thread flooding([&] { run(flood, ending); });
 
-    std::vector<double> waits;
-    for (const auto end = Clock::now() + kDuration; Clock::now() < end;) {
-        const auto start = Clock::now();
-        daemon.client->get(Command::PROFILE_PARAMETER, 106, 0);
-        waits.push_back(Milliseconds(Clock::now() - start).count());
-        std::this_thread::sleep_for(std::chrono::microseconds(200));
-    }
+    const std::vector<double> waits = daemon.waits(kDuration);
     ending = true;
     flooding.join();
 
-    std::sort(waits.begin(), waits.end());
     printf("| %s | %.1f | %.1f | %.1f |\n", flood.name, waits[waits.size() / 2], waits.back(),
            static_cast<double>(peakMemory(daemon.process.pid())) / 1024);
     fflush(stdout);

@@ -7,7 +7,6 @@
 #include "context/SndContextManager.h"
 #include "tests/faults/Disk.h"
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -26,7 +25,6 @@ namespace {
 using host::Client;
 using std::chrono::milliseconds;
 using test::Disk;
-using Clock = std::chrono::steady_clock;
 
 constexpr auto kDuration = std::chrono::seconds(4);
 constexpr auto kPause = milliseconds(10);  // between two activities
@@ -95,16 +93,9 @@ std::vector<double> waits(const Activity& activity, bool saves, uint32_t syncMs)
     std::atomic<bool> ending{false};
     std::thread other(
         [&] { repeat(activity, daemon, saves, kPause + milliseconds(syncMs), ending); });
-    std::vector<double> waits;
-    for (const auto end = Clock::now() + kDuration; Clock::now() < end;) {
-        const auto start = Clock::now();
-        daemon.client->get(Command::PROFILE_PARAMETER, 106, 0);
-        waits.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
-        std::this_thread::sleep_for(std::chrono::microseconds(200));
-    }
+    std::vector<double> waits = daemon.waits(kDuration);
     ending = true;
     other.join();
-    std::sort(waits.begin(), waits.end());
     return waits;
 }
 

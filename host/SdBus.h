@@ -56,6 +56,12 @@ inline int check(int result, const char* action) {
     return result;
 }
 
+/// Returns the result of a system call. Throws std::system_error with errno if it is negative;
+/// `action` then says what failed.
+inline int checkErrno(int result, const char* action) {
+    return check(result < 0 ? -errno : result, action);
+}
+
 /// Calls `make(&raw)` and wraps raw. Throws std::system_error if the result is negative; `action`
 /// then says what failed.
 template <typename Handle, typename Make>

@@ -150,22 +150,19 @@ void VeloraManagerService::EventHandler::onMessageReceived(const sp<AMessage>& m
     }
 
     sp<ABuffer> buffer;
+    message->findBuffer(kBuffer, &buffer);
     switch (message->what()) {
         case REGISTRATION_CHANGED:
-            message->findBuffer(kBuffer, &buffer);
             break;
         case SET_SELECTED_TUNING:
-            message->findBuffer(kBuffer, &buffer);
             setSelectedTuning(*message, buffer);
             break;
         case SET_PARAM:
             // The command writes its result into the buffer that the clients then get.
-            if (message->findBuffer(kBuffer, &buffer)) {
-                parseAndSendParam(buffer->data(), buffer->size());
-            }
+            if (buffer) parseAndSendParam(buffer->data(), buffer->size());
             break;
         default:  // any other kind is only an empty update
-            break;
+            buffer.clear();
     }
 
     owner->doOnSfxParamUpdate(buffer ? buffer->data() : nullptr,

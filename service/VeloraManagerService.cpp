@@ -103,9 +103,8 @@ void VeloraManagerService::unregisterClient(const sp<IKmsCallbacks>& /*listener*
         return;
     }
 
-    if (ClientRegistry::isPlain(client->type())) {
-        mHandler->saveAfterQueued();  // a failure is logged, and unregistering goes on
-    }
+    // If saving fails, that is logged, and the client is unregistered all the same.
+    if (ClientRegistry::isPlain(client->type())) mHandler->saveAfterQueued();
     postRegistrationNotice();
     ALOGD(kRegistrationExitMessage, __func__, type, uid);
 }

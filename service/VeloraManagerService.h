@@ -28,7 +28,8 @@ using ::vendor::velora_sp::hardware::kmssp::V2_0::IKmsCallbacks;
 ///
 /// The facade is initialised by the first `registerClient` for which that succeeds, and remains
 /// initialised. Until then every operation that needs it returns a neutral value: -19, false, 0, -1
-/// or an empty text, as each says. Nothing throws; refused requests are logged.
+/// or an empty text, as each says. Nothing throws. A refused request is logged if the operation
+/// has no result that could say so.
 class VeloraManagerService : public RefBase {
 public:
     // Bounds of one request, in bytes, and of the requests that wait. Both lie far above what

@@ -88,6 +88,21 @@ void execute(const BusChoice& bus, const CommandInfo& command, const Arguments& 
     throw CommandError(Exit::USAGE, "'" + typed + "' must be given as two words, without quotes");
 }
 
+/// The commands by their places in the command line.
+using CommandInfos = std::map<const CLI::App*, const CommandInfo*>;
+
+/// Returns the command that was typed. Throws CommandError if there is none, or too much follows
+/// it.
+const CommandInfo& typedCommand(const CLI::App& app, const CommandInfos& infos) {
+    const auto found = std::find_if(infos.begin(), infos.end(),
+                                    [](const auto& entry) { return entry.first->parsed(); });
+    if (found == infos.end()) throwUnknownCommand(app);
+    if (app.remaining_size() > 0) {
+        throw CommandError(Exit::USAGE, "unexpected argument '" + app.remaining().front() + "'");
+    }
+    return *found->second;
+}
+
 Exit run(int argc, char** argv) {
     CLI::App app{"Controls the settings and control service of the audio effect", "veloractl"};
     app.set_version_flag("--version", VELORA_VERSION);
@@ -99,7 +114,7 @@ Exit run(int argc, char** argv) {
     Arguments arguments;
     app.add_flag("--json", arguments.json, "Answer in JSON");
 
-    std::map<const CLI::App*, const CommandInfo*> infos;
+    CommandInfos infos;
     for (const CommandInfo& info : commands()) {
         CLI::App* const command = addCommand(app, info);
         addArguments(*command, info, arguments);
@@ -112,13 +127,7 @@ Exit run(int argc, char** argv) {
         return app.exit(e) == 0 ? Exit::SUCCESS : Exit::USAGE;
     }
 
-    const auto found = std::find_if(infos.begin(), infos.end(),
-                                    [](const auto& entry) { return entry.first->parsed(); });
-    if (found == infos.end()) throwUnknownCommand(app);
-    if (app.remaining_size() > 0) {
-        throw CommandError(Exit::USAGE, "unexpected argument '" + app.remaining().front() + "'");
-    }
-    execute(bus, *found->second, arguments);
+    execute(bus, typedCommand(app, infos), arguments);
     return Exit::SUCCESS;
 }
 

@@ -4,7 +4,9 @@
 
 #include "host/daemon/EventCallback.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <utility>
 
@@ -18,9 +20,7 @@ namespace {
 constexpr size_t kDirectAnswer = 512;
 constexpr size_t kIntrospection = 16 << 10;
 
-constexpr int kSendBuffer = 128 << 10;  // bytes
-
-constexpr char kUnread[] = "this connection has too many unread answers";
+constexpr int kSendBuffer = 4 << 10;  // bytes
 
 /// An sd_bus_error that frees what it contains.
 class Error {
@@ -79,7 +79,8 @@ size_t contentSize(sd_bus_message* call) {
 
 CallQueue::CallQueue(sd_bus* bus, std::function<void(const std::string&)> onLeft)
     : mBus(bus), mOnLeft(std::move(onLeft)) {
-    // sd-bus asks for a buffer of megabytes, and an answer would wait behind all that is in it.
+    // sd-bus asks for a buffer of megabytes, and an answer would wait behind all that is in it: a
+    // busy dbus-daemon reads only some kilobytes each time it has looked at all its connections.
     const int fd = check(sd_bus_get_fd(bus), "get the socket of the bus");
     setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof kSendBuffer);
 
@@ -102,16 +103,15 @@ void CallQueue::setHandlers(Finder find, void* object) {
     mObject = object;
 }
 
-bool CallQueue::canSend(uint64_t maxUnsent) const {
-    uint64_t unsent = 0;
-    check(sd_bus_get_n_queued_write(mBus, &unsent), "look at the messages that wait");
-    return unsent < maxUnsent;
+uint64_t CallQueue::unsent() const {
+    uint64_t count = 0;
+    check(sd_bus_get_n_queued_write(mBus, &count), "look at the messages that wait");
+    return count;
 }
 
 void CallQueue::readMore() {
     int reads = 0;
-    while (reads < kReadsPerTurn && canSend(kMaxUnsentAnswers) && sd_bus_process(mBus, nullptr) > 0)
-        ++reads;
+    while (reads < kReadsPerTurn && sd_bus_process(mBus, nullptr) > 0) ++reads;
 }
 
 int CallQueue::onMessage(sd_bus_message* message, void* self, sd_bus_error* error) {
@@ -154,7 +154,7 @@ int CallQueue::receive(sd_bus_message* call) {
         return 1;
     }
 
-    if (sender.calls.empty()) mRing.push_back(&sender);
+    addToRing(sender);
     sender.calls.push_back({Message(sd_bus_message_ref(call)), handler, cost});
     sender.waiting += cost;
     mWaiting += cost;
@@ -162,54 +162,83 @@ int CallQueue::receive(sd_bus_message* call) {
 }
 
 int CallQueue::receiveDirect(Sender& sender, sd_bus_message* call) {
-    if (std::exchange(sender.turn, mTurn) != mTurn) sender.directCalls = 0;
-    if (++sender.directCalls > kMaxDirectCalls || !canSend(kMaxUnsentRefusals)) {
+    const bool isIntrospection =
+        sd_bus_message_is_method_call(call, "org.freedesktop.DBus.Introspectable", nullptr) > 0;
+    const size_t size = isIntrospection ? kIntrospection : kDirectAnswer;
+    if (std::exchange(sender.turn, mTurn) != mTurn) sender.direct = 0;
+    const bool isFirst = sender.direct == 0;
+    sender.direct += size;
+    if ((sender.direct > kMaxDirect && !isFirst) || unsent() >= kMaxUnsentDirect) {
         refuse(sender, call, "too many calls of this connection wait");
         return 1;
     }
 
     if (!expectsAnswer(call)) return 0;
-    const bool isIntrospection =
-        sd_bus_message_is_method_call(call, "org.freedesktop.DBus.Introspectable", nullptr) > 0;
-    const size_t size = isIntrospection ? kIntrospection : kDirectAnswer;
     if (!sender.watch.hasRoomForAnswer(size)) {
-        refuse(sender, call, kUnread);
+        refuseUnread(sender, call);
         return 1;
     }
-    sender.watch.addAnswer(size);
+    noteAnswer(sender, size);
     return 0;
 }
 
+// A sender for which nothing has waited starts with as many bytes as the one served last: it isn't
+// preferred for what it hasn't asked for.
+void CallQueue::addToRing(Sender& sender) {
+    if (sender.isWaiting()) return;
+    sender.sent = std::max(sender.sent, mSent);
+    mRing.push_back(&sender);
+    sortIntoRing(std::prev(mRing.end()));
+}
+
+/// Moves an entry behind all that have been sent as much or less.
+void CallQueue::sortIntoRing(Ring::iterator entry) {
+    auto place = mRing.end();
+    for (auto previous = place; previous != mRing.begin();) {
+        --previous;
+        if (previous != entry && (*previous)->sent <= (*entry)->sent) break;
+        place = previous;
+    }
+    mRing.splice(place, mRing, entry);
+}
+
 bool CallQueue::serveTurn() {
-    ++mTurn;
+    if (canSend()) ++mTurn;
     bool isAnyServed = false;
     auto entry = mRing.begin();
-    for (size_t left = mRing.size(); left > 0 && canSend(kMaxUnsentAnswers); --left) {
+    for (size_t left = mRing.size(); left > 0 && canSend(); --left) {
         const auto current = entry++;
         Sender& sender = **current;
         if (!serve(sender)) continue;
 
-        // Who was served goes behind those whose call must still wait.
         isAnyServed = true;
-        if (sender.calls.empty()) {
+        mSent = std::max(mSent, sender.sent);
+        sender.sent += ReadWatch::kOverhead;
+        if (sender.isWaiting()) {
+            sortIntoRing(current);
+        } else {
             mRing.erase(current);
             removeIfDone(sender);
-        } else {
-            mRing.splice(mRing.end(), mRing, current);
         }
     }
     return isAnyServed && !mRing.empty();
 }
 
-/// Handles the sender's first call. Returns false if it must wait for a later turn.
+/// Returns false if everything that waits must wait for a later turn.
 bool CallQueue::serve(Sender& sender) {
-    if (sender.isBusy) return false;
+    const bool isRefusalSent = sendRefusal(sender);
+    return serveCall(sender) || isRefusalSent;
+}
+
+/// Handles the sender's first call. Returns false if there is none or it must wait.
+bool CallQueue::serveCall(Sender& sender) {
+    if (sender.isBusy || sender.calls.empty()) return false;
     Call& call = sender.calls.front();
     const int result = handle(sender, call);
     if (result == kTryLater) return false;
     if (result == kNoRoom) {
         if (sender.watch.isRefused()) return false;
-        refuse(sender, call.message.get(), kUnread);
+        refuseUnread(sender, call.message.get());
     }
 
     sender.waiting -= call.cost;
@@ -221,7 +250,7 @@ bool CallQueue::serve(Sender& sender) {
 /// Returns the result of the handler, after sending its error.
 int CallQueue::handle(Sender& sender, Call& call) {
     sd_bus_message* const message = call.message.get();
-    if (expectsAnswer(message) && !sender.watch.hasRoomForAnswer(0)) return kNoRoom;
+    if (!hasRoomForAnswer(sender, message, 0)) return kNoRoom;
 
     mServed = &sender;
     mCall = message;
@@ -234,8 +263,8 @@ int CallQueue::handle(Sender& sender, Call& call) {
 
     if (result < 0) {
         reply(sender, message, error.get());
-    } else {
-        noteAnswer(sender, message, static_cast<size_t>(result));
+    } else if (expectsAnswer(message)) {
+        noteAnswer(sender, static_cast<size_t>(result));
     }
     return result;
 }
@@ -246,7 +275,12 @@ ReadWatch& CallQueue::caller() {
 }
 
 bool CallQueue::hasRoomForAnswer(size_t size) const {
-    return !expectsAnswer(mCall) || mServed->watch.hasRoomForAnswer(size);
+    return hasRoomForAnswer(*mServed, mCall, size);
+}
+
+// What a sender that has left didn't read is gone, and the bus keeps no answers to it.
+bool CallQueue::hasRoomForAnswer(const Sender& sender, sd_bus_message* call, size_t size) {
+    return !expectsAnswer(call) || sender.hasLeft || sender.watch.hasRoomForAnswer(size);
 }
 
 CallQueue::Answer CallQueue::postpone() {
@@ -267,33 +301,69 @@ void CallQueue::finish(Sender& sender, sd_bus_message* call, const std::function
 
     if (result < 0) {
         reply(sender, call, error.get());
-    } else {
-        noteAnswer(sender, call, 0);
+    } else if (expectsAnswer(call)) {
+        noteAnswer(sender, 0);
     }
     removeIfDone(sender);
 }
 
+/// Lets a refusal wait for the sender's turn, or drops the call without one.
 void CallQueue::refuse(Sender& sender, sd_bus_message* call, const char* reason) {
     if (!expectsAnswer(call)) return;
-    if (sender.watch.isRefused() || !canSend(kMaxUnsentRefusals)) {
+    if (sender.watch.isRefused() || sender.refusals.size() >= kMaxRefusals ||
+        mWaiting + kCallOverhead > kMaxWaiting) {
         sender.watch.dropCall();
         return;
     }
 
-    const bool isUnread = reason == kUnread || !sender.watch.hasRoomForAnswer(0);
+    auto refusal = create<Message>(
+        [&](sd_bus_message** m) {
+            return sd_bus_message_new_method_errorf(call, m, SD_BUS_ERROR_LIMITS_EXCEEDED, "%s",
+                                                    reason);
+        },
+        "refuse a call");
+    addToRing(sender);
+    sender.refusals.push_back(std::move(refusal));
+    mWaiting += kCallOverhead;
+}
+
+/// Refuses one call of a sender that doesn't read its answers, and drops all others.
+void CallQueue::refuseUnread(Sender& sender, sd_bus_message* call) {
+    if (!expectsAnswer(call)) return;
+    if (sender.watch.isRefused()) {
+        sender.watch.dropCall();
+        return;
+    }
+
     Error error;
-    sd_bus_error_set_const(error.get(), SD_BUS_ERROR_LIMITS_EXCEEDED, isUnread ? kUnread : reason);
+    sd_bus_error_set_const(error.get(), SD_BUS_ERROR_LIMITS_EXCEEDED,
+                           "this connection has too many unread answers");
     reply(sender, call, error.get());
-    if (isUnread) sender.watch.refuseOnce();
+    sender.watch.refuseOnce();
+}
+
+/// Sends the sender's first refusal. Returns false if there is none or it must wait.
+bool CallQueue::sendRefusal(Sender& sender) {
+    if (sender.refusals.empty()) return false;
+    if (!sender.hasLeft && !sender.watch.hasRoomForAnswer(0)) return false;
+
+    const Message refusal = std::move(sender.refusals.front());
+    sender.refusals.pop_front();
+    mWaiting -= kCallOverhead;
+
+    sd_bus_send(mBus, refusal.get(), nullptr);
+    noteAnswer(sender, strlen(sd_bus_message_get_error(refusal.get())->message));
+    return true;
 }
 
 void CallQueue::reply(Sender& sender, sd_bus_message* call, const sd_bus_error* error) {
+    if (!expectsAnswer(call)) return;
     sd_bus_reply_method_error(call, error);
-    noteAnswer(sender, call, error->message != nullptr ? strlen(error->message) : 0);
+    noteAnswer(sender, error->message != nullptr ? strlen(error->message) : 0);
 }
 
-void CallQueue::noteAnswer(Sender& sender, sd_bus_message* call, size_t size) {
-    if (!expectsAnswer(call)) return;
+void CallQueue::noteAnswer(Sender& sender, size_t size) {
+    sender.sent += size;
 
     // If the ping that this may need can't be sent, the next answer tries again.
     logErrors([&] { sender.watch.addAnswer(size); });
@@ -315,7 +385,7 @@ int CallQueue::onNameLost(sd_bus_message* signal, void* self, sd_bus_error* /*er
 }
 
 void CallQueue::removeIfDone(Sender& sender) {
-    if (!sender.hasLeft || sender.isBusy || !sender.calls.empty()) return;
+    if (!sender.hasLeft || sender.isBusy || sender.isWaiting()) return;
     mSenders.erase(sender.watch.name());
 }
 

@@ -4,7 +4,6 @@
 #include "host/daemon/LogLimiter.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <climits>
 #include <cstdlib>
@@ -70,8 +69,7 @@ void writeToJournal(const __android_log_message* entry) {
 
 /// Creates a timer of the clock that LogLimiter uses.
 int createTimer() {
-    const int fd = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
-    return check(fd >= 0 ? fd : -errno, "make a timer");
+    return checkErrno(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK), "make a timer");
 }
 
 /// Recognises lines that only repeat that a tuning file was refused: without a store to fall back

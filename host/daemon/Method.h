@@ -39,8 +39,8 @@ size_t answerSize(const std::tuple<T...>& values) {
 }
 
 /// Answers the method call `call`: reads the arguments of `operation` from it, runs the operation
-/// on `object`, and sends its result as the reply. Returns the size of the reply in bytes, 0 if the
-/// operation has postponed it, or CallQueue::kNoRoom. Throws BusError and
+/// on `object`, and sends its result as the reply, if the caller wants one. Returns the size of the
+/// reply in bytes, 0 if the operation has postponed it, or CallQueue::kNoRoom. Throws BusError and
 /// std::system_error.
 template <typename Object, typename Result, typename... Args>
 int answerCall(sd_bus_message* call, const CallQueue& calls, Object& object,
@@ -49,25 +49,26 @@ int answerCall(sd_bus_message* call, const CallQueue& calls, Object& object,
     readFrom(call, arguments);
 
     const auto run = [&](auto&... argument) { return (object.*operation)(argument...); };
-    const auto newReply = [&] {
-        return create<Message>(
+    const auto send = [&](const auto&... result) {
+        const auto reply = create<Message>(
             [&](sd_bus_message** m) { return sd_bus_message_new_method_return(call, m); }, "reply");
+        (appendTo(reply.get(), result), ...);
+        check(sd_bus_send(nullptr, reply.get(), nullptr), "reply");
     };
     if constexpr (std::is_same_v<Result, Postponed>) {
         std::apply(run, arguments);
         return 0;
     } else if constexpr (std::is_void_v<Result>) {
         std::apply(run, arguments);
-        check(sd_bus_send(nullptr, newReply().get(), nullptr), "reply");
+        send();
         return 0;
     } else {
         const Result result = std::apply(run, arguments);
+        if (sd_bus_message_get_expect_reply(call) == 0) return 0;
+
         const size_t size = answerSize(result);
         if (!calls.hasRoomForAnswer(size)) return CallQueue::kNoRoom;
-
-        const Message reply = newReply();
-        appendTo(reply.get(), result);
-        check(sd_bus_send(nullptr, reply.get(), nullptr), "reply");
+        send(result);
         return static_cast<int>(size);
     }
 }

@@ -142,32 +142,37 @@ void ServiceHost::reload(UpdateQueue::Completion onDone) {
     mReload->onDone.push_back(std::move(onDone));
 }
 
+// One is delivered before calls are served, so that answers which fill the socket again and again
+// don't keep updates waiting for ever; the others follow the calls, because there may be many.
 void ServiceHost::turn() {
     mCalls.readMore();
+    for (auto& item : mQueue.removeAll()) mUndelivered.push_back(std::move(item));
+
+    deliverNext();
     const bool isMore = mHasStarted && mCalls.serveTurn();
-    deliver();
+    while (deliverNext()) continue;
     endIfDone();
 
     check(sd_event_source_set_enabled(mAgain.get(), isMore ? SD_EVENT_ONESHOT : SD_EVENT_OFF),
           "make a turn");
 }
 
-// Stops while the bus takes nothing, since an update needs less memory than its signal.
-void ServiceHost::deliver() {
-    for (auto& item : mQueue.removeAll()) mUndelivered.push_back(std::move(item));
+// False if there is none, or while the bus takes nothing: an update needs less memory than its
+// signal.
+bool ServiceHost::deliverNext() {
+    if (mUndelivered.empty() || !mCalls.canSend()) return false;
 
-    while (!mUndelivered.empty() && mCalls.canSend(CallQueue::kMaxUnsentUpdates)) {
-        const UpdateQueue::Item item = std::move(mUndelivered.front());
-        mUndelivered.pop_front();
-        if (const auto* const completion = std::get_if<UpdateQueue::Completion>(&item)) {
-            (*completion)();
-        } else if (const auto& update = std::get<UpdateQueue::Update>(item);
-                   update.client == UpdateQueue::kObserver) {
-            observe(update);
-        } else {
-            mClients.send(update);
-        }
+    const UpdateQueue::Item item = std::move(mUndelivered.front());
+    mUndelivered.pop_front();
+    if (const auto* const completion = std::get_if<UpdateQueue::Completion>(&item)) {
+        (*completion)();
+    } else if (const auto& update = std::get<UpdateQueue::Update>(item);
+               update.client == UpdateQueue::kObserver) {
+        observe(update);
+    } else {
+        mClients.send(update);
     }
+    return true;
 }
 
 // Every update is the outcome of a request, except for the empty one after a reload.

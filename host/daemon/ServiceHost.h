@@ -76,7 +76,7 @@ private:
     static int onSaveTimer(sd_event_source* source, uint64_t now, void* self);
 
     void turn();
-    void deliver();
+    bool deliverNext();
     void observe(const UpdateQueue::Update& update);
     void scheduleSave();
     void onSaved(bool isSaved);

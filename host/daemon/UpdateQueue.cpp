@@ -1,7 +1,7 @@
 #include "host/daemon/UpdateQueue.h"
 
-#include <cerrno>
-#include <system_error>
+#include "host/SdBus.h"
+
 #include <utility>
 
 #include <sys/eventfd.h>
@@ -11,9 +11,8 @@ namespace velora::host {
 
 using android::Mutex;
 
-UpdateQueue::UpdateQueue() : mFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    if (mFd < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
-}
+UpdateQueue::UpdateQueue()
+    : mFd(checkErrno(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "watch the updates")) {}
 
 UpdateQueue::~UpdateQueue() { close(mFd); }
 

@@ -133,6 +133,15 @@ void addEventSources(sd_event* event, ServiceHost* host, LogOutput* log) {
           "watch the log");
 }
 
+/// Connects to the bus and takes the service's name there. Losing the bus ends the event loop.
+Bus connect(const BusChoice& choice, sd_event* event) {
+    Bus bus = choice.connect();
+    check(sd_bus_attach_event(bus.get(), event, SD_EVENT_PRIORITY_NORMAL), "attach the bus");
+    check(sd_bus_set_exit_on_disconnect(bus.get(), 1), "watch the bus");
+    check(sd_bus_request_name(bus.get(), kBusName, 0), "take the name on the bus");
+    return bus;
+}
+
 /// Logs that the service has started without tunings, if it has.
 void logIfNotReady(ServiceHost& host) {
     if (host.isReady()) return;
@@ -156,10 +165,7 @@ int serve(const Options& options) {
     useRoot(options.root);
     lockSettings(rooted(kDataDirectory), options.commandLine);
     const auto event = create<Event>(sd_event_default, "make an event loop");
-    const Bus bus = options.bus.connect();
-    check(sd_bus_attach_event(bus.get(), event.get(), SD_EVENT_PRIORITY_NORMAL), "attach the bus");
-    check(sd_bus_set_exit_on_disconnect(bus.get(), 1), "watch the bus");
-    check(sd_bus_request_name(bus.get(), kBusName, 0), "take the name on the bus");
+    const Bus bus = connect(options.bus, event.get());
 
     // Calls that arrive before the service has started wait for it.
     ALOGI("looking for the tuning file at %s", rooted(kTuningFile).c_str());
