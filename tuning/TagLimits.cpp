@@ -1,5 +1,7 @@
 #include "tuning/TagLimits.h"
 
+#include <algorithm>
+
 namespace velora {
 
 namespace {
@@ -16,42 +18,79 @@ constexpr Section kSections[] = {
     {"<![CDATA[", "]]>"},
 };
 
+int countLines(std::string_view text) {
+    int lines = 0;
+    for (size_t at = text.find('\n'); at < text.size(); at = text.find('\n', at + 1)) ++lines;
+    return lines;
+}
+
+/// The position of the first byte that means something outside of the values of a tag; the size if
+/// there is none.
+size_t findDelimiter(std::string_view text) {
+    return static_cast<size_t>(std::find_if(text.begin(), text.end(),
+                                            [](char byte) {
+                                                return byte == '"' || byte == '\'' || byte == '>' ||
+                                                       byte == '[';
+                                            }) -
+                               text.begin());
+}
+
 }  // namespace
 
 bool TagLimits::accept(std::string_view block) {
-    for (const char byte : block) {
-        advance(byte);
-        if (!mError.empty()) return false;
+    size_t tagStart = std::string_view::npos;  // if a `<` is in this block: of the last one
+    for (size_t at = 0; at < block.size() && mReason.empty();) {
+        const size_t size = advance(block.substr(at));
+        at += size;
+        if (mState == State::MARKUP && mMarkup.size() == 1) tagStart = at - 1;
     }
-    return true;
+
+    // Lines are counted only when they are needed: for an error, and once per block.
+    const bool isInMarkup = mState != State::TEXT || !mReason.empty();
+    if (isInMarkup && tagStart < block.size()) {
+        mTagLine = mLine + countLines(block.substr(0, tagStart));
+    }
+    mLine += countLines(block);
+    if (!mReason.empty()) mError = "line " + std::to_string(mTagLine) + ": " + mReason;
+    return mReason.empty();
 }
 
-void TagLimits::advance(char byte) {
-    if (byte == '\n') ++mLine;
-
+size_t TagLimits::advance(std::string_view rest) {
     switch (mState) {
-        case State::TEXT:
-            if (byte != '<') break;
+        case State::TEXT: {
+            const size_t at = rest.find('<');
+            if (at >= rest.size()) return rest.size();
             mState = State::MARKUP;
-            mMarkup = byte;
-            mTagLine = mLine;
-            break;
+            mMarkup = '<';
+            return at + 1;
+        }
         case State::MARKUP:
-            mMarkup += byte;
+            mMarkup += rest.front();
             openMarkup();
-            break;
+            return 1;
         case State::START_TAG:
         case State::DOCTYPE:
-            advanceInTag(byte);
-            break;
+            return advanceInTag(rest);
         case State::SECTION:
-            advanceInSection(byte);
-            break;
+            return advanceInSection(rest);
     }
+    return rest.size();
 }
 
 // Decides what the markup is as soon as its first bytes show it.
 void TagLimits::openMarkup() {
+    const char kind = mMarkup[1];
+    if (kind == '/') {
+        mState = State::TEXT;
+        return;
+    }
+    if (kind != '?' && kind != '!') {
+        mState = State::START_TAG;
+        mTagSize = mMarkup.size();
+        mAttributes = 0;
+        return;
+    }
+
     for (const Section& section : kSections) {
         if (mMarkup == section.start) {
             mState = State::SECTION;
@@ -61,50 +100,49 @@ void TagLimits::openMarkup() {
         }
         if (section.start.starts_with(mMarkup)) return;
     }
-
-    switch (mMarkup[1]) {
-        case '/':
-            mState = State::TEXT;
-            break;
-        case '!':
-            mState = State::DOCTYPE;
-            if (mMarkup[2] != 'D') refuse("declarations are not allowed; remove them");
-            break;
-        default:
-            mState = State::START_TAG;
-            mTagSize = mMarkup.size();
-            mAttributes = 0;
-    }
+    mState = State::DOCTYPE;
+    if (mMarkup[2] != 'D') mReason = "declarations are not allowed; remove them";
 }
 
-void TagLimits::advanceInTag(char byte) {
-    const bool isStartTag = mState == State::START_TAG;
-    if (isStartTag && ++mTagSize > kMaxTagSize) {
-        return refuse("a start tag has at most " + std::to_string(kMaxTagSize) +
-                      " bytes; shorten or remove attributes");
-    }
+size_t TagLimits::advanceInTag(std::string_view rest) {
+    const size_t at = mQuote != 0 ? rest.find(mQuote) : findDelimiter(rest);
+    const bool isFound = at < rest.size();
+    const size_t size = isFound ? at + 1 : rest.size();
 
+    mTagSize += size;
+    if (mState == State::START_TAG && mTagSize > kMaxTagSize) {
+        mReason = "a start tag has at most " + std::to_string(kMaxTagSize) +
+                  " bytes; shorten or remove attributes";
+    } else if (isFound) {
+        meetInTag(rest[at]);
+    }
+    return size;
+}
+
+void TagLimits::meetInTag(char delimiter) {
+    const bool isStartTag = mState == State::START_TAG;
     if (mQuote != 0) {
-        if (byte == mQuote) mQuote = 0;
-    } else if (byte == '"' || byte == '\'') {
-        mQuote = byte;
+        mQuote = 0;
+    } else if (delimiter == '"' || delimiter == '\'') {
+        mQuote = delimiter;
         if (isStartTag && ++mAttributes > kMaxAttributes) {
-            refuse("a start tag has at most " + std::to_string(kMaxAttributes) +
-                   " attributes and namespace declarations; remove some");
+            mReason = "a start tag has at most " + std::to_string(kMaxAttributes) +
+                      " attributes and namespace declarations; remove some";
         }
-    } else if (byte == '>' || (byte == '[' && !isStartTag)) {
+    } else if (delimiter == '>' || !isStartTag) {  // `[` means nothing in a start tag
         mState = State::TEXT;
     }
 }
 
-void TagLimits::advanceInSection(char byte) {
-    if (mLastBytes.size() == mSectionEnd.size()) mLastBytes.erase(0, 1);
-    mLastBytes += byte;
-    if (mLastBytes == mSectionEnd) mState = State::TEXT;
-}
+size_t TagLimits::advanceInSection(std::string_view rest) {
+    const size_t at = rest.find(mSectionEnd.back());
+    const size_t size = at < rest.size() ? at + 1 : rest.size();
 
-void TagLimits::refuse(const std::string& reason) {
-    mError = "line " + std::to_string(mTagLine) + ": " + reason;
+    const size_t length = mSectionEnd.size();
+    mLastBytes.append(rest.substr(0, size).substr(size - std::min(size, length)));
+    mLastBytes.erase(0, mLastBytes.size() - std::min(mLastBytes.size(), length));
+    if (mLastBytes == mSectionEnd) mState = State::TEXT;
+    return size;
 }
 
 }  // namespace velora

@@ -38,21 +38,23 @@ private:
         SECTION,    ///< a comment, CDATA section or processing instruction
     };
 
-    void advance(char byte);
+    // Each advances by one step in what is left of the block, and returns the size of the step.
+    size_t advance(std::string_view rest);
+    size_t advanceInTag(std::string_view rest);
+    size_t advanceInSection(std::string_view rest);
     void openMarkup();
-    void advanceInTag(char byte);
-    void advanceInSection(char byte);
-    void refuse(const std::string& reason);
+    void meetInTag(char delimiter);
 
     State mState = State::TEXT;
-    int mLine = 1;
+    int mLine = 1;                 ///< at the beginning of the block
     std::string mMarkup;           ///< MARKUP: from the `<`
     std::string_view mSectionEnd;  ///< SECTION: the bytes that end it
     std::string mLastBytes;        ///< SECTION: its last bytes, as many as end it
     char mQuote = 0;               ///< START_TAG, DOCTYPE: the quote that ends the value, or 0
     size_t mTagSize = 0;           ///< START_TAG: bytes so far
     size_t mAttributes = 0;        ///< START_TAG: values that have begun
-    int mTagLine = 0;              ///< of the last `<` of markup
+    int mTagLine = 0;              ///< of the `<`, if that was in an earlier block
+    std::string mReason;           ///< why the tag is refused
     std::string mError;
 };
 
