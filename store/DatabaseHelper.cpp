@@ -119,6 +119,19 @@ std::string DatabaseHelper::buildColumnString(TableType table) {
 }
 
 bool DatabaseHelper::hasLayout() {
+    // Normally this version has created the tables, and their statements are its own.
+    std::set<std::string, std::less<>> created;
+    const bool wereRead =
+        getAllRows("SELECT sql FROM sqlite_master WHERE type='table'", {},
+                   [&](std::span<const RowData> row) { created.emplace(row[0].text); });
+    const auto isCreated = [&](const Table& table) {
+        return created.contains(createStatement(table));
+    };
+    const bool areCreated = std::all_of(allTables().begin(), allTables().end(), isCreated);
+    return wereRead && (areCreated || hasColumns());
+}
+
+bool DatabaseHelper::hasColumns() {
     std::map<std::string, std::string, std::less<>> columns;  // by the name of their table
     const bool wasRead = getAllRows(
         "SELECT t.name, c.name || ' ' || upper(c.type) FROM sqlite_master t, "

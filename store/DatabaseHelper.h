@@ -167,6 +167,8 @@ public:
     void updateTuningDevice(std::string_view key, std::string_view value);
 
 private:
+    /// All tables exist, with the columns of this version, whatever has created them.
+    [[nodiscard]] bool hasColumns();
     [[nodiscard]] bool getRows(const Table& table, const Arguments& key, const RowVisitor& visit);
     /// Passes all intact rows of a table on: `_id` and all columns. False if they can't be read.
     [[nodiscard]] bool readTable(TableType type, const RowVisitor& visit);
