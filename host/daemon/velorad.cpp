@@ -1,6 +1,7 @@
 // velorad: the service as a process of its own, for clients on D-Bus.
 #define LOG_TAG "velorad"
 
+#include "context/SndContextManager.h"
 #include "host/BusChoice.h"
 #include "host/daemon/EventCallback.h"
 #include "host/daemon/KmsInterface.h"
@@ -154,6 +155,17 @@ void logIfNotReady(ServiceHost& host) {
     }
 }
 
+/// Closes the store at the end, which copies its log into the database. Must be destroyed after the
+/// service.
+struct StoreCloser {
+    StoreCloser() = default;
+    ~StoreCloser() {
+        if (SndContextManager::hasInstance()) SndContextManager::getInstance().release();
+    }
+    StoreCloser(const StoreCloser&) = delete;
+    StoreCloser& operator=(const StoreCloser&) = delete;
+};
+
 /// Runs the service until a signal or the loss of the bus ends it. Returns the exit status of the
 /// program; throws a std::exception if it can't start.
 int serve(const Options& options) {
@@ -169,6 +181,7 @@ int serve(const Options& options) {
 
     // Calls that arrive before the service has started wait for it.
     ALOGI("looking for the tuning file at %s", rooted(kTuningFile).c_str());
+    const StoreCloser closer;
     ServiceHost host(bus.get(), event.get(), std::chrono::milliseconds(options.saveDelayMs));
     const KmsInterface interface(bus.get(), &host);
     addEventSources(event.get(), &host, &log);

@@ -169,6 +169,7 @@ TEST_F(DaemonTest, ChangesAreSavedWhenItEndsOrIsTold) {
     for (const int signal : {SIGINT, SIGQUIT}) {
         setAmount(++value);
         EXPECT_EQ(daemon->end(signal), 0);
+        EXPECT_EQ(std::filesystem::file_size(database + "-wal"), 0U);
         start("--save-delay 3600000");
         EXPECT_EQ(amount(), value);
     }
