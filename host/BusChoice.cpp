@@ -26,8 +26,8 @@ void BusChoice::addTo(CLI::App& app) {
 
 Bus BusChoice::connect() const {
     if (mAddress.empty()) {
-        const auto open = mUser ? sd_bus_open_user : sd_bus_open_system;
-        return create<Bus>(open, "connect to the bus");
+        return mUser ? create<Bus>(sd_bus_open_user, "connect to the user's bus")
+                     : create<Bus>(sd_bus_open_system, "connect to the system bus");
     }
 
     // sd-bus has no single call that opens a message bus at an address.

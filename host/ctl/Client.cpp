@@ -27,6 +27,9 @@ using Clock = std::chrono::steady_clock;
     const bool isNoService =
         std::any_of(kNoServiceErrors.begin(), kNoServiceErrors.end(),
                     [&](const char* name) { return sd_bus_error_has_name(&error, name) != 0; });
+    if (sd_bus_error_has_name(&error, SD_BUS_ERROR_SERVICE_UNKNOWN) != 0) {
+        throw CommandError(Exit::NO_SERVICE, "velorad is not running on this bus");
+    }
     throw CommandError(isNoService ? Exit::NO_SERVICE : Exit::FAILED,
                        error.message != nullptr ? error.message : error.name);
 }

@@ -77,8 +77,9 @@ int32_t resolveValue(Client& client, const AdapterParameter& parameter, const st
 Integers resolveValues(Client& client, const AdapterParameter& parameter,
                        const std::vector<std::string>& texts) {
     if (texts.size() != static_cast<size_t>(parameter.length)) {
-        throw CommandError(Exit::USAGE, parameterName(parameter) + " has a length of " +
-                                            std::to_string(parameter.length));
+        throw CommandError(Exit::USAGE, parameterName(parameter) + " takes " +
+                                            std::to_string(parameter.length) +
+                                            (parameter.length == 1 ? " value" : " values"));
     }
 
     Integers values;

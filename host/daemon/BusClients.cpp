@@ -139,7 +139,9 @@ Worker::Work BusClients::remove(const ReadWatch& reader, int32_t type) {
         return [this, name, type, isSaved = mService->isSaved()] {
             removeListener(name, type);
             if (!isSaved) {
-                throw BusError(SD_BUS_ERROR_FAILED, "the settings could not be saved");
+                throw BusError(SD_BUS_ERROR_FAILED,
+                               "the settings could not be saved; they remain in effect, and "
+                               "velorad tries again: its log has the reason");
             }
         };
     };

@@ -92,8 +92,12 @@ void restrictAccess(const fs::path& directory) {
 
 void lockSettings(const std::string& directory, const std::string& command) {
     // Never closed: a thread of the library may use the store until the process ends.
-    const int fd = checkErrno(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC),
-                              ("open the directory of the settings " + directory).c_str());
+    const int fd = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0 && errno == ENOENT) {
+        throw std::runtime_error("there is no directory " + directory +
+                                 " for the settings; create it, or give --root");
+    }
+    checkErrno(fd, ("open the directory of the settings " + directory).c_str());
 
     if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
         const int error = errno;

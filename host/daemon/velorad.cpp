@@ -18,6 +18,7 @@
 #include <filesystem>
 #include <iterator>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -139,7 +140,13 @@ Bus connect(const BusChoice& choice, sd_event* event) {
     Bus bus = choice.connect();
     check(sd_bus_attach_event(bus.get(), event, SD_EVENT_PRIORITY_NORMAL), "attach the bus");
     check(sd_bus_set_exit_on_disconnect(bus.get(), 1), "watch the bus");
-    check(sd_bus_request_name(bus.get(), kBusName, 0), "take the name on the bus");
+
+    const int result = sd_bus_request_name(bus.get(), kBusName, 0);
+    if (result == -EEXIST) {
+        throw std::runtime_error(std::string("another program on this bus has the name ") +
+                                 kBusName + ", probably another velorad");
+    }
+    check(result, "take the name on the bus");
     return bus;
 }
 

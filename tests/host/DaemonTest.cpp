@@ -302,7 +302,7 @@ TEST_F(DaemonTest, ASecondInstanceNamesTheFirstAndWritesNothing) {
 
     // The name of the bus is taken before the store is opened.
     run("mkdir $ROOT/other && cp -r $ROOT/odm $ROOT/other && velorad --user --root $ROOT/other");
-    EXPECT_THAT(contentsOf(file("err")), HasSubstr("take the name on the bus: File exists"));
+    EXPECT_THAT(contentsOf(file("err")), HasSubstr("another program on this bus has the name"));
     EXPECT_FALSE(std::filesystem::exists(file("other/data/vendor/velora/kiv_sqlite3.db")));
 }
 
