@@ -60,11 +60,13 @@ void writeFiles(const std::filesystem::path& directory, const Files& files) {
 Records readRecording(const std::string& file) {
     const std::string bytes = contentsOf(file);
     Records records;
-    for (size_t at = 0; at < bytes.size();) {
+    for (size_t at = 0; at + sizeof(DiskRecord) <= bytes.size();) {
         DiskRecord head{};
         memcpy(&head, bytes.data() + at, sizeof head);
         const size_t path = at + sizeof head;
         const size_t data = path + head.pathSize;
+        // The process may have ended while another of its threads was writing.
+        if (data + head.size > bytes.size()) break;
         records.push_back({head.kind, head.offset, bytes.substr(path, head.pathSize),
                            bytes.substr(data, head.size)});
         at = data + head.size;
