@@ -210,7 +210,9 @@ TEST_F(RowChecksumsTest, RowsWithoutAChecksumAreUsedAndGetOneWithTheNextSave) {
         Provider provider;
         EXPECT_FALSE(load(provider));
         EXPECT_EQ(provider.loadProfile(1)->getName(), "edited");
-        EXPECT_TRUE(saveAll(provider, 3));
+        Transaction transaction(provider);
+        provider.setSelectedProfile(2);
+        EXPECT_TRUE(transaction.commit());
         EXPECT_THAT(unprotected(), ElementsAre("0"));
     };
     changeStore("UPDATE profiles SET name='edited'");

@@ -43,25 +43,6 @@ inline bool fill(Provider& provider, int mark) {
     return transaction.commit();
 }
 
-/// Sets `mark` in the user's copy of everything, and saves it.
-inline bool saveAll(Provider& provider, int mark) {
-    Transaction transaction(provider);
-    for (int id = 0; id < kFilledProfiles; ++id) {
-        Profile* const profile = provider.loadProfile(id);
-        profile->setSelectedGeqPreset(mark);
-        provider.save(profile);
-        for (ProfileEndpoint* endpoint : provider.loadProfileEndpoints(id)) {
-            endpoint->setSelectedIeqPreset(mark);
-            provider.save(endpoint);
-        }
-        GeqPreset* const geq = provider.loadGeqPreset(id);
-        geq->set(GEQ_GAIN, std::vector<int>(20, mark));
-        provider.save(geq);
-    }
-    provider.setSelectedProfile(mark);
-    return transaction.commit();
-}
-
 /// Every cell of a query's rows in the store, as texts.
 inline std::vector<std::string> cells(const std::string& sql) {
     std::vector<std::string> all;
