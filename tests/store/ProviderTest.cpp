@@ -48,13 +48,6 @@ TEST_F(ProviderTest, ProfilesAreKnownByTheirNumbers) {
     EXPECT_EQ(provider.loadProfileEndpoint(0, static_cast<Endpoint>(3)), nullptr);
 }
 
-TEST_F(ProviderTest, IeqPresetsAreKnownByTheirNumbers) {
-    IeqPreset* const off = provider.loadIeqPreset(0);
-    EXPECT_EQ(off->getName(), "off5");
-    EXPECT_EQ(provider.loadIeqPreset(1)->size(), 3U) << "no row: empty curves";
-    for (const int id : {2, -1}) EXPECT_EQ(provider.loadIeqPreset(id), off);
-}
-
 TEST_F(ProviderTest, ARowWhoseNumberIsNotPlainIsLeftOut) {
     change("UPDATE profiles SET profile_id='x', name='damaged' WHERE profile_id='0'");
     EXPECT_EQ(log.count("E DatabaseHelper: a row of profiles is left out, its number is \"x\""),
