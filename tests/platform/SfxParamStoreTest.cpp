@@ -29,14 +29,6 @@ TEST(EffectParamParserTest, AcceptsABlockOnlyIfItsWordsAreExactlyItsEntries) {
     }
 }
 
-TEST(EffectParamParserTest, RefusesWhatIsNotAnArrayOfWords) {
-    EXPECT_FALSE(EffectParamParser(nullptr, 8).validate());
-    alignas(int32_t) char bytes[10] = {2};
-    EXPECT_TRUE(EffectParamParser(bytes, 8).validate());
-    EXPECT_FALSE(EffectParamParser(bytes, 9).validate()) << "not whole words";
-    EXPECT_FALSE(EffectParamParser(bytes + 1, 8).validate()) << "not aligned";
-}
-
 TEST(SfxParamStoreTest, PublishesStagedParametersWithTheNextCommit) {
     auto& store = SfxParamStore::getInstance();
     int commits = 0;

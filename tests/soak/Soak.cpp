@@ -47,14 +47,6 @@ struct Run {
     }
 };
 
-struct Dice : std::mt19937 {
-    using std::mt19937::mt19937;
-    int32_t roll(int32_t low, int32_t high) {
-        return std::uniform_int_distribution(low, high)(*this);
-    }
-    size_t below(size_t count) { return static_cast<size_t>(roll(0, static_cast<int>(count) - 1)); }
-};
-
 /// A client that alone changes the equalizer of its own profile, in a thread of its own.
 class User {
 public:
@@ -67,8 +59,8 @@ public:
         static constexpr void (User::*kActions[])() = {&User::reload, &User::die, &User::verify};
         while (!mRun.ending) {
             const bool isKnown = mRun.life == mLife;
-            const bool isRare = mDice.below(30) == 0;  // because each has everything saved
-            if (isKnown) attempt(isRare ? kActions[mDice.below(std::size(kActions))] : &User::set);
+            const bool isRare = mDice() % 30 == 0;  // because each has everything saved
+            if (isKnown) attempt(isRare ? kActions[mDice() % std::size(kActions)] : &User::set);
             if (!isKnown) attempt(mRun.life % 2 == 0 ? &User::verify : &User::die);
             while (sd_bus_process(mClient->bus(), nullptr) > 0) continue;
         }
@@ -107,7 +99,7 @@ private:
     }
 
     void set() {
-        const Integers gains(kNumberOfGains, mDice.roll(-576, 576));
+        const Integers gains(kNumberOfGains, static_cast<int32_t>(mDice() % 1153) - 576);
         Integers arguments{mNumber, kGains};
         arguments.insert(arguments.end(), gains.begin(), gains.end());
 
@@ -121,19 +113,19 @@ private:
     void reload() {
         static const std::string extra = contentsOf(sourceFile("data/kiv-extra.xml"));
         mRoot.write("data/vendor/velora/kiv-extra.xml",
-                    extra.substr(0, extra.size() / (1 + mDice.below(2))));
+                    extra.substr(0, extra.size() / (1 + mDice() % 2)));
         mClient->call("SetIntParam", key::kReload, int64_t{0});
     }
     void die() {
         mClient = connect();
         mDeaf = connect();
-        mDeaf->call("RegisterClient", mDice.roll(0, 15));
+        mDeaf->call("RegisterClient", static_cast<int32_t>(mDice() % 16));
     }
 
     Run& mRun;
     const TempDir& mRoot;
     const int32_t mNumber;
-    Dice mDice;
+    std::minstd_rand mDice;
     std::unique_ptr<Client> mClient = connect();
     std::unique_ptr<Client> mDeaf;  ///< registered, but doesn't read
     uint32_t mLife = 0;             ///< the last life in which the gains were verified
@@ -211,13 +203,13 @@ private:
     }
 
     void liveShortly() {
-        if (mDice.below(4) == 0) {  // killed while it starts
+        if (mDice() % 4 == 0) {  // killed while it starts
             launch();
-            std::this_thread::sleep_for(milliseconds(mDice.below(60)));
+            std::this_thread::sleep_for(milliseconds(mDice() % 60));
             end(SIGKILL);
         }
         start();
-        sleepUntil(Clock::now() + milliseconds(mDice.roll(50, 2000)));
+        sleepUntil(Clock::now() + milliseconds(50 + mDice() % 2000));
         end(SIGKILL);
     }
     /// Lets velorad live for the rest of the run, and checks that it doesn't grow.
@@ -257,7 +249,7 @@ private:
     }
 
     Run mRun;
-    Dice mDice;
+    std::minstd_rand mDice;
     const TempDir mRoot;
     const std::string mLog = mRoot.path() / "log";
     std::vector<std::unique_ptr<User>> mUsers;

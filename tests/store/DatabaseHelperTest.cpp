@@ -123,12 +123,6 @@ TEST_F(DatabaseHelperTest, RowsAreFoundAgainWhenTheirTableMayHaveChanged) {
     EXPECT_TRUE(db.queryGeqValue(3, "custom", &preset));
 }
 
-TEST_F(DatabaseHelperTest, ATextThatIsNoStatementOrReturnsRowsFails) {
-    for (const char* sql : {"", "-- comment", "SELECT 1 FROM nothing", "SELECT 1"}) {
-        EXPECT_EQ(db.execSQL(sql), 1) << sql;
-    }
-}
-
 TEST_F(DatabaseHelperTest, WithoutADatabaseEveryOperationFails) {
     setRootPrefix((dir.path() / "missing").string());
     DatabaseHelper none("kiv_sqlite3.db");
