@@ -22,6 +22,11 @@ protected:
     SfxController controller{effect};
 };
 
+TEST_F(SfxControllerTest, ASelectedProfileSendsItsGains) {
+    context->setSelectedProfile(2);
+    EXPECT_THAT(effect.drain(), Contains(StartsWith("40000000 GEBS 20 40 55")));
+}
+
 TEST_F(SfxControllerTest, WhatTheEffectHasIsWhatANewOneWouldBeSent) {
     std::mt19937 random(20261123);
     const auto below = [&](size_t limit) { return static_cast<int>(random() % limit); };
@@ -78,6 +83,7 @@ TEST_F(SfxControllerTest, WhatTheEffectHasIsWhatANewOneWouldBeSent) {
         controller.setSfxEffect(fresh, *context);
         Entries wanted;
         receive(fresh, wanted);
+        ASSERT_TRUE(fresh.enabled) << "switched on like the context";
         ASSERT_EQ(received, wanted) << "after operation " << operation << " in step " << step;
         controller.setSfxEffect(effect, *context);
         effect.drain();
