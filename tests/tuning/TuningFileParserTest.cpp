@@ -100,7 +100,6 @@ TEST_F(TuningFileParserTest, AFaultAffectsOnlyItsElement) {
          .holds = "selectedIeqPreset=0\nieq_amount=8,\nieq_enable=1,\n",
          .logged = "E TuningFileParser: name is invalid, 309"},
         {.file = "preset-type-unknown", .holds = "\nieq_target=-16,16,64,\n\nprofileId=0\ngeq_"},
-        {.file = "unknown-elements", .holds = "=100,1000,10000,\ngeq_gain=16,0,-8,\n"},
         {.file = "version-missing", .holds = "\nheadphone_virtualizer_mode=1,\n"},
     };
     for (const Case& c : cases) {
