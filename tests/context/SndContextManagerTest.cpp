@@ -1,5 +1,6 @@
 #include "tests/context/ContextFixture.h"
 #include "tests/faults/Disk.h"
+#include "tests/support/Records.h"
 
 #include <csignal>
 
@@ -18,17 +19,12 @@ protected:
         std::ostringstream text;
         text << context.getSfxOn() << context.getSelectedProfile()->getName();
         for (int id = 0; id < context.getNumOfProfiles(); ++id) {
-            text << context.isProfileModified(id) << context.getProfile(id)->valuesToString()
-                 << context.getProfileGeq(id)->valuesToString();
-            for (const Endpoint endpoint : kEndpoints) {
-                const auto* const record = context.getProfileEndpoint(id, endpoint);
-                text << record->getSelectedIeqPreset() << record->valuesToString();
-            }
+            text << context.isProfileModified(id);
         }
         for (const Port port : SndContext::kSupportedPorts) {
-            text << context.getSelectedTuningDevice(port)
-                 << context.getSelectedTuning(port)->valuesToString();
+            text << context.getSelectedTuningDevice(port);
         }
+        visitRecords(context, [&](const auto& record) { text << record.valuesToString(); });
         return text.str();
     }
 

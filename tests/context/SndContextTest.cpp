@@ -70,17 +70,6 @@ TEST_F(SndContextTest, OnlyChangesOfTheSelectedProfileAreNotified) {
     }
 }
 
-TEST_F(SndContextTest, AReloadReturnsToWhatIsStored) {
-    context.setSfxOn(true);
-    context.setSelectedProfile(0);
-    EXPECT_THAT(observer.drain(), IsEmpty());
-    context.setSfxOn(false);
-    context.setSelectedProfile(3);
-    context.reloadAllProfile();
-    EXPECT_THAT(observer.drain(), ElementsAre("off", "profile", "profile", "on"));
-    EXPECT_TRUE(context.isSelected(0));
-}
-
 TEST_F(SndContextTest, OnlyWhatChangesIsStored) {
     const std::function<void()> changes[] = {
         [&] { context.setProfileParameter(1, HEADPHONE_VIRTUALIZER_MODE, {3}); },

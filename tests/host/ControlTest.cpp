@@ -16,14 +16,6 @@ protected:
 
 TEST_F(ControlTest, EveryCommandAnswersAsInTheTranscript) { expectTranscript("veloractl.txt"); }
 
-TEST_F(ControlTest, TheExitStatusSaysWhyThereIsNoAnswer) {
-    daemon->signal(SIGSTOP);
-    EXPECT_EQ(run("SYSTEMD_BUS_TIMEOUT=1 veloractl --user status").exit, 1);
-    daemon->signal(SIGCONT);
-    daemon->end(SIGTERM);
-    EXPECT_EQ(ctl("status").exit, 3);
-}
-
 TEST_F(ControlTest, OnlyTheFirst16ProfilesAreReadPerPort) {
     editTuning("s/<profile id=\"4\"/<profile id=\"16\"/");
     EXPECT_EQ(ctl("get ieq_amount --profile Mobility").exit, 0);

@@ -79,27 +79,6 @@ TEST_F(SndManagerTest, AFacadeThatHasEndedIsNotNotified) {
     EXPECT_THAT(facade.getParameter(0, 114), ElementsAre(5));
 }
 
-// The block that docs/effect-block.md shows, word by word.
-TEST_F(SndManagerTest, AChangeSendsTheDocumentedBlock) {
-    facade.handles.back()->blocks.clear();
-    facade.setProfilePortParameter(0, PORT_INTERNAL_SPEAKER, 107, {14});
-    const std::string doc = test::contentsOf(test::sourceFile("docs/effect-block.md"));
-    std::istringstream example(doc.substr(doc.find("```\n") + 4));
-    std::vector<int32_t> documented;
-    for (uint32_t word = 0; example >> std::hex >> word;) {
-        documented.push_back(static_cast<int32_t>(word));
-    }
-    EXPECT_THAT(facade.handles.back()->blocks, ElementsAre(documented));
-}
-
-TEST_F(SndManagerTest, SuspendingHidesTheSwitch) {
-    EXPECT_FALSE(facade.setSndSuspended(false));
-    EXPECT_TRUE(facade.setSndSuspended(true)) << "the effect is on";
-    EXPECT_FALSE(facade.getSndOn());
-    facade.setSndOn(false);
-    EXPECT_TRUE(facade.setSndSuspended(true)) << "it is suspended already";
-}
-
 TEST_F(SndManagerTest, VirtualBassAlsoSetsTheSourceDistance) {
     EXPECT_TRUE(facade.setParameter(0, 111, {50}));
     EXPECT_THAT(facade.getParameter(0, 111), ElementsAre(1));

@@ -180,7 +180,6 @@ TEST_F(VeloraManagerServiceTest, TheFormatVersionIsThreeNumbersBelowAThousand) {
         {R"(major="2" minor="0.0" maintenance="1")", -22},
         {R"(major="1" minor="1000" maintenance="0")", -22},
         {R"(major="1" minor="-1" maintenance="0")", -22},
-        {R"(major="1" minor="0" maintenance="99999999999999999999")", -22},
     };
     for (const auto& [version, number] : cases) {
         install(std::string(xml).replace(xml.find(given), given.size(), version));

@@ -9,7 +9,6 @@
 namespace velora::test {
 
 inline constexpr int kFilledProfiles = 3;
-inline constexpr int kFilledTunings = 12;
 
 /// Replaces everything in the store by records that all contain `mark`, as from a tuning file.
 inline bool fill(Provider& provider, int mark) {
@@ -31,33 +30,12 @@ inline bool fill(Provider& provider, int mark) {
             provider.create(&record);
         }
     }
-    for (int i = 0; i < kFilledTunings; ++i) {
-        Tuning tuning("tuning" + std::to_string(i), Endpoint::HEADPHONE, true);
-        tuning.set(AUDIO_OPTIMIZER_GAIN_L, std::vector<int>(40, mark));
-        provider.create(&tuning, Provider::kDefaultName);
-        DeviceTuning device("device" + std::to_string(i), "usb", tuning.getName());
-        provider.create(&device, Provider::kDefaultName);
-    }
+    Tuning tuning("tuning", Endpoint::HEADPHONE, true);
+    tuning.set(AUDIO_OPTIMIZER_GAIN_L, std::vector<int>(40, mark));
+    provider.create(&tuning, Provider::kDefaultName);
+    DeviceTuning device("device", "usb", "tuning");
+    provider.create(&device, Provider::kDefaultName);
     provider.setDefaultXmlSignature(text);
-    provider.setSelectedProfile(mark);
-    return transaction.commit();
-}
-
-/// Sets `mark` in the user's copy of everything, and saves it.
-inline bool saveAll(Provider& provider, int mark) {
-    Transaction transaction(provider);
-    for (int id = 0; id < kFilledProfiles; ++id) {
-        Profile* const profile = provider.loadProfile(id);
-        profile->setSelectedGeqPreset(mark);
-        provider.save(profile);
-        for (ProfileEndpoint* endpoint : provider.loadProfileEndpoints(id)) {
-            endpoint->setSelectedIeqPreset(mark);
-            provider.save(endpoint);
-        }
-        GeqPreset* const geq = provider.loadGeqPreset(id);
-        geq->set(GEQ_GAIN, std::vector<int>(20, mark));
-        provider.save(geq);
-    }
     provider.setSelectedProfile(mark);
     return transaction.commit();
 }
