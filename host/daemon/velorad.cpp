@@ -52,7 +52,7 @@ void openStandardStreams() {
 }
 
 /// Removes all variables from the environment, except for those that sd-bus and sd-daemon read.
-/// The others could make a library open a file, as XML_CATALOG_FILES may.
+/// The others could make a library open a file, as GCONV_PATH does.
 void reduceEnvironment() {
     constexpr std::string_view kUsed[] = {"DBUS_SESSION_BUS_ADDRESS=", "DBUS_SYSTEM_BUS_ADDRESS=",
                                           "JOURNAL_STREAM=",           "NOTIFY_SOCKET=",

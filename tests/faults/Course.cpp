@@ -121,8 +121,12 @@ void live(const Life& life, Disk& disk) {
     // After a rebuild that failed, the old settings are served until the next start.
     if (!life.started.empty() && started != life.started) return;
 
+    const auto takeInTwoAttempts = [&](const Step& each) {
+        const bool isTaken = take(each, *service);
+        return isTaken || take(each, *service);
+    };
     auto step = life.steps.begin();
-    while (step != life.steps.end() && (take(*step, *service) || take(*step, *service))) ++step;
+    while (step != life.steps.end() && takeInTwoAttempts(*step)) ++step;
     disk.clearFault();
     mark(kCleared);
     for (; step != life.steps.end(); ++step) {

@@ -243,7 +243,7 @@ private:
             for (const auto bytes : {Unsynchronised::KEPT, Unsynchronised::DROPPED}) {
                 writeFiles(mData, afterPowerLoss(mBefore, {end.records.begin(), count}, bytes, true,
                                                  mDice));
-                const std::string problem = problemOfNextStart(allowed);
+                std::string problem = problemOfNextStart(allowed);
                 if (!problem.empty()) return problem;
             }
         }
