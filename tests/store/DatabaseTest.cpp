@@ -127,7 +127,7 @@ TEST_F(DatabaseTest, AReadThatFailsIsNoDamage) {
     openFilled();
     db.reset();
     const std::string contents = contentsOf(database);
-    for (const uint64_t good : {0, 10, 100}) {
+    for (const uint64_t good : {0U, 10U, 100U}) {
         for (const bool isOnce : {true, false}) {
             log.clear();
             disk.failNext(DiskCall::PREAD, isOnce ? 0 : good + 1);
