@@ -272,9 +272,12 @@ int SndContextManager::mergeChangedOem(const std::string& path, Provider::Tuning
     if (!StoreBuilder(provider).mergeOemTuning(*oem)) return android::INVALID_OPERATION;
 
     ALOGI(kReloadingMessage);
-    const ReadSession reading = provider->startReading();
-    *tunings = provider->readTunings();
-    if (!reading.ok()) return android::INVALID_OPERATION;
+    {
+        // No other lock may be acquired while the database's is held.
+        const ReadSession reading = provider->startReading();
+        *tunings = provider->readTunings();
+        if (!reading.ok()) return android::INVALID_OPERATION;
+    }
     setOemSignature(oem->getSignature());
     return 0;
 }
