@@ -171,11 +171,10 @@ bool DatabaseHelper::commitTransaction() {
     const std::lock_guard lock(mLock);
     const bool wasBegun = mDatabase.isInTransaction();
     const bool isOutermost = mDatabase.depth() == 1;
-    if (isOutermost && std::exchange(mIsWriting, false) && mDatabase.isTransactionOpen()) {
-        mChecksums.complete();
-    }
+    const bool endsWriting = isOutermost && std::exchange(mIsWriting, false);
+    if (endsWriting && mDatabase.isTransactionOpen()) mChecksums.complete();
     const bool stored = mDatabase.commit();
-    if (isOutermost && stored) mChecksums.setStored();
+    if (endsWriting && stored) mChecksums.setStored();
     if (isOutermost) forgetRows();
     if (wasBegun) mLock.unlock();  // of the beginning
     return stored;

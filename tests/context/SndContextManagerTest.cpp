@@ -135,13 +135,18 @@ TEST_F(SndContextManagerTest, RowsThatWereNumberedAnewAreNotDamaged) {
     EXPECT_TRUE(manager().getSndContext()->save());
     EXPECT_EQ(restart().getProfileGeqParameter(3, GEQ_GAIN), Values(20, 5));
 
-    // While the service runs, which then only writes.
-    SndContext& context = *manager().getSndContext();
-    changeStore("VACUUM");
-    context.setProfileGeqParameter(4, GEQ_GAIN, Values(20, 6));
-    EXPECT_TRUE(context.save());
-    const std::string saved = stateOf(context);
-    EXPECT_EQ(stateOf(restart()), saved);
+    // Before the service starts, and while it runs, after a row has left a gap.
+    for (const bool isRestarted : {true, false}) {
+        SndContext& running = *manager().getSndContext();
+        running.setProfileGeqParameter(3, GEQ_GAIN, Values(20, isRestarted ? 7 : 8));
+        EXPECT_TRUE(running.save());
+        changeStore("VACUUM");
+        SndContext& context = isRestarted ? restart() : running;
+        context.setProfileGeqParameter(isRestarted ? 1 : 4, GEQ_GAIN, Values(20, 6));
+        EXPECT_TRUE(context.save());
+        const std::string saved = stateOf(context);
+        EXPECT_EQ(stateOf(restart()), saved);
+    }
 }
 
 // Settings that can't be read must not be treated as missing.
